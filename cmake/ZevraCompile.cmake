@@ -12,7 +12,6 @@ find_package(Threads REQUIRED)
 
 function(zevra_compile_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-                                           $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
                                            $<$<BOOL:${ZEVRA_WERROR}>:-Werror>)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON)

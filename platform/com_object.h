@@ -1,0 +1,105 @@
+#ifndef ZEVRA_PLATFORM_COM_OBJECT_H
+#define ZEVRA_PLATFORM_COM_OBJECT_H
+
+#include <atomic>
+#include <new>
+#include <utility>
+
+#include "platform/com.h"
+#include "platform/core_audio.h"
+#include "platform/interface_stubs.h"
+#include "platform/media_foundation.h"
+
+// What an implementation of the COM-shaped interfaces stands on, whichever it is: the system's on
+// Linux, the built-in endpoints, a test's scripted ones.
+
+namespace zevra::platform {
+
+template <class Interface>
+inline constexpr const IID* kInterfaceId = nullptr;
+template <>
+inline constexpr const IID* kInterfaceId<IMMDeviceEnumerator> = &IID_IMMDeviceEnumerator;
+template <>
+inline constexpr const IID* kInterfaceId<IMMDeviceCollection> = &IID_IMMDeviceCollection;
+template <>
+inline constexpr const IID* kInterfaceId<IMMDevice> = &IID_IMMDevice;
+template <>
+inline constexpr const IID* kInterfaceId<IPropertyStore> = &IID_IPropertyStore;
+template <>
+inline constexpr const IID* kInterfaceId<IAudioClient> = &IID_IAudioClient;
+template <>
+inline constexpr const IID* kInterfaceId<IAudioCaptureClient> = &IID_IAudioCaptureClient;
+template <>
+inline constexpr const IID* kInterfaceId<IAudioRenderClient> = &IID_IAudioRenderClient;
+template <>
+inline constexpr const IID* kInterfaceId<IAudioEndpointVolume> = &IID_IAudioEndpointVolume;
+template <>
+inline constexpr const IID* kInterfaceId<IMFMediaType> = &IID_IMFMediaType;
+template <>
+inline constexpr const IID* kInterfaceId<IMFMediaBuffer> = &IID_IMFMediaBuffer;
+template <>
+inline constexpr const IID* kInterfaceId<IMFSample> = &IID_IMFSample;
+template <>
+inline constexpr const IID* kInterfaceId<IMFTransform> = &IID_IMFTransform;
+template <>
+inline constexpr const IID* kInterfaceId<IWMResamplerProps> = &IID_IWMResamplerProps;
+
+// Objects made from ComObject that are alive in the process. A test that counts before and after
+// sees any reference that was lost.
+inline std::atomic<long> live_com_objects{0};
+
+// Reference count and QueryInterface over the interfaces named. A class derives from it as
+// `class Device final : public ComObject<IMMDevice>` and is made by MakeCom; the first interface
+// stands for IUnknown. Operations of the interfaces that the library never calls answer E_NOTIMPL.
+template <class First, class... More>
+class ComObject : public Stub<First>, public Stub<More>... {
+ public:
+  ComObject() { live_com_objects.fetch_add(1, std::memory_order_relaxed); }
+  ComObject(const ComObject&) = delete;
+  ComObject& operator=(const ComObject&) = delete;
+
+  HRESULT QueryInterface(REFIID iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    if (iid == IID_IUnknown) {
+      *object = static_cast<First*>(this);
+    } else {
+      Offer<First>(iid, object);
+      (Offer<More>(iid, object), ...);
+    }
+    if (*object == nullptr) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG AddRef() override { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  ULONG Release() override {
+    const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) Destroy();
+    return left;
+  }
+
+ protected:
+  virtual ~ComObject() { live_com_objects.fetch_sub(1, std::memory_order_relaxed); }
+  // Runs when the last reference goes. A class whose objects are used again overrides it.
+  virtual void Destroy() { delete this; }
+  // Gives an object that was kept back its one reference.
+  void Revive() { references_.store(1, std::memory_order_relaxed); }
+
+ private:
+  template <class Interface>
+  void Offer(REFIID iid, void** object) {
+    if (iid == *kInterfaceId<Interface>) *object = static_cast<Interface*>(this);
+  }
+
+  std::atomic<ULONG> references_{1};
+};
+
+// Makes an object with one reference, the caller's; null if there is no memory.
+template <class Object, class... Arguments>
+Object* MakeCom(Arguments&&... arguments) noexcept {
+  return new (std::nothrow) Object(std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace zevra::platform
+
+#endif
