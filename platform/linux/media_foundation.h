@@ -11,6 +11,8 @@ inline constexpr HRESULT MF_E_INVALIDSTREAMNUMBER = HresultFromBits(0xC00D36B3);
 inline constexpr HRESULT MF_E_INVALIDMEDIATYPE = HresultFromBits(0xC00D36B4);
 inline constexpr HRESULT MF_E_NOTACCEPTING = HresultFromBits(0xC00D36B5);
 inline constexpr HRESULT MF_E_PLATFORM_NOT_INITIALIZED = HresultFromBits(0xC00D36B0);
+inline constexpr HRESULT MF_E_INVALIDTYPE = HresultFromBits(0xC00D36BD);
+inline constexpr HRESULT MF_E_BAD_STARTUP_VERSION = HresultFromBits(0xC00D36E3);
 inline constexpr HRESULT MF_E_ATTRIBUTENOTFOUND = HresultFromBits(0xC00D36E6);
 inline constexpr HRESULT MF_E_TRANSFORM_TYPE_NOT_SET = HresultFromBits(0xC00D6D60);
 inline constexpr HRESULT MF_E_TRANSFORM_NEED_MORE_INPUT = HresultFromBits(0xC00D6D72);
@@ -80,7 +82,9 @@ struct IWMResamplerProps : IUnknown {
   virtual HRESULT SetHalfFilterLength(LONG length) = 0;
 };
 
-// The pair around all use of the operations below; counted.
+// The pair around all use of the operations below; counted. MFShutdown also gives back the memory
+// that the calling thread keeps for its next samples and buffers; the same happens at a thread's
+// end. Negative for another version, and for a shutdown without a startup.
 HRESULT MFStartup(ULONG version, DWORD flags);
 HRESULT MFShutdown();
 

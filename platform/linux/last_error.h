@@ -1,0 +1,16 @@
+#ifndef ZEVRA_PLATFORM_LINUX_LAST_ERROR_H
+#define ZEVRA_PLATFORM_LINUX_LAST_ERROR_H
+
+#include "platform/linux/types.h"
+
+namespace zevra::platform {
+
+// The Win32 code that says the same as `error`, an errno value.
+DWORD ErrorFromErrno(int error);
+
+// Leaves the code of `error` in GetLastError.
+void SetLastErrorFromErrno(int error);
+
+}  // namespace zevra::platform
+
+#endif

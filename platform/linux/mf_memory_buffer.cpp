@@ -1,0 +1,70 @@
+#include <new>
+
+#include "platform/com_object.h"
+#include "platform/linux/block_cache.h"
+#include "platform/media_foundation.h"
+
+namespace {
+
+using zevra::platform::kBlockAlignment;
+
+// The object and its bytes are one recycled block.
+class MemoryBuffer final : public zevra::platform::ComObject<IMFMediaBuffer> {
+ public:
+  struct DataBytes {
+    DWORD count;
+  };
+
+  explicit MemoryBuffer(DWORD capacity) : capacity_(capacity) {}
+
+  static void* operator new(std::size_t bytes, DataBytes data) noexcept;
+  static void operator delete(void* block) noexcept { zevra::platform::GiveBlock(block); }
+  static void operator delete(void* block, DataBytes) noexcept {
+    zevra::platform::GiveBlock(block);
+  }
+
+  HRESULT Lock(BYTE** data, DWORD* capacity, DWORD* length) override;
+  HRESULT Unlock() override { return S_OK; }
+  HRESULT GetCurrentLength(DWORD* length) override;
+  HRESULT SetCurrentLength(DWORD length) override;
+
+ private:
+  const DWORD capacity_;
+  DWORD length_ = 0;
+};
+
+// Where the bytes begin behind the object.
+constexpr std::size_t kDataOffset =
+    (sizeof(MemoryBuffer) + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment;
+
+void* MemoryBuffer::operator new(std::size_t, DataBytes data) noexcept {
+  return zevra::platform::TakeBlock(kDataOffset + data.count);
+}
+
+HRESULT MemoryBuffer::Lock(BYTE** data, DWORD* capacity, DWORD* length) {
+  if (data == nullptr) return E_POINTER;
+  *data = reinterpret_cast<BYTE*>(this) + kDataOffset;
+  if (capacity != nullptr) *capacity = capacity_;
+  if (length != nullptr) *length = length_;
+  return S_OK;
+}
+
+HRESULT MemoryBuffer::GetCurrentLength(DWORD* length) {
+  if (length == nullptr) return E_POINTER;
+  *length = length_;
+  return S_OK;
+}
+
+HRESULT MemoryBuffer::SetCurrentLength(DWORD length) {
+  if (length > capacity_) return E_INVALIDARG;
+  length_ = length;
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT MFCreateMemoryBuffer(DWORD capacity, IMFMediaBuffer** buffer) {
+  if (buffer == nullptr) return E_POINTER;
+  *buffer = new (MemoryBuffer::DataBytes{capacity}) MemoryBuffer(capacity);
+  return *buffer != nullptr ? S_OK : E_OUTOFMEMORY;
+}
