@@ -1,0 +1,19 @@
+# shellcheck shell=bash
+# What the scripts share. Sourced; sets `root`, the repository's folder.
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Configures and builds a preset in build/PRESET, quietly: what the tools print goes to
+# build/PRESET.log, and to standard error if they fail. Further arguments go to the configuration.
+build_preset() { # PRESET [-D...]
+  local preset=$1 log=$root/build/$1.log
+  shift
+  mkdir -p "$root/build"
+  if (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
+    >"$log" 2>&1 </dev/null; then
+    return
+  fi
+  # A compiler's first complaint explains the others.
+  { grep -m 1 -A 20 -E 'FAILED:|CMake Error' "$log" || tail -n 20 "$log"; } >&2
+  echo "the build of '$preset' failed; all of it is in build/$preset.log" >&2
+  return 1
+}
