@@ -11,6 +11,8 @@
 
 #include <functional>
 
+#include "platform/types.h"
+
 namespace zevra::platform {
 
 // True if the calling thread has COM initialised.

@@ -8,4 +8,11 @@
 #include "platform/linux/types.h"
 #endif
 
+// A UTF-16 literal of the platform's wide character.
+#if defined(_WIN32)
+#define ZEVRA_WIDE(text) L##text
+#else
+#define ZEVRA_WIDE(text) u##text
+#endif
+
 #endif
