@@ -1,0 +1,143 @@
+// The twelve exported functions: the call frame of each, no work of its own. Trace labels and
+// messages are fixed texts that log readers match, also where one names another function.
+
+#include <memory>
+
+#include "api/result_barrier.h"
+#include "device/device_list.h"
+#include "device/zevra_impl.h"
+#include "log/gate.h"
+#include "log/process_logger.h"
+#include "log/trace_scope.h"
+#include "platform/os.h"
+#include "platform/result.h"
+#include "zevra/zevra.h"
+
+using zevra::Guarded;
+using zevra::Os;
+using zevra::TraceScope;
+using zevra::platform::Hex;
+
+namespace {
+
+std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
+  return Guarded([=]() -> HRESULT {
+    const TraceScope scope("::ZevraGetDeviceList");
+    return list == nullptr ? E_POINTER : zevra::ListDevices(flow, list);
+  });
+}
+
+}  // namespace
+
+std::int32_t ZevraInitialize() {
+  return Guarded([] {
+    if (zevra::process_logger_in_use() == nullptr) {
+      zevra::set_up_process_logger();
+      ZEVRA_LOG_VERBOSE("ZevraInitialize | srlog_open succeed!");
+    }
+    const HRESULT result = Os().CoInitialize(nullptr);
+    if (FAILED(result)) ZEVRA_LOG_ERROR("::ZevraInitialize | error | %x", Hex(result));
+    return result;
+  });
+}
+
+std::int32_t ZevraUninitialize() {
+  return Guarded([] {
+    Os().CoUninitialize();
+    return S_OK;
+  });
+}
+
+std::int32_t ZevraGetDeviceList(ZevraDeviceList* list) { return ListEndpoints(eAll, list); }
+
+std::int32_t ZevraGetInnerRecordDeviceList(ZevraDeviceList* list) {
+  return ListEndpoints(eRender, list);
+}
+
+std::int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list) {
+  return ListEndpoints(eCapture, list);
+}
+
+std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::uint32_t data_flow) {
+  return Guarded([=]() -> HRESULT {
+    const TraceScope scope("::ZevraOpenDevice");
+    if (handle == nullptr) return E_POINTER;
+    auto object = std::make_unique<ZevraImpl>();
+    const HRESULT result = object->OpenDevice(name, data_flow);
+    if (FAILED(result)) {
+      ZEVRA_LOG_ERROR("::ZevraOpenDevice | error | OpenDevice %x", Hex(result));
+      return result;
+    }
+    *handle = object.release();
+    return result;
+  });
+}
+
+std::int32_t ZevraCloseDevice(ZevraHandle handle) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraCloseDevice");
+    if (handle == nullptr) {
+      const TraceScope member_scope("ZevraImpl::CloseDevice");
+    } else {
+      ZevraImpl::Close(handle);
+    }
+    return S_OK;
+  });
+}
+
+std::int32_t ZevraStartPlay(ZevraHandle handle) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraCaptureDevice");
+    const HRESULT result = handle == nullptr ? E_HANDLE : handle->StartPlay();
+    // A thread that could not be created gives a positive code, which is a failure here.
+    if (result != S_OK) ZEVRA_LOG_ERROR("::ZevraStartCapture | error | StartPlay %x", Hex(result));
+    return result;
+  });
+}
+
+std::int32_t ZevraStopPlay(ZevraHandle handle) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraStopCapture");
+    if (handle != nullptr) handle->StopPlay();
+    return S_OK;
+  });
+}
+
+std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* format,
+                               ZevraCaptureCallback callback, void* context) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraCaptureDevice");
+    HRESULT result = E_POINTER;
+    if (handle == nullptr) {
+      result = E_HANDLE;
+    } else if (format != nullptr) {
+      result = handle->StartCapture(format, callback, context);
+    }
+    if (FAILED(result)) {
+      ZEVRA_LOG_ERROR("::ZevraStartCapture | error | StartCapture %x", Hex(result));
+    }
+    return result;
+  });
+}
+
+std::int32_t ZevraStopCapture(ZevraHandle handle) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraStopCapture");
+    if (handle != nullptr) handle->StopCapture();
+    return S_OK;
+  });
+}
+
+std::int32_t ZevraGetVolume(ZevraHandle handle, float* volume) {
+  return Guarded([=] {
+    const TraceScope scope("::ZevraGetVolume");
+    HRESULT result = E_POINTER;
+    if (handle == nullptr) {
+      result = E_HANDLE;
+    } else if (volume != nullptr) {
+      result = handle->getVolume(volume);
+    }
+    if (FAILED(result)) ZEVRA_LOG_ERROR("::ZevraGetVolume | error | getVolume %x", Hex(result));
+    return result;
+  });
+}

@@ -1,0 +1,23 @@
+#include "device/friendly_name.h"
+
+#include "platform/types.h"
+
+namespace zevra {
+
+HRESULT CreateDeviceEnumerator(platform::ComPtr<IMMDeviceEnumerator>* enumerator) {
+  return platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+                                  IID_IMMDeviceEnumerator, enumerator->PutVoid());
+}
+
+HRESULT FriendlyName::OpenStore(IMMDevice* device) {
+  return device->OpenPropertyStore(STGM_READ, store_.Put());
+}
+
+HRESULT FriendlyName::Read() { return store_->GetValue(PKEY_Device_FriendlyName, value_.Put()); }
+
+LPCWSTR FriendlyName::Text() const {
+  const LPCWSTR text = value_.Get().pwszVal;
+  return text != nullptr ? text : ZEVRA_WIDE("");
+}
+
+}  // namespace zevra

@@ -1,0 +1,64 @@
+#include "device/stream_control.h"
+
+#include "log/gate.h"
+#include "platform/result.h"
+
+namespace zevra {
+namespace {
+
+// An unnamed auto-reset event, not signalled.
+HRESULT CreateStreamEvent(platform::UniqueHandle& event) {
+  event = platform::UniqueHandle(Os().CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  return event ? S_OK : platform::ResultFromError(Os().GetLastError());
+}
+
+HRESULT CreateStreamEvents(const StreamFields& stream) {
+  HRESULT result = CreateStreamEvent(stream.ready_event);
+  if (FAILED(result)) return result;
+  result = CreateStreamEvent(stream.stop_event);
+  if (FAILED(result)) stream.ready_event.Reset();
+  return result;
+}
+
+HRESULT WaitUntilReady(const StreamFields& stream) {
+  // The ready event stands first: it wins if the thread has already ended as well.
+  const HANDLE wait_set[] = {stream.ready_event.Get(), stream.thread.Get()};
+  return Os().WaitForMultipleObjects(2, wait_set, FALSE, INFINITE) == WAIT_OBJECT_0 ? S_OK : E_FAIL;
+}
+
+}  // namespace
+
+bool IsRunning(const StreamFields& stream) {
+  return stream.thread && !stream.stop_pending.load(std::memory_order_acquire) &&
+         Os().WaitForSingleObject(stream.thread.Get(), 0) == WAIT_TIMEOUT;
+}
+
+HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, void* object) {
+  stream.stop_pending.store(false, std::memory_order_release);
+  const HRESULT result = CreateStreamEvents(stream);
+  if (FAILED(result)) return result;
+
+  stream.thread = platform::UniqueHandle(Os().CreateThread(nullptr, 0, entry, object, 0, nullptr));
+  if (!stream.thread) {
+    const DWORD error = Os().GetLastError();
+    ZEVRA_LOG_ERROR("ZevraImpl::%s | error | CreateThread %d", stream.member,
+                    static_cast<int>(error));
+    return static_cast<HRESULT>(error);
+  }
+  return WaitUntilReady(stream);
+}
+
+void RequestStop(const StreamFields& stream) {
+  stream.stop_pending.store(true, std::memory_order_release);
+  if (stream.stop_event) Os().SetEvent(stream.stop_event.Get());
+}
+
+void StopStream(const StreamFields& stream) {
+  RequestStop(stream);
+  if (stream.thread) Os().WaitForSingleObject(stream.thread.Get(), INFINITE);
+  stream.ready_event.Reset();
+  stream.stop_event.Reset();
+  stream.thread.Reset();
+}
+
+}  // namespace zevra
