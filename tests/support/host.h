@@ -1,0 +1,67 @@
+#ifndef ZEVRA_TESTS_SUPPORT_HOST_H
+#define ZEVRA_TESTS_SUPPORT_HOST_H
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/com_object.h"
+#include "support/log_capture.h"
+#include "support/scripted_platform.h"
+#include "zevra/zevra.h"
+
+namespace zevra::test {
+
+// 16-bit mono at 16 kHz, the usual wish of a speech recogniser.
+inline ZevraAudioFormat SpeechFormat() {
+  ZevraAudioFormat format{};
+  format.channels = 1;
+  format.bits_per_sample = 16;
+  format.valid_bits_per_sample = 16;
+  format.samples_per_second = 16'000;
+  return format;
+}
+
+// Waits until the condition holds; false after ten seconds, which no sound run comes near.
+inline bool Eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+// A scripted platform with a captured log, COM on the test's thread, and the promise that nothing
+// is left of either when the test is over.
+class ScriptedHost : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_GE(ZevraInitialize(), 0); }
+  void TearDown() override {
+    ZevraUninitialize();
+    EXPECT_EQ(script.OpenHandles(), 0);
+    EXPECT_EQ(platform::live_com_objects.load(), objects_before_);
+  }
+
+  ZevraHandle OpenDefault() {
+    ZevraHandle handle = nullptr;
+    EXPECT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), 0);
+    return handle;
+  }
+
+ private:
+  const long objects_before_ = platform::live_com_objects.load();
+
+ protected:
+  LogCapture log;
+  ScriptedPlatform script;
+};
+
+}  // namespace zevra::test
+
+#endif

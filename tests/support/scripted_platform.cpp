@@ -1,0 +1,88 @@
+#include "support/scripted_platform.h"
+
+#include <utility>
+
+#include "platform/kernel.h"
+
+namespace zevra::test {
+namespace {
+
+ScriptedPlatform* current = nullptr;
+
+// Stereo float at 48 kHz, as most endpoints mix.
+WAVEFORMATEXTENSIBLE FloatStereo() {
+  WAVEFORMATEXTENSIBLE format{};
+  format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+  format.Format.nChannels = 2;
+  format.Format.nSamplesPerSec = 48'000;
+  format.Format.nAvgBytesPerSec = 384'000;
+  format.Format.nBlockAlign = 8;
+  format.Format.wBitsPerSample = 32;
+  format.Format.cbSize = 22;
+  format.Samples.wValidBitsPerSample = 32;
+  format.dwChannelMask = 3;
+  format.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+  return format;
+}
+
+}  // namespace
+
+ScriptedPlatform& CurrentScript() { return *current; }
+
+ScriptedPlatform::ScriptedPlatform()
+    : previous_(std::exchange(current, this)),
+      endpoints{ScriptedEndpoint{ZEVRA_WIDE("Speakers")}},
+      mix_format(FloatStereo()),
+      closest_format(FloatStereo()) {
+  classes_.push_back(std::make_unique<platform::ClassRegistration>(CLSID_MMDeviceEnumerator,
+                                                                   ScriptedEndpoints(*this)));
+  classes_.push_back(std::make_unique<platform::ClassRegistration>(CLSID_CResamplerMediaObject,
+                                                                   ScriptedResampler(*this)));
+  platform::ReplaceOperations(&ScriptedOperations());
+}
+
+ScriptedPlatform::~ScriptedPlatform() {
+  current = previous_;
+  if (previous_ == nullptr) platform::ReplaceOperations(nullptr);
+}
+
+void ScriptedPlatform::Fail(const std::string& call, int occurrence) {
+  const std::lock_guard hold(mutex_);
+  failures_[call] = occurrence;
+}
+
+std::string ScriptedPlatform::Side() const {
+  return std::this_thread::get_id() == host_ ? "host:" : "stream:";
+}
+
+bool ScriptedPlatform::Fails(const std::string& name, const std::string& detail) {
+  const std::string side = Side();
+  const std::string call = side + name;
+  const std::lock_guard hold(mutex_);
+  journal_.emplace_back(side, detail.empty() ? name : name + " " + detail);
+  const int occurrence = ++counts_[call];
+  const auto failure = failures_.find(call);
+  return failure != failures_.end() && failure->second == occurrence;
+}
+
+bool ScriptedPlatform::FailsWithLastError(const std::string& name, const std::string& detail) {
+  const bool fails = Fails(name, detail);
+  if (fails) ::SetLastError(kFailureError);
+  return fails;
+}
+
+std::vector<std::string> ScriptedPlatform::Journal(const std::string& side) const {
+  const std::lock_guard hold(mutex_);
+  std::vector<std::string> calls;
+  for (const auto& [caller, call] : journal_) {
+    if (caller == side) calls.push_back(call);
+  }
+  return calls;
+}
+
+std::map<std::string, int> ScriptedPlatform::Counts() const {
+  const std::lock_guard hold(mutex_);
+  return counts_;
+}
+
+}  // namespace zevra::test

@@ -1,0 +1,146 @@
+// Starts, stops and closes in every order, from the host's threads and from inside the callback.
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "support/host.h"
+
+namespace zevra::test {
+namespace {
+
+class Handshake : public ScriptedHost {
+ protected:
+  Handshake() {
+    script.packets.assign(3, {480, 0, std::vector<BYTE>(3840, 0)});
+    script.pulls = {{1, 2}};
+  }
+};
+
+// What the callback does in the test at hand.
+std::atomic<ZevraHandle> in_callback{nullptr};
+std::atomic<int> callbacks{0};
+
+void Count(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { ++callbacks; }
+
+void StopFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
+  const ZevraAudioFormat format = SpeechFormat();
+  EXPECT_EQ(ZevraStopCapture(in_callback), 0);
+  EXPECT_EQ(ZevraStartCapture(in_callback, &format, Count, nullptr), ZEVRA_E_NOT_STOPPED);
+  ++callbacks;
+}
+
+void CloseFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
+  const bool first = callbacks++ == 0;
+  if (first) {
+    EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
+  }
+}
+
+void ThrowFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { throw 1; }
+
+TEST_F(Handshake, StopsWithoutAStart) {
+  ZevraHandle const handle = OpenDefault();
+  EXPECT_EQ(ZevraStopCapture(handle), 0);
+  EXPECT_EQ(ZevraStopPlay(handle), 0);
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+}
+
+TEST_F(Handshake, RunningStreamRefusesASecondStart) {
+  ZevraHandle const handle = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  callbacks = 0;
+  ASSERT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+  ASSERT_EQ(ZevraStartPlay(handle), 0);
+  EXPECT_EQ(ZevraStartCapture(handle, &format, nullptr, nullptr), ZEVRA_E_NOT_STOPPED);
+  EXPECT_EQ(ZevraStartPlay(handle), ZEVRA_E_NOT_STOPPED);
+  EXPECT_TRUE(Eventually([] { return callbacks == 3; }));
+  // Stops in the other order than the starts, and each twice.
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(ZevraStopCapture(handle), 0);
+    EXPECT_EQ(ZevraStopPlay(handle), 0);
+  }
+  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+  EXPECT_EQ(ZevraStartPlay(handle), 0);
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);  // with both running
+}
+
+// A stream that failed or ended is started again without a stop in between.
+TEST_F(Handshake, StartCleansUpWhatEnded) {
+  ZevraHandle const handle = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  script.Fail("stream:Activate", 1);
+  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), ZEVRA_E_FAIL);
+  script.Fail("stream:WaitForMultipleObjects", 1);
+  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+  EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:CoUninitialize"] == 1; }));
+  std::int32_t result = ZEVRA_E_NOT_STOPPED;  // until the thread is seen to have ended
+  EXPECT_TRUE(Eventually([&] {
+    result = ZevraStartCapture(handle, &format, Count, nullptr);
+    return result != ZEVRA_E_NOT_STOPPED;
+  }));
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(ZevraStopCapture(handle), 0);
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+}
+
+TEST_F(Handshake, StopFromInsideTheCallback) {
+  in_callback = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  for (int round = 0; round < 3; ++round) {
+    callbacks = 0;
+    ASSERT_EQ(ZevraStartCapture(in_callback, &format, StopFromInside, nullptr), 0);
+    EXPECT_TRUE(Eventually([] { return callbacks == 3; }));
+    // In turn the next start, a stop and the close give back what the stream held.
+    if (round == 1) {
+      EXPECT_EQ(ZevraStopCapture(in_callback), 0);
+    }
+  }
+  EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
+}
+
+TEST_F(Handshake, CloseFromInsideTheCallback) {
+  in_callback = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  ASSERT_EQ(ZevraStartPlay(in_callback), 0);
+  callbacks = 0;
+  ASSERT_EQ(ZevraStartCapture(in_callback, &format, CloseFromInside, nullptr), 0);
+  // The object goes once its thread is done with it, and takes the silent stream along.
+  EXPECT_TRUE(Eventually([&] { return script.OpenHandles() == 0; }));
+}
+
+TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
+  ZevraHandle const handle = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  ASSERT_EQ(ZevraStartCapture(handle, &format, ThrowFromInside, nullptr), 0);
+  EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:CoUninitialize"] == 1; }));
+  EXPECT_EQ(ZevraStopCapture(handle), 0);
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+}
+
+// Several threads with an object each share nothing but the flag of the silent streams.
+TEST_F(Handshake, ThreadsWithAnObjectEach) {
+  script.pulls.clear();
+  std::vector<std::thread> threads;
+  for (int index = 0; index < 4; ++index) {
+    threads.emplace_back([index] {
+      ASSERT_GE(ZevraInitialize(), 0);
+      ZevraHandle handle = nullptr;
+      ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), 0);
+      const ZevraAudioFormat format = SpeechFormat();
+      for (int round = 0; round < 20; ++round) {
+        EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+        EXPECT_EQ(ZevraStartPlay(handle), 0);
+        const bool play_first = (round + index) % 2 == 0;
+        EXPECT_EQ(play_first ? ZevraStopPlay(handle) : ZevraStopCapture(handle), 0);
+        EXPECT_EQ(play_first ? ZevraStopCapture(handle) : ZevraStopPlay(handle), 0);
+      }
+      EXPECT_EQ(ZevraCloseDevice(handle), 0);
+      ZevraUninitialize();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace zevra::test

@@ -1,0 +1,343 @@
+// Endpoints by default, by name and in lists, and the volume: results, exact lines, what is
+// written.
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/host.h"
+
+namespace zevra::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+WideString Wide(const char* text) { return {text, text + std::strlen(text)}; }
+
+constexpr std::int32_t Code(std::uint32_t bits) { return static_cast<std::int32_t>(bits); }
+constexpr std::int32_t kFailed = kFailure;
+const std::string kOpenFailed = "::ZevraOpenDevice | error | OpenDevice ";
+
+class LookupSweep : public ScriptedHost {};
+
+struct OpenFailure {
+  const char* call;
+  int occurrence;
+  Lines lines;  // ahead of the exported function's own
+};
+
+TEST_F(LookupSweep, OpenFailures) {
+  const auto line = [](const char* member, const char* operation) {
+    return std::string("ZevraImpl::") + member + " | error | " + operation + " 88890004";
+  };
+  const std::vector<OpenFailure> by_default = {
+      {"host:CoCreateInstance(enumerator)", 1, {line("GetDefaultDevice", "CoCreateInstance")}},
+      {"host:GetDefaultAudioEndpoint", 1, {line("GetDefaultDevice", "GetDefaultAudioEndpoint")}},
+      {"host:OpenPropertyStore", 1, {line("GetSpecifyDevice", "OpenPropertyStore")}},
+      {"host:GetValue", 1, {}},
+  };
+  const std::vector<OpenFailure> by_name = {
+      {"host:CoCreateInstance(enumerator)", 1, {line("GetSpecifyDevice", "CoCreateInstance")}},
+      {"host:EnumAudioEndpoints",
+       1,
+       {line("GetSpecifyDevice", "EnumAudioEndpoints") + ", dataFlow 0"}},
+      {"host:GetCount", 1, {line("GetSpecifyDevice", "GetCount")}},
+      {"host:Item", 1, {line("GetSpecifyDevice", "Item")}},
+      {"host:Item", 2, {line("GetSpecifyDevice", "Item")}},  // behind the match
+      {"host:OpenPropertyStore", 2, {line("GetSpecifyDevice", "OpenPropertyStore")}},
+      {"host:GetValue", 2, {}},
+  };
+  const WideString name = Wide("One");
+  const auto sweep = [&](const std::vector<OpenFailure>& failures, LPCWSTR wanted) {
+    for (const OpenFailure& failure : failures) {
+      SCOPED_TRACE(failure.call);
+      ScriptedPlatform failing;
+      failing.endpoints = {{Wide("one")}, {Wide("two")}};
+      failing.Fail(failure.call, failure.occurrence);
+      log.Clear();
+      int untouched = 0;
+      auto handle = reinterpret_cast<ZevraHandle>(&untouched);
+      EXPECT_EQ(ZevraOpenDevice(&handle, wanted, ZEVRA_FLOW_RENDER), kFailed);
+      EXPECT_EQ(handle, reinterpret_cast<ZevraHandle>(&untouched));
+      Lines expected = failure.lines;
+      expected.push_back(kOpenFailed + "88890004");
+      EXPECT_EQ(log.Lines(), expected);
+    }
+  };
+  sweep(by_default, nullptr);
+  sweep(by_name, name.c_str());
+}
+
+struct NameCase {
+  const char* what;
+  std::vector<ScriptedEndpoint> endpoints;
+  WideString wanted;
+  std::uint32_t flow;
+  std::int32_t result;
+};
+
+TEST_F(LookupSweep, Names) {
+  const WideString accented = {0x00C9, 0x0410, 0x0131};  // É, Cyrillic A, dotless i
+  const WideString accented_lower = {0x00E9, 0x0430, 0x0131};
+  const WideString pair = {'a', 0xD83D, 0xDD0A};
+  const WideString other_pair = {'a', 0xD83D, 0xDD0B};
+  const WideString long_name(300, 'x');
+  const ScriptedEndpoint microphone{Wide("Microphone"), eCapture};
+  const std::vector<NameCase> cases = {
+      {"letter case", {{Wide("USB Speakers")}}, Wide("usb sPEAKERS"), 0, 0},
+      {"prefix", {{Wide("USB Speakers")}}, Wide("USB Speaker"), 0, ZEVRA_E_NOT_FOUND},
+      {"longer", {{Wide("USB Speakers")}}, Wide("USB Speakers "), 0, ZEVRA_E_NOT_FOUND},
+      {"empty name", {{Wide("a")}}, {}, 0, ZEVRA_E_NOT_FOUND},
+      {"empty name of an endpoint", {{{}}}, {}, 0, 0},
+      {"no endpoints", {}, Wide("a"), 0, ZEVRA_E_NOT_FOUND},
+      {"two of a name", {{Wide("a")}, {Wide("b")}, {Wide("A")}}, Wide("a"), 0, ZEVRA_E_UNEXPECTED},
+      {"two of another name", {{Wide("a")}, {Wide("b")}, {Wide("b")}}, Wide("a"), 0, 0},
+      {"letters outside ASCII", {{accented}}, accented_lower, 0, 0},
+      {"surrogate pairs", {{other_pair}, {pair}}, pair, 0, 0},
+      {"300 units", {{long_name}}, long_name, 0, 0},
+      {"wrong type", {{Wide("a")}, {Wide("b"), eRender, VT_UI4}}, Wide("a"), 0, ZEVRA_E_UNEXPECTED},
+      {"other flow", {{Wide("a")}, microphone}, Wide("Microphone"), 0, ZEVRA_E_NOT_FOUND},
+      {"capture", {{Wide("a")}, microphone}, Wide("Microphone"), 1, 0},
+      {"both flows", {{Wide("a")}, microphone}, Wide("Microphone"), 2, 0},
+      {"one of each flow", {{Wide("a")}, {Wide("a"), eCapture}}, Wide("a"), 2, ZEVRA_E_UNEXPECTED},
+  };
+  for (const NameCase& item : cases) {
+    SCOPED_TRACE(item.what);
+    ScriptedPlatform other;
+    other.endpoints = item.endpoints;
+    log.Clear();
+    ZevraHandle handle = nullptr;
+    EXPECT_EQ(ZevraOpenDevice(&handle, item.wanted.c_str(), item.flow), item.result);
+    EXPECT_EQ(handle != nullptr, item.result == 0);
+    Lines expected;
+    if (item.result == ZEVRA_E_NOT_FOUND) {
+      expected = {"ZevraImpl::GetSpecifyDevice | error | No Device Found!",
+                  kOpenFailed + "80070490"};
+    } else if (item.result != 0) {
+      expected = {kOpenFailed + "8000ffff"};
+    }
+    EXPECT_EQ(log.Lines(), expected);
+    EXPECT_EQ(ZevraCloseDevice(handle), 0);
+  }
+}
+
+// The loopback flag follows the argument, not the kind of endpoint found.
+TEST_F(LookupSweep, LoopbackFlagFollowsTheArgument) {
+  struct Case {
+    bool by_name;
+    std::uint32_t flow;
+    const char* initialize;
+  };
+  const std::vector<Case> cases = {{false, 0, "Initialize 0 131072 "},
+                                   {false, 1, "Initialize 0 131072 "},
+                                   {true, 0, "Initialize 0 131072 "},
+                                   {true, 1, "Initialize 0 0 "},
+                                   {true, 2, "Initialize 0 0 "}};
+  for (const Case& item : cases) {
+    ScriptedPlatform other;
+    other.endpoints = {{Wide("a"), item.flow == 1 ? eCapture : eRender}};
+    ZevraHandle handle = nullptr;
+    const WideString name = Wide("a");
+    ASSERT_EQ(ZevraOpenDevice(&handle, item.by_name ? name.c_str() : nullptr, item.flow), 0);
+    const ZevraAudioFormat format = SpeechFormat();
+    EXPECT_EQ(ZevraStartCapture(handle, &format, nullptr, nullptr), 0);
+    EXPECT_EQ(ZevraCloseDevice(handle), 0);
+    const Lines calls = other.Journal("stream:");
+    EXPECT_TRUE(std::any_of(calls.begin(), calls.end(), [&](const std::string& call) {
+      return call.starts_with(item.initialize);
+    }));
+  }
+}
+
+struct ListCase {
+  const char* what;
+  std::vector<std::pair<std::string, int>> failures;
+  std::vector<ScriptedEndpoint> endpoints;
+  std::int32_t result;
+  std::vector<WideString> rows;
+  Lines lines;
+};
+
+std::vector<ScriptedEndpoint> Numbered(int count) {
+  std::vector<ScriptedEndpoint> endpoints;
+  for (int number = 1; number <= count; ++number)
+    endpoints.push_back({Wide("e") + WCHAR('0' + number)});
+  return endpoints;
+}
+
+std::vector<WideString> NumberedRows(int first, int last) {
+  std::vector<WideString> rows;
+  for (int number = first; number <= last; ++number)
+    rows.push_back(Wide("e") + WCHAR('0' + number));
+  return rows;
+}
+
+TEST_F(LookupSweep, Lists) {
+  const auto line = [](const char* operation) {
+    return std::string("::ZevraGetDeviceList | error | ") + operation + " 88890004";
+  };
+  const WideString full(255, 'x');
+  const WideString over(256, 'x');
+  WideString split(254, 'x');  // a surrogate pair over the row's end
+  split += {0xD83D, 0xDD0A};
+  WideString fits(253, 'x');
+  fits += {0xD83D, 0xDD0A};
+  const std::vector<ListCase> cases = {
+      {"none", {}, {}, 0, {}, {}},
+      {"two of a name", {}, {{Wide("a")}, {Wide("a"), eCapture}}, 0, {Wide("a"), Wide("a")}, {}},
+      {"eight", {}, Numbered(8), 0, NumberedRows(1, 8), {}},
+      {"nine", {}, Numbered(9), 0, NumberedRows(1, 8), {}},
+      {"nine, the ninth at fault", {{"host:Item", 9}}, Numbered(9), 0, NumberedRows(1, 8), {}},
+      {"nine, the first unreadable",
+       {{"host:GetValue", 1}},
+       Numbered(9),
+       0,
+       NumberedRows(2, 9),
+       {line("GetValue")}},
+      {"the last unreadable",
+       {{"host:OpenPropertyStore", 3}},
+       Numbered(3),
+       kFailed,
+       NumberedRows(1, 2),
+       {line("OpenPropertyStore")}},
+      {"the second missing",
+       {{"host:Item", 2}},
+       Numbered(2),
+       kFailed,
+       NumberedRows(1, 1),
+       {line("Item")}},
+      {"wrong type",
+       {},
+       {{Wide("e1")}, {Wide("b"), eRender, VT_UI4}},
+       0,
+       NumberedRows(1, 1),
+       {"::ZevraGetDeviceList | error | PKEY_Device_FriendlyName variant type is 19 - expected "
+        "VT_LPWSTR"}},
+      {"no enumerator",
+       {{"host:CoCreateInstance(enumerator)", 1}},
+       Numbered(2),
+       kFailed,
+       {},
+       {line("CoCreateInstance")}},
+      {"no collection",
+       {{"host:EnumAudioEndpoints", 1}},
+       Numbered(2),
+       kFailed,
+       {},
+       {line("EnumAudioEndpoints")}},
+      {"no count", {{"host:GetCount", 1}}, Numbered(2), kFailed, {}, {line("GetCount")}},
+      {"names at the row's end",
+       {},
+       {{full}, {over}, {split}, {fits}},
+       0,
+       {full, full, WideString(254, 'x'), fits},
+       {}},
+  };
+  for (const ListCase& item : cases) {
+    SCOPED_TRACE(item.what);
+    ScriptedPlatform other;
+    other.endpoints = item.endpoints;
+    for (const auto& [call, occurrence] : item.failures) other.Fail(call, occurrence);
+    log.Clear();
+    ZevraDeviceList list;
+    std::memset(&list, 0xAB, sizeof list);
+    EXPECT_EQ(ZevraGetDeviceList(&list), item.result);
+    EXPECT_EQ(log.Lines(), item.lines);
+    ASSERT_EQ(list.count, item.rows.size());
+    for (std::size_t row = 0; row < ZEVRA_DEVICE_LIST_ROWS; ++row) {
+      if (row < item.rows.size()) {
+        EXPECT_EQ(WideString(list.names[row]), item.rows[row]);
+      } else {
+        const auto* const bytes = reinterpret_cast<const BYTE*>(list.names[row]);
+        EXPECT_TRUE(std::all_of(bytes, bytes + 512, [](BYTE byte) { return byte == 0xAB; }));
+      }
+    }
+  }
+}
+
+TEST_F(LookupSweep, ListsAskForTheirFlow) {
+  script.endpoints = {{Wide("r")}, {Wide("c"), eCapture}};
+  ZevraDeviceList list;
+  EXPECT_EQ(ZevraGetInnerRecordDeviceList(&list), 0);
+  EXPECT_EQ(WideString(list.names[0]), Wide("r"));
+  EXPECT_EQ(ZevraGetOutRecordDeviceList(&list), 0);
+  EXPECT_EQ(WideString(list.names[0]), Wide("c"));
+  EXPECT_EQ(list.count, 1U);
+}
+
+TEST_F(LookupSweep, Volume) {
+  ZevraHandle const handle = OpenDefault();
+  float volume = -1;
+  EXPECT_EQ(ZevraGetVolume(handle, &volume), 0);
+  EXPECT_EQ(volume, 0.5F);
+  const std::vector<std::pair<const char*, const char*>> failures = {
+      {"host:Activate", "ZevraImpl::getVolume | error | Activate 88890004"},
+      {"host:GetMasterVolumeLevelScalar", "ZevraImpl::getVolume | error | GetService 88890004"}};
+  for (const auto& [call, line] : failures) {
+    script.Fail(call, script.Counts()[call] + 1);
+    log.Clear();
+    volume = -1;
+    EXPECT_EQ(ZevraGetVolume(handle, &volume), kFailed);
+    EXPECT_EQ(volume, -1);
+    EXPECT_EQ(log.Lines(), (Lines{line, "::ZevraGetVolume | error | getVolume 88890004"}));
+  }
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+}
+
+// What the host gets for arguments that cannot be, and without COM on its thread.
+TEST_F(LookupSweep, BadArguments) {
+  ZevraHandle const handle = OpenDefault();
+  const ZevraAudioFormat format = SpeechFormat();
+  float volume = 0;
+  EXPECT_EQ(ZevraOpenDevice(nullptr, nullptr, 0), ZEVRA_E_POINTER);
+  EXPECT_EQ(ZevraGetDeviceList(nullptr), ZEVRA_E_POINTER);
+  EXPECT_EQ(ZevraStartCapture(handle, nullptr, nullptr, nullptr), ZEVRA_E_POINTER);
+  EXPECT_EQ(ZevraStartCapture(nullptr, &format, nullptr, nullptr), ZEVRA_E_HANDLE);
+  EXPECT_EQ(ZevraStartPlay(nullptr), ZEVRA_E_HANDLE);
+  EXPECT_EQ(ZevraGetVolume(nullptr, &volume), ZEVRA_E_HANDLE);
+  EXPECT_EQ(ZevraGetVolume(handle, nullptr), ZEVRA_E_POINTER);
+  for (const auto stop : {ZevraStopCapture, ZevraStopPlay, ZevraCloseDevice}) {
+    EXPECT_EQ(stop(nullptr), 0);
+  }
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+
+  std::thread([] {
+    ZevraHandle unopened = nullptr;
+    ZevraDeviceList list;
+    list.count = 5;
+    EXPECT_EQ(ZevraOpenDevice(&unopened, nullptr, 0), ZEVRA_E_NOT_INITIALIZED);
+    EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_NOT_INITIALIZED);
+    EXPECT_EQ(list.count, 0U);
+  }).join();
+}
+
+TEST_F(LookupSweep, TracesAreBalancedOnEveryWay) {
+  LogCapture traces(0x82);
+  script.Fail("host:GetValue", script.Counts()["host:GetValue"] + 1);
+  ZevraHandle handle = nullptr;
+  EXPECT_EQ(ZevraOpenDevice(&handle, nullptr, 0), kFailed);
+  EXPECT_EQ(ZevraCloseDevice(nullptr), 0);
+  EXPECT_EQ(traces.Lines(),
+            (Lines{"::ZevraOpenDevice | enter.", "ZevraImpl::OpenDevice | enter.",
+                   "ZevraImpl::GetDefaultDevice | enter.", "ZevraImpl::GetDefaultDevice | leave.",
+                   "ZevraImpl::OpenDevice | leave.", kOpenFailed + "88890004",
+                   "::ZevraOpenDevice | leave.", "::ZevraCloseDevice | enter.",
+                   "ZevraImpl::CloseDevice | enter.", "ZevraImpl::CloseDevice | leave.",
+                   "::ZevraCloseDevice | leave."}));
+}
+
+TEST(Initialize, ResultsAreThePlatforms) {
+  LogCapture log;
+  ScriptedPlatform script;
+  EXPECT_EQ(ZevraInitialize(), 0);
+  EXPECT_EQ(ZevraInitialize(), ZEVRA_ALREADY_INITIALIZED);
+  script.Fail("host:CoInitialize", 3);
+  EXPECT_EQ(ZevraInitialize(), kFailed);
+  EXPECT_EQ(log.Lines(), Lines{"::ZevraInitialize | error | 88890004"});
+  EXPECT_EQ(ZevraUninitialize(), 0);
+  EXPECT_EQ(ZevraUninitialize(), 0);
+}
+
+}  // namespace
+}  // namespace zevra::test
