@@ -37,7 +37,10 @@ HRESULT ZevraImpl::StartCapture(const ZevraAudioFormat* format, ZevraCaptureCall
   target_format.samples_per_second = format->samples_per_second;
   target_format.channel_mask = format->channel_mask;
   target_format.valid_bits_per_sample = format->valid_bits_per_sample;
-  return StartStream(CaptureFields(), &ZevraImpl::CaptureThread, this);
+  capture_keepers_.store(2, std::memory_order_release);
+  const HRESULT result = StartStream(CaptureFields(), &ZevraImpl::CaptureThread, this);
+  if (LetGo()) Close(this);
+  return result;
 }
 
 HRESULT ZevraImpl::StartPlay() {
@@ -79,7 +82,7 @@ DWORD ZevraImpl::CaptureThread(void* argument) {
   captured_here = object;
   const HRESULT result = RunThreadBody([object] { return object->LoopBackCapture(); });
   captured_here = nullptr;
-  if (object->close_after_capture_) {
+  if (object->close_after_capture_ && object->LetGo()) {
     // Nobody is left to wait for this thread; its handle goes first, so that the close does not.
     object->capture_thread.Reset();
     Close(object);

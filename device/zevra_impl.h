@@ -59,6 +59,8 @@ struct ZevraImpl {
   zevra::platform::UniqueHandle play_stop_event;
 
  private:
+  // True for the one of the start and the capture thread that lets go of the object last.
+  bool LetGo() { return capture_keepers_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
   static DWORD CaptureThread(void* object);
   static DWORD PlayThread(void* object);
   zevra::StreamFields CaptureFields();
@@ -70,6 +72,9 @@ struct ZevraImpl {
   std::atomic<bool> play_stop_pending_{false};
   // The host closed the object from inside its callback. Only the capture thread touches it.
   bool close_after_capture_ = false;
+  // The start call and the capture thread. After such a close, which may come while the start is
+  // still on its way out, the later of the two ends the object.
+  std::atomic<int> capture_keepers_{0};
 };
 
 #endif
