@@ -1,0 +1,55 @@
+#include "platform/clock.h"
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace zevra {
+namespace {
+
+// Each line shows both numbers, and each costs a system call of 0.2 us when asked for.
+struct Identity {
+  pid_t process;
+  pid_t thread;
+};
+thread_local Identity identity{};
+
+// The thread that forked is the only one in the child, so its own copy is the only stale one.
+const int fork_watch = ::pthread_atfork(nullptr, nullptr, [] { identity = {}; });
+
+const Identity& CurrentIdentity() {
+  if (identity.process == 0) {
+    static_cast<void>(fork_watch);
+    identity = {::getpid(), static_cast<pid_t>(::syscall(SYS_gettid))};
+  }
+  return identity;
+}
+
+}  // namespace
+
+std::int64_t WallClockSeconds() { return ::time(nullptr); }
+
+std::uint32_t TickCountMs() {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);  // goes on while the machine sleeps, as wall time does
+  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+                                    static_cast<std::uint64_t>(now.tv_nsec) / 1000000);
+}
+
+void SleepMs(std::uint32_t milliseconds) {
+  const timespec span{static_cast<time_t>(milliseconds / 1000),
+                      static_cast<long>(milliseconds % 1000) * 1000000};
+  ::nanosleep(&span, nullptr);
+}
+
+bool ToLocalTime(std::int64_t seconds, std::tm& local) {
+  const time_t value = seconds;
+  return ::localtime_r(&value, &local) != nullptr;
+}
+
+std::uint32_t CurrentProcessId() { return static_cast<std::uint32_t>(CurrentIdentity().process); }
+
+std::uint32_t CurrentThreadId() { return static_cast<std::uint32_t>(CurrentIdentity().thread); }
+
+}  // namespace zevra

@@ -1,0 +1,32 @@
+#ifndef ZEVRA_PLATFORM_LOCKS_H
+#define ZEVRA_PLATFORM_LOCKS_H
+
+#include <cstdint>
+
+namespace zevra {
+
+// A lock within one process. The thread that holds it may take it again.
+struct CriticalSection;
+CriticalSection* NewCriticalSection();
+void DeleteCriticalSection(CriticalSection* section);
+void EnterCriticalSection(CriticalSection* section);
+void LeaveCriticalSection(CriticalSection* section);
+
+// A lock by name between processes (on Linux those of one user). It belongs to the thread that took
+// it; if that thread or its process ends without giving it back, the next waiter gets it.
+struct NamedMutex;
+constexpr std::uint32_t kWaitForEver = 0xFFFFFFFF;
+
+// Opens the mutex of that name, creating it if need be; a null name makes one that nobody else can
+// reach. Null on failure, with the system's error code in `error`.
+NamedMutex* OpenNamedMutex(const char* name, int& error);
+void CloseNamedMutex(NamedMutex* mutex);
+
+// 0 for every outcome of the wait, a time-out included; the system's error code if the wait failed,
+// as it does for a null mutex.
+int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms);
+void ReleaseNamedMutex(NamedMutex* mutex);
+
+}  // namespace zevra
+
+#endif

@@ -1,0 +1,73 @@
+#include "platform/modules.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstdio>
+#include <vector>
+
+namespace zevra {
+namespace {
+
+HMODULE ModuleAt(const void* address) {
+  HMODULE module = nullptr;
+  ::GetModuleHandleExA(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      static_cast<LPCSTR>(address), &module);
+  return module;
+}
+
+std::size_t PathOf(HMODULE module, char* buffer, std::size_t size) {
+  const DWORD length = ::GetModuleFileNameA(module, buffer, static_cast<DWORD>(size));
+  if (size != 0 && (length == 0 || length >= size)) {
+    buffer[0] = '\0';  // a path that was cut leads nowhere
+    return 0;
+  }
+  return length;
+}
+
+}  // namespace
+
+std::size_t ModulePath(ModuleHandle module, char* buffer, std::size_t size) {
+  if (module == kThisLibrary) {
+    return ModulePathOfAddress(reinterpret_cast<const void*>(&ModulePath), buffer, size);
+  }
+  return PathOf(reinterpret_cast<HMODULE>(module), buffer, size);
+}
+
+std::size_t ModulePathOfAddress(const void* address, char* buffer, std::size_t size) {
+  return PathOf(ModuleAt(address), buffer, size);
+}
+
+std::string FileVersionText(const char* path) {
+  struct Translation {
+    WORD language;
+    WORD code_page;
+  };
+  std::string text;
+  DWORD unused = 0;
+  const DWORD size = ::GetFileVersionInfoSizeA(path, &unused);
+  std::vector<char> block(size);
+  Translation* pairs = nullptr;
+  UINT bytes = 0;
+  if (size == 0 || ::GetFileVersionInfoA(path, 0, size, block.data()) == 0 ||
+      ::VerQueryValueA(block.data(), "\\VarFileInfo\\Translation", reinterpret_cast<void**>(&pairs),
+                       &bytes) == 0) {
+    return text;
+  }
+  for (UINT i = 0; i < bytes / sizeof(Translation); ++i) {
+    std::array<char, 64> query;
+    std::snprintf(query.data(), query.size(), "\\StringFileInfo\\%04x%04x\\%s", pairs[i].language,
+                  pairs[i].code_page, "FileVersion");
+    char* answer = nullptr;
+    UINT length = 0;
+    if (::VerQueryValueA(block.data(), query.data(), reinterpret_cast<void**>(&answer), &length) !=
+            0 &&
+        answer != nullptr) {
+      text = answer;
+    }
+  }
+  return text;
+}
+
+}  // namespace zevra
