@@ -1,0 +1,139 @@
+#ifndef ZEVRA_LOG_CFG_H
+#define ZEVRA_LOG_CFG_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/modules.h"
+
+namespace zevra {
+
+// The settings of a logger, for those who only read them. Texts belong to the record and are valid
+// until it changes. The order of the operations is fixed.
+struct Log_Cfg {
+  virtual const char* file() const = 0;
+  virtual const char* title() const = 0;
+  virtual const char* config_file() const = 0;
+  virtual const char* locale() const = 0;
+  virtual std::uint64_t maxsize() const = 0;
+  virtual bool overwrite() const = 0;
+  virtual std::uint32_t output() const = 0;
+  virtual std::uint32_t level() const = 0;
+  virtual std::uint32_t style() const = 0;
+  virtual std::uint32_t subjects() const = 0;
+  virtual bool flush() const = 0;
+  virtual std::int32_t maxcount() const = 0;
+  virtual std::int32_t mode() const = 0;
+  virtual bool head() const = 0;
+  virtual ModuleHandle module() const = 0;
+  virtual std::uint32_t console_level() const = 0;
+  virtual std::uint32_t charset() const = 0;
+  virtual std::int64_t start_time() const = 0;
+  virtual std::uint32_t start_ticks() const = 0;
+
+ protected:
+  ~Log_Cfg() = default;
+};
+
+// A setting that messages read while a re-read of the file stores it. A message may see the old or
+// the new value; on the machines we run on the load costs what a plain one costs.
+template <class T>
+class Live {
+ public:
+  Live(T value) : value_(value) {}  // NOLINT(google-explicit-constructor): stands in for a T
+  Live(const Live& other) : value_(other.get()) {}
+  Live& operator=(const Live& other) {
+    value_.store(other.get(), std::memory_order_relaxed);
+    return *this;
+  }
+  ~Live() = default;
+  operator T() const { return get(); }  // NOLINT(google-explicit-constructor): stands in for a T
+  T get() const { return value_.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<T> value_;
+};
+
+// What a record holds. Masks and words stand in log/masks.h, what a person writes into the settings
+// file in docs/logging.md.
+struct Log_Cfg_Values {
+  std::string file = "korvane.log";
+  std::string title = "Running Information";
+  std::uint64_t maxsize = 0xA00000;  // bytes
+  std::int32_t maxcount = 20;        // backups; below 1 none is ever removed
+  Live<std::uint32_t> output = 1u;
+  Live<std::uint32_t> level = 7u;
+  Live<std::uint32_t> style = 255u;
+  std::uint32_t subjects = 0xFFFFFFFF;
+  bool overwrite = false;
+  Live<bool> flush = false;
+  bool head = true;
+  bool align_to_second = false;
+  ModuleHandle module = 0;
+  std::vector<std::string> include;
+  std::vector<std::string> exclude;
+  std::string config_file;
+  std::string section = "logger";
+  std::int64_t config_mtime = 0;  // seconds; 0: the file was not there
+  std::int32_t mode = 0;
+  std::uint32_t xor_key = 0;
+  std::string locale = ".ACP";
+  Live<std::uint32_t> console_level = level;
+  std::uint32_t charset = 0;
+  std::int64_t start_time = 0;    // seconds
+  std::uint32_t start_ticks = 0;  // milliseconds
+};
+
+// The one kind of record: a value that owns its texts and lists. HEAP is the source that its reader
+// makes for one read, BASE the read-only interface. Not locked; see Live for the exception.
+template <class HEAP, class BASE>
+class Log_Cfg_T final : public BASE {
+ public:
+  explicit Log_Cfg_T(const char* log_file = "korvane.log",
+                     const char* subject = "Running Information") {
+    values.file = log_file;
+    values.title = subject;
+  }
+  Log_Cfg_T(const Log_Cfg_T&) = default;
+  Log_Cfg_T& operator=(const Log_Cfg_T&) = default;
+  ~Log_Cfg_T() = default;
+  // Takes what the interface shows, except the settings file; that stays this record's own.
+  Log_Cfg_T& operator=(const BASE& other);
+
+  // Fills the record from the section of the settings file. Null texts mean the record's own; a
+  // relative file lies beside this library. Always 0: what is missing or wrong is never an error.
+  int read_log_config(const char* section, const char* file);
+
+  const char* file() const override { return values.file.c_str(); }
+  const char* title() const override { return values.title.c_str(); }
+  const char* config_file() const override { return values.config_file.c_str(); }
+  const char* locale() const override { return values.locale.c_str(); }
+  std::uint64_t maxsize() const override { return values.maxsize; }
+  bool overwrite() const override { return values.overwrite; }
+  std::uint32_t output() const override { return values.output; }
+  std::uint32_t level() const override { return values.level; }
+  std::uint32_t style() const override { return values.style; }
+  std::uint32_t subjects() const override { return values.subjects; }
+  bool flush() const override { return values.flush; }
+  std::int32_t maxcount() const override { return values.maxcount; }
+  std::int32_t mode() const override { return values.mode; }
+  bool head() const override { return values.head; }
+  ModuleHandle module() const override { return values.module; }
+  std::uint32_t console_level() const override { return values.console_level; }
+  std::uint32_t charset() const override { return values.charset; }
+  std::int64_t start_time() const override { return values.start_time; }
+  std::uint32_t start_ticks() const override { return values.start_ticks; }
+
+  Log_Cfg_Values values;
+};
+
+class Log_Cfg_Heap_Reg;
+
+// The record that this library uses. Its code stands in log/cfg.cpp and log/cfg_reader.cpp.
+using Log_Settings = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
+
+}  // namespace zevra
+
+#endif

@@ -1,0 +1,103 @@
+#include <cerrno>
+#include <cstring>
+
+#include "log/io.h"
+#include "platform/files.h"
+#include "platform/text.h"
+
+namespace zevra {
+namespace {
+
+AppendMode append_mode(std::int32_t mode) {
+  switch (mode) {
+    case 1:
+      return AppendMode::kBinary;
+    case 2:
+      return AppendMode::kEmptyText;
+    case 3:
+      return AppendMode::kEmptyBinary;
+    default:
+      return AppendMode::kText;
+  }
+}
+
+}  // namespace
+
+Log_IO_FILE::~Log_IO_FILE() { Log_IO_FILE::close(); }
+
+int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std::int64_t) {
+  std::FILE* const stream = OpenShared(path, append_mode(mode));
+  if (stream == nullptr) {
+    return errno;
+  }
+  // A run that ended in the middle of a line must not have this run's first line behind it.
+  if (mode == 0) {
+    const int last = LastByte(stream);
+    if (last != -1 && last != '\n') {
+      AppendBytes(stream, "\n", 1);
+    }
+  }
+  stream_ = stream;
+  lock_ = lock;
+  path_ = path;
+  return 0;
+}
+
+int Log_IO_FILE::close() {
+  if (stream_ != nullptr) {
+    std::fclose(stream_);
+    stream_ = nullptr;
+  }
+  return 0;
+}
+
+int Log_IO_FILE::write(const void* bytes, std::int32_t count) {
+  if (stream_ == nullptr || count < 0) {
+    return 0;
+  }
+  return static_cast<int>(AppendBytes(stream_, bytes, static_cast<std::size_t>(count)));
+}
+
+int Log_IO_FILE::puts_w(const wchar_t* text) {
+  return stream_ != nullptr ? AppendWide(stream_, text) : 0;
+}
+
+int Log_IO_FILE::puts(const char* text) {
+  if (stream_ == nullptr) {
+    return 0;
+  }
+  const std::size_t length = std::strlen(text);
+  return AppendBytes(stream_, text, length) == length ? 0 : EOF;
+}
+
+int Log_IO_FILE::truncate() {
+  if (stream_ == nullptr) {
+    return -1;
+  }
+  EmptyFile(stream_);
+  return 0;
+}
+
+void Log_IO_FILE::flush() {
+  if (stream_ != nullptr) {
+    std::fflush(stream_);
+  }
+}
+
+std::int64_t Log_IO_FILE::size() { return stream_ != nullptr ? LengthOf(stream_) : 0; }
+
+int Log_IO_FILE::backup(const char* target) {
+  if (!SameIgnoringCase(target, path_.c_str())) {
+    flush();  // what still waits in the stream belongs to the text that is saved
+    if (const int error = CopyWholeFile(path_.c_str(), target); error != 0) {
+      return error;
+    }
+  }
+  if (stream_ != nullptr) {
+    std::rewind(stream_);
+    EmptyFile(stream_);
+  }
+  return 0;
+}
+
+}  // namespace zevra
