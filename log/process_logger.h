@@ -4,41 +4,40 @@
 #include <atomic>
 #include <cstdint>
 
+#include "log/log_impl.h"
+
 namespace zevra {
 
-// Stand-in until the logger lands: the two masks of the gate and four front ends that hand each
-// finished line to `write_line`.
-class ProcessLogger {
- public:
-  using WriteLine = void (*)(std::uint32_t level, const char* line);
+struct __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__;
 
-  explicit ProcessLogger(WriteLine write_line) : write_line_(write_line) {}
+// The logger of this copy of the library. Compiled once, in log/logger.cpp.
+using Process_Logger =
+    Log_Impl_T<Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>,
+               Log_Thread_Mutex, Log_Settings>;
+extern template class Log_Impl_T<
+    Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>, Log_Thread_Mutex,
+    Log_Settings>;
 
-  std::uint32_t output_mask() const { return output_.load(std::memory_order_relaxed); }
-  std::uint32_t level_mask() const { return level_.load(std::memory_order_relaxed); }
-  void set_output_mask(std::uint32_t mask) { output_ = mask; }
-  void set_level_mask(std::uint32_t mask) { level_ = mask; }
+// Null until the first ZevraInitialize; changes once and is never reset. Who finds it set finds the
+// logger ready.
+extern std::atomic<Process_Logger*> process_logger;
 
-  [[gnu::format(printf, 2, 3)]] void log_error(const char* format, ...);
-  [[gnu::format(printf, 2, 3)]] void log_warn(const char* format, ...);
-  [[gnu::format(printf, 2, 3)]] void log_verbose(const char* format, ...);
-  [[gnu::format(printf, 2, 3)]] void log_trace(const char* format, ...);
-
- private:
-  WriteLine write_line_;
-  std::atomic<std::uint32_t> output_{1};
-  std::atomic<std::uint32_t> level_{7};
-};
-
-// Null until the first ZevraInitialize; changes once and is never reset.
-extern std::atomic<ProcessLogger*> process_logger;
-
-inline ProcessLogger* process_logger_in_use() {
+inline Process_Logger* process_logger_in_use() {
   return process_logger.load(std::memory_order_acquire);
 }
 
-// Creates the process logger if there is none. Any thread; never fails its caller.
+// Creates the process logger, if there is none, with the file "zevra.log", the title "zevra
+// logging" and what the settings file says otherwise. Any thread; never fails its caller.
 void set_up_process_logger() noexcept;
+
+// The two stages of that. srlog_open reads the section "logger" of "zevra.cfu" over `cfg`, or over
+// the defaults for null, and gives srlog_create's result: 0, the error number of the log file (the
+// logger stands all the same), or -1 with nothing changed when there is a logger already.
+std::int32_t srlog_open(const Log_Settings* cfg);
+std::int32_t srlog_create(const Log_Settings& cfg);
+
+// The path of the log file that these settings lead to: beside the module unless it is absolute.
+std::string anchored_log_file(const char* file, ModuleHandle module);
 
 }  // namespace zevra
 

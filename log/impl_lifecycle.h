@@ -1,0 +1,203 @@
+#ifndef ZEVRA_LOG_IMPL_LIFECYCLE_H
+#define ZEVRA_LOG_IMPL_LIFECYCLE_H
+
+// How Log_Impl_T opens, closes and follows its settings file.
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+#include "log/impl_message.h"
+#include "log/log_files.h"
+#include "log/paths.h"
+
+namespace zevra {
+
+ZEVRA_LOG_TEMPLATE
+ZEVRA_LOG_CLASS::~Log_Impl_T() {
+  log_detail::whatever_happens([&] { Log_Impl_T::close(); });
+}
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::open(const CFG* settings, Log_IO* given, std::int64_t extra) {
+  close();
+  if (given != nullptr && given->get_cfg() != nullptr) {
+    cfg_ = *given->get_cfg();
+  }
+  if (settings != nullptr) {
+    cfg_ = *settings;
+  }
+  if (cfg_.values.start_time == 0) {
+    take_start_stamps(settings);
+  }
+  choose_locale();
+  open_lock(given);
+  if ((cfg_.values.output & kOutputFile) != 0) {
+    if (const int error = open_file(given, extra); error != 0) {
+      return error;
+    }
+  }
+  if ((cfg_.values.output & kOutputConsole) != 0 && ObtainConsole()) {
+    console_allocated_ = true;
+  }
+  return 0;
+}
+
+ZEVRA_LOG_TEMPLATE
+void ZEVRA_LOG_CLASS::take_start_stamps(const CFG* settings) {
+  const std::int64_t first = clock_.seconds();
+  std::int64_t now = first;
+  if (settings != nullptr && settings->values.align_to_second) {
+    while ((now = clock_.seconds()) == first) {
+      clock_.sleep_ms(1);
+    }
+  }
+  cfg_.values.start_time = now;
+  cfg_.values.start_ticks = clock_.ticks_ms();
+}
+
+ZEVRA_LOG_TEMPLATE
+void ZEVRA_LOG_CLASS::choose_locale() {
+  const std::string& locale = cfg_.values.locale;
+  if (locale.empty() || locale == "skip") {
+    return;
+  }
+  SetProcessLocale(locale == "null" ? nullptr : locale == "empty" ? "" : locale.c_str());
+}
+
+ZEVRA_LOG_TEMPLATE
+void ZEVRA_LOG_CLASS::open_lock(Log_IO* given) {
+  if (given != nullptr && given->get_lock() != nullptr) {
+    mutex_ = given->get_lock();
+    owns_mutex_ = false;
+    return;
+  }
+  std::string title = cfg_.values.title;
+  std::replace(title.begin(), title.end(), ' ', '_');
+  std::array<char, kPathLimit> name;
+  std::snprintf(name.data(), name.size(), "Korvane_Logger_Mutex_%s", title.c_str());
+  mutex_ = new LOCK;
+  owns_mutex_ = true;
+  if (const int error = mutex_->open(name.data()); error != 0) {
+    std::array<char, 2 * kPathLimit> message;
+    std::snprintf(message.data(), message.size(),
+                  "Log_Impl_T::open open lock name %s failed, error = %d.\n", name.data(), error);
+    WriteToConsole(message.data());
+  }
+}
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
+  const lock_guard hold(mutex_);
+  if (given != nullptr) {
+    io_ = given;
+    owns_io_ = false;
+    return 0;
+  }
+  io_ = new IO;
+  owns_io_ = true;
+  io_->set_lock(mutex_);
+  if (cfg_.values.file.size() > kPathLimit) {
+    return ENAMETOOLONG;
+  }
+  make_directory_of_file();
+  const int error = io_->open(cfg_.values.file.c_str(), mutex_, cfg_.values.mode, extra);
+  if (error != 0) {
+    return error;
+  }
+  if (cfg_.values.head) {
+    write_head(true);
+  }
+  io_->set_cfg(&cfg_);
+  return 0;
+}
+
+ZEVRA_LOG_TEMPLATE
+void ZEVRA_LOG_CLASS::make_directory_of_file() {
+  const std::string directory = log_detail::directory_of(cfg_.values.file);
+  if (directory.empty() || IsDirectory(directory.c_str())) {
+    return;
+  }
+  std::vector<std::string> prefixes;
+  path_prefixes(directory.c_str(), prefixes);
+  for (const std::string& prefix : prefixes) {
+    // What is wrong here the file's own `open` will say.
+    if (!IsDirectory(prefix.c_str()) && !MakeDirectory(prefix.c_str())) {
+      return;
+    }
+  }
+}
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::close() {
+  if (io_ != nullptr) {
+    const lock_guard hold(mutex_);
+    close_file();
+  }
+  if (mutex_ != nullptr && owns_mutex_) {
+    mutex_->close();
+    delete static_cast<LOCK*>(mutex_);
+    mutex_ = nullptr;
+  }
+  if (console_allocated_) {
+    ReleaseConsole();
+    console_allocated_ = false;
+  }
+  return 0;
+}
+
+// A file output that was handed in belongs to somebody else and stays where it is.
+ZEVRA_LOG_TEMPLATE
+void ZEVRA_LOG_CLASS::close_file() {
+  if (!owns_io_) {
+    return;
+  }
+  log_detail::whatever_happens([&] {
+    if (cfg_.values.head) {
+      write_tail(true);
+    }
+    io_->close();
+  });
+  delete io_;
+  io_ = nullptr;
+}
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::lock(std::uint32_t timeout_ms) {
+  return mutex_ != nullptr ? mutex_->acquire(timeout_ms) : -1;
+}
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::unlock() { return mutex_ != nullptr ? mutex_->release() : -1; }
+
+ZEVRA_LOG_TEMPLATE
+int ZEVRA_LOG_CLASS::reload_cfg() {
+  constexpr std::int64_t kLeastPause = 10;  // seconds
+  const std::int64_t now = clock_.seconds();
+  if (now - last_cfg_check_.load(std::memory_order_relaxed) <= kLeastPause) {
+    return 0;
+  }
+  const lock_guard hold(mutex_);
+  log_detail::whatever_happens([&] {
+    Log_Cfg_Values& values = cfg_.values;
+    const std::int64_t changed = ModifiedTime(values.config_file.c_str());
+    if (changed == values.config_mtime) {
+      return;
+    }
+    values.config_mtime = changed;
+    CFG fresh(cfg_);
+    fresh.read_log_config(nullptr, nullptr);
+    values.output = fresh.values.output;
+    values.level = fresh.values.level;
+    values.console_level = fresh.values.level;
+    values.flush = fresh.values.flush;
+    values.style = fresh.values.style;
+  });
+  last_cfg_check_.store(now, std::memory_order_relaxed);
+  return 0;
+}
+
+}  // namespace zevra
+
+#endif

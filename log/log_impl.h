@@ -1,0 +1,127 @@
+#ifndef ZEVRA_LOG_LOG_IMPL_H
+#define ZEVRA_LOG_LOG_IMPL_H
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "log/cfg.h"
+#include "log/clock.h"
+#include "log/io.h"
+#include "log/mutex.h"
+#include "platform/compiler.h"
+
+namespace zevra {
+
+template <class Char>
+class Log_Line;
+
+// The logger: takes a message from any thread, decides whether it is wanted, builds one line and
+// sends it to up to four outputs. IO is the file output it makes, LOCK its lock, CFG its record.
+// The code stands in log/impl_*.h and is compiled once, in log/logger.cpp.
+//
+// Messages may come from any thread at any time, on a closed logger too: it has no file then.
+// `open` and `close` belong to one thread while nobody else logs. Nothing here ever fails its
+// caller: no exception leaves, and what an output does not take is lost.
+//
+// A thread that logs needs stack for its message: 131,072 bytes, and 65,536 wide characters instead
+// of the second half for wide text. The order of the virtual operations is fixed.
+template <class IO, class LOCK, class CFG>
+class Log_Impl_T {
+ public:
+  explicit Log_Impl_T(const Log_Clock& clock = kSystemClock) : clock_(clock) {}
+  virtual ~Log_Impl_T();
+  Log_Impl_T(const Log_Impl_T&) = delete;
+  Log_Impl_T& operator=(const Log_Impl_T&) = delete;
+
+  // Restarts the logger with a copy of `settings`, or with what `given` carries. `given` becomes
+  // the file output as it is and stays the caller's; without it the file of the settings is opened.
+  // 0, or the error number of that file: the logger then serves its other outputs.
+  virtual int open(const CFG* settings, Log_IO* given, std::int64_t extra);
+  virtual int close();  // 0
+  // The result of the lock, -1 without one.
+  virtual int lock(std::uint32_t timeout_ms);
+  virtual int unlock();
+
+  virtual void log_msg_w(std::uint32_t level, const wchar_t* text);
+  virtual void log_msg(std::uint32_t level, const char* text);
+  // `subject` may be null; a `style` of 0 means the record's own.
+  virtual void log_msg_i_w(const wchar_t* subject, std::uint32_t level, std::uint32_t style,
+                           const wchar_t* text);
+  virtual void log_msg_i(const char* subject, std::uint32_t level, std::uint32_t style,
+                         const char* text);
+  // Bytes to the file as they are: no line piece, no size test. What `write` gave, -1 without a
+  // file.
+  virtual int write_raw(const void* bytes, std::int32_t count);
+  virtual void write_rule(char c);  // 80 of them on a line of their own
+  virtual char* level_hex(std::uint32_t level, char* buffer, std::size_t size);  // from 9 bytes on
+  virtual const char* level_name(std::uint32_t level);
+  virtual std::int32_t xor_bytes(void* bytes, std::int32_t count);  // in place; gives `count`
+  virtual bool is_enabled();
+  virtual bool subject_enabled(std::int32_t index);
+
+  // These three work with the logger's lock held by the caller.
+  virtual void write_head(bool created);
+  virtual void write_tail(bool end);
+  virtual int rotate();  // what `backup` gave, 0 without a file
+
+  // Into at least 133 bytes; gives `buffer`.
+  virtual char* time_text(char* buffer, bool file_stamp, bool time_only);
+  // Looks, at most once in 11 seconds, whether the settings file has changed. 0.
+  virtual int reload_cfg();
+
+  // The front ends of everybody else, printf style. The first two reach the file at once.
+  void log_error(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
+  void log_warn(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
+  void log_verbose(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
+  void log_trace(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
+
+  // For the gate, which asks these two before it evaluates a message's arguments.
+  std::uint32_t output_mask() const { return cfg_.values.output; }
+  std::uint32_t level_mask() const { return cfg_.values.level; }
+  const CFG& cfg() const { return cfg_; }
+
+ private:
+  bool log_formatted(std::uint32_t level, const char* format, std::va_list arguments) noexcept
+      ZEVRA_PRINTF(3, 0);
+  void flush_now() noexcept;
+  bool is_filtered_out(const char* subject, const char* text) const;
+  template <class Char>
+  void build_line(Log_Line<Char>& line, const Char* subject, std::uint32_t level,
+                  std::uint32_t style, const Char* text);
+  void put(const Log_Line<char>& line);
+  void put(const Log_Line<wchar_t>& line);
+  template <class Char>
+  void put_to_file(Log_Line<Char>& line, const char* caught);
+  template <class Char>
+  void put_keyed(Log_Line<Char>& line);
+  template <class Char>
+  void put_elsewhere(const Log_Line<Char>& line, std::uint32_t level);
+  void put_text(const char* text);  // in the width of the record's charset
+  void make_room(std::size_t length);
+
+  void take_start_stamps(const CFG* settings);
+  void choose_locale();
+  void open_lock(Log_IO* given);
+  int open_file(Log_IO* given, std::int64_t extra);
+  void close_file();
+  void make_directory_of_file();
+  std::string backup_name();
+  void purge_backups();
+
+  CFG cfg_;
+  Log_IO* io_ = nullptr;
+  bool owns_io_ = true;
+  Log_Mutex* mutex_ = nullptr;
+  bool owns_mutex_ = false;
+  std::atomic<std::int64_t> last_cfg_check_ = 0;  // seconds; tested before the lock is taken
+  bool console_allocated_ = false;
+  const Log_Clock clock_;
+};
+
+}  // namespace zevra
+
+#endif
