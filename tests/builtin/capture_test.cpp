@@ -1,0 +1,203 @@
+#include "tests/builtin/machine_fixture.h"
+
+namespace zevra::builtin {
+namespace {
+
+constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
+constexpr DWORD kGap = AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
+constexpr DWORD kSilent = AUDCLNT_BUFFERFLAGS_SILENT;
+
+class CaptureTest : public MachineTest {};
+
+// What Ramp plays in a frame.
+float RampAt(UINT64 frame) { return (static_cast<float>(frame % 65536) - 32768) / 32768; }
+
+void ExpectRamp(const Packet& packet) {
+  for (std::size_t frame = 0; frame < packet.samples.size() / 2; ++frame) {
+    ASSERT_EQ(packet.samples[frame * 2], RampAt(packet.position + frame));
+    ASSERT_EQ(packet.samples[frame * 2 + 1], RampAt(packet.position + frame));
+  }
+}
+
+TEST_F(CaptureTest, DeliversEveryFrameOnceAsTimePasses) {
+  struct Case {
+    UINT32 rate;
+    UINT32 packet_frames;
+    milliseconds step;
+  };
+  for (const Case& c : {Case{48000, 480, milliseconds(5)}, Case{44100, 441, milliseconds(7)},
+                        Case{44100, 448, milliseconds(1)}, Case{8000, 100, milliseconds(990)},
+                        Case{384000, 1000, milliseconds(3)}}) {
+    SCOPED_TRACE(testing::Message() << c.rate << " " << c.packet_frames << " " << c.step.count());
+    for (const EDataFlow flow : {eRender, eCapture}) {
+      auto endpoint = MakeEndpoint(u"ramp", flow, Ramp());
+      endpoint.rate = c.rate;
+      endpoint.packet_frames = c.packet_frames;
+      Build({endpoint});
+      const auto client = OpenStream(0, flow == eRender ? kLoopback : 0);
+      const auto capture = CaptureOf(*client.Get());
+      ASSERT_EQ(client->Start(), S_OK);
+      std::vector<Packet> packets;
+      for (int step = 0; milliseconds(5000) > c.step * step; ++step) {
+        clock_->Advance(c.step);
+        for (Packet& packet : TakeAll(*capture.Get())) packets.push_back(std::move(packet));
+      }
+      // All but the packet that ran at the start and the one that runs now.
+      ASSERT_GE((packets.size() + 2) * c.packet_frames, c.rate * 5);
+      for (const Packet& packet : packets) {
+        EXPECT_EQ(packet.flags, 0U);
+        EXPECT_EQ(
+            packet.position,
+            packets[0].position + static_cast<UINT64>(&packet - packets.data()) * c.packet_frames);
+        ExpectRamp(packet);
+      }
+    }
+  }
+}
+
+TEST_F(CaptureTest, ASlowReaderLosesTheOldestAndIsTold) {
+  Build({MakeEndpoint(u"ramp", eCapture, Ramp())});
+  const auto client = OpenStream(0, 0);
+  const auto capture = CaptureOf(*client.Get());
+  ASSERT_EQ(client->Start(), S_OK);
+  UINT32 buffer_frames = 0;
+  ASSERT_EQ(client->GetBufferSize(&buffer_frames), S_OK);
+  EXPECT_EQ(buffer_frames, 96000U);
+
+  clock_->Advance(milliseconds(20));
+  EXPECT_EQ(TakeAll(*capture.Get()).size(), 1U);
+  clock_->Advance(seconds(5));
+  UINT32 padding = 0;
+  ASSERT_EQ(client->GetCurrentPadding(&padding), S_OK);
+  EXPECT_EQ(padding, buffer_frames);
+  const auto kept = TakeAll(*capture.Get());
+  ASSERT_EQ(kept.size(), 200U);
+  EXPECT_EQ(kept[0].flags, kGap);
+  EXPECT_EQ(kept[0].position, 48000U * 502 / 100 - 96000);
+  EXPECT_EQ(kept[1].flags, 0U);
+  ExpectRamp(kept[0]);
+}
+
+TEST_F(CaptureTest, AHeldPacketOutlastsTheBufferAndAnUntakenOneComesAgain) {
+  Build({MakeEndpoint(u"ramp", eCapture, Ramp())});
+  const auto client = OpenStream(0, 0);
+  const auto capture = CaptureOf(*client.Get());
+  ASSERT_EQ(client->Start(), S_OK);
+  clock_->Advance(milliseconds(30));
+  BYTE* data = nullptr;
+  UINT32 frames = 0;
+  DWORD flags = 0;
+  UINT64 position = 0;
+  UINT64 time = 0;
+  const auto get = [&] { return capture->GetBuffer(&data, &frames, &flags, &position, &time); };
+  ASSERT_EQ(get(), S_OK);
+  EXPECT_EQ(position, 480U);
+  EXPECT_EQ(time, 100000U);
+  ASSERT_EQ(capture->ReleaseBuffer(0), S_OK);
+  ASSERT_EQ(get(), S_OK);
+  EXPECT_EQ(position, 480U);
+
+  clock_->Advance(seconds(5));
+  EXPECT_EQ(*reinterpret_cast<float*>(data), RampAt(480));
+  EXPECT_EQ(capture->ReleaseBuffer(479), AUDCLNT_E_INVALID_SIZE);
+  EXPECT_EQ(get(), AUDCLNT_E_OUT_OF_ORDER);
+  ASSERT_EQ(capture->ReleaseBuffer(480), S_OK);
+  EXPECT_EQ(capture->ReleaseBuffer(480), AUDCLNT_E_OUT_OF_ORDER);
+  EXPECT_EQ(TakeAll(*capture.Get())[0].flags, kGap);
+  EXPECT_EQ(get(), AUDCLNT_S_BUFFER_EMPTY);
+  EXPECT_EQ(frames, 0U);
+}
+
+TEST_F(CaptureTest, AStoppedStreamKeepsWhatItHasAndBeginsAnewWithTheNextPacket) {
+  Build({MakeEndpoint(u"ramp", eCapture, Ramp())});
+  const auto client = OpenStream(0, 0);
+  const auto capture = CaptureOf(*client.Get());
+  clock_->Advance(seconds(1));
+  EXPECT_EQ(TakeAll(*capture.Get()).size(), 0U);
+  EXPECT_EQ(client->Stop(), S_FALSE);
+  ASSERT_EQ(client->Start(), S_OK);
+  EXPECT_EQ(client->Start(), AUDCLNT_E_NOT_STOPPED);
+  clock_->Advance(milliseconds(50));
+  ASSERT_EQ(client->Stop(), S_OK);
+  clock_->Advance(seconds(1));
+  EXPECT_EQ(TakeAll(*capture.Get()).size(), 4U);
+  clock_->Advance(milliseconds(5));
+  ASSERT_EQ(client->Start(), S_OK);
+  clock_->Advance(milliseconds(15));
+  const auto again = TakeAll(*capture.Get());
+  ASSERT_EQ(again.size(), 1U);
+  EXPECT_EQ(again[0].position, 206U * 480);
+}
+
+TEST_F(CaptureTest, ASilentMicrophoneRecordsSilenceAndAnUnusedSpeakerHasNoPackets) {
+  Build({MakeEndpoint(u"speaker", eRender), MakeEndpoint(u"microphone", eCapture)});
+  const auto tap = OpenStream(0, kLoopback);
+  const auto microphone = OpenStream(1, 0);
+  ASSERT_EQ(tap->Start(), S_OK);
+  ASSERT_EQ(microphone->Start(), S_OK);
+  clock_->Advance(milliseconds(100));
+  EXPECT_EQ(TakeAll(*CaptureOf(*tap.Get()).Get()).size(), 0U);
+  const auto packets = TakeAll(*CaptureOf(*microphone.Get()).Get());
+  ASSERT_EQ(packets.size(), 9U);
+  EXPECT_EQ(packets[0].flags, kSilent);
+  EXPECT_THAT(packets[0].samples, testing::Each(0.0F));
+}
+
+TEST_F(CaptureTest, CallsOutOfOrderAndOnTheWrongKindGiveTheirCodes) {
+  Build({MakeEndpoint(u"speaker", eRender), MakeEndpoint(u"microphone", eCapture)});
+  const auto client = ClientOf(*Device(0).Get());
+  UINT32 frames = 0;
+  ComPtr<IUnknown> service;
+  EXPECT_EQ(client->GetBufferSize(&frames), AUDCLNT_E_NOT_INITIALIZED);
+  EXPECT_EQ(client->GetCurrentPadding(&frames), AUDCLNT_E_NOT_INITIALIZED);
+  EXPECT_EQ(client->Start(), AUDCLNT_E_NOT_INITIALIZED);
+  EXPECT_EQ(client->Stop(), AUDCLNT_E_NOT_INITIALIZED);
+  EXPECT_EQ(client->GetService(IID_IAudioRenderClient, service.PutVoid()),
+            AUDCLNT_E_NOT_INITIALIZED);
+
+  const WAVEFORMATEX format = {WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+  const auto initialize = [&format](IAudioClient& target, DWORD flags, REFERENCE_TIME duration) {
+    return target.Initialize(AUDCLNT_SHAREMODE_SHARED, flags, duration, 0, &format, nullptr);
+  };
+  EXPECT_EQ(initialize(*client.Get(), 0x00040000, 0), E_INVALIDARG);
+  EXPECT_EQ(initialize(*client.Get(), 0, -1), E_INVALIDARG);
+  EXPECT_EQ(initialize(*ClientOf(*Device(1).Get()).Get(), kLoopback, 0),
+            AUDCLNT_E_WRONG_ENDPOINT_TYPE);
+  EXPECT_EQ(initialize(*client.Get(), kLoopback, 0), S_OK);
+  EXPECT_EQ(initialize(*client.Get(), kLoopback, 0), AUDCLNT_E_ALREADY_INITIALIZED);
+
+  struct Case {
+    std::size_t endpoint;
+    DWORD flags;
+    bool captures;
+  };
+  for (const Case& c : {Case{0, 0, false}, Case{0, kLoopback, true}, Case{1, 0, true}}) {
+    const auto stream = OpenStream(c.endpoint, c.flags);
+    EXPECT_EQ(stream->GetService(IID_IAudioCaptureClient, service.PutVoid()),
+              c.captures ? S_OK : AUDCLNT_E_WRONG_ENDPOINT_TYPE);
+    EXPECT_EQ(stream->GetService(IID_IAudioRenderClient, service.PutVoid()),
+              c.captures ? AUDCLNT_E_WRONG_ENDPOINT_TYPE : S_OK);
+    EXPECT_EQ(stream->GetService(IID_IMMDevice, service.PutVoid()), E_NOINTERFACE);
+  }
+}
+
+TEST_F(CaptureTest, EverythingFailsOnceTheEndpointIsGone) {
+  Build({MakeEndpoint(u"speaker", eRender, Ramp())});
+  const auto client = OpenStream(0, kLoopback);
+  const auto capture = CaptureOf(*client.Get());
+  ASSERT_EQ(client->Start(), S_OK);
+  clock_->Advance(milliseconds(50));
+  machine_->Remove(0);
+  UINT32 frames = 0;
+  DWORD flags = 0;
+  BYTE* data = nullptr;
+  EXPECT_EQ(capture->GetNextPacketSize(&frames), AUDCLNT_E_DEVICE_INVALIDATED);
+  EXPECT_EQ(capture->GetBuffer(&data, &frames, &flags, nullptr, nullptr),
+            AUDCLNT_E_DEVICE_INVALIDATED);
+  EXPECT_EQ(capture->ReleaseBuffer(480), AUDCLNT_E_DEVICE_INVALIDATED);
+  EXPECT_EQ(client->GetCurrentPadding(&frames), AUDCLNT_E_DEVICE_INVALIDATED);
+  EXPECT_EQ(client->Stop(), AUDCLNT_E_DEVICE_INVALIDATED);
+}
+
+}  // namespace
+}  // namespace zevra::builtin

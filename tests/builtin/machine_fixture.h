@@ -1,0 +1,127 @@
+#ifndef ZEVRA_TESTS_BUILTIN_MACHINE_FIXTURE_H
+#define ZEVRA_TESTS_BUILTIN_MACHINE_FIXTURE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/builtin/machine.h"
+#include "platform/builtin/manual_clock.h"
+#include "platform/com_object.h"
+#include "platform/owners.h"
+
+namespace zevra::builtin {
+
+using platform::ComPtr;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// An endpoint with packets of 10 ms, the ones that the tests count in.
+inline EndpointConfig MakeEndpoint(std::u16string name, EDataFlow flow, Programme programme = {}) {
+  EndpointConfig config;
+  config.name = std::move(name);
+  config.flow = flow;
+  config.programme = std::move(programme);
+  return config;
+}
+
+// A machine on a clock that stands still until the test turns it. No object may be left at the end.
+class MachineTest : public testing::Test {
+ protected:
+  ~MachineTest() override { EXPECT_EQ(platform::live_com_objects.load(), objects_before_); }
+
+  void Build(std::vector<EndpointConfig> endpoints) {
+    machine_ = std::make_unique<Machine>(std::move(endpoints), clock_);
+  }
+
+  ComPtr<IMMDeviceEnumerator> Enumerator() const {
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    EXPECT_EQ(machine_->CreateEnumerator(IID_IMMDeviceEnumerator, enumerator.PutVoid()), S_OK);
+    return enumerator;
+  }
+  std::vector<ComPtr<IMMDevice>> Devices(EDataFlow flow) const {
+    ComPtr<IMMDeviceCollection> collection;
+    EXPECT_EQ(Enumerator()->EnumAudioEndpoints(flow, DEVICE_STATE_ACTIVE, collection.Put()), S_OK);
+    UINT count = 0;
+    EXPECT_EQ(collection->GetCount(&count), S_OK);
+    std::vector<ComPtr<IMMDevice>> devices(count);
+    for (UINT i = 0; i < count; ++i) EXPECT_EQ(collection->Item(i, devices[i].Put()), S_OK);
+    return devices;
+  }
+  ComPtr<IMMDevice> Device(std::size_t index) const { return std::move(Devices(eAll).at(index)); }
+
+  static std::u16string NameOf(IMMDevice& device) {
+    ComPtr<IPropertyStore> properties;
+    platform::PropVariant name;
+    EXPECT_EQ(device.OpenPropertyStore(STGM_READ, properties.Put()), S_OK);
+    EXPECT_EQ(properties->GetValue(PKEY_Device_FriendlyName, name.Put()), S_OK);
+    EXPECT_EQ(name.Get().vt, VT_LPWSTR);
+    return {name.Get().pwszVal,
+            name.Get().pwszVal + std::char_traits<WCHAR>::length(name.Get().pwszVal)};
+  }
+
+  static ComPtr<IAudioClient> ClientOf(IMMDevice& device) {
+    ComPtr<IAudioClient> client;
+    EXPECT_EQ(device.Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()), S_OK);
+    return client;
+  }
+  // A stream in the mix format that has not been started.
+  ComPtr<IAudioClient> OpenStream(std::size_t endpoint, DWORD flags,
+                                  REFERENCE_TIME duration = 0) const {
+    auto client = ClientOf(*Device(endpoint).Get());
+    platform::TaskMemory<WAVEFORMATEX> format;
+    EXPECT_EQ(client->GetMixFormat(format.Put()), S_OK);
+    EXPECT_EQ(
+        client->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, duration, 0, format.Get(), nullptr),
+        S_OK);
+    return client;
+  }
+  static ComPtr<IAudioCaptureClient> CaptureOf(IAudioClient& client) {
+    ComPtr<IAudioCaptureClient> service;
+    EXPECT_EQ(client.GetService(IID_IAudioCaptureClient, service.PutVoid()), S_OK);
+    return service;
+  }
+  static ComPtr<IAudioRenderClient> RenderOf(IAudioClient& client) {
+    ComPtr<IAudioRenderClient> service;
+    EXPECT_EQ(client.GetService(IID_IAudioRenderClient, service.PutVoid()), S_OK);
+    return service;
+  }
+
+  const long objects_before_ = platform::live_com_objects.load();
+  const std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
+  std::unique_ptr<Machine> machine_;
+};
+
+struct Packet {
+  std::vector<float> samples;
+  DWORD flags = 0;
+  UINT64 position = 0;
+};
+
+// Takes every packet that waits; the stream is float with `channels` channels.
+inline std::vector<Packet> TakeAll(IAudioCaptureClient& capture, std::size_t channels = 2) {
+  std::vector<Packet> packets;
+  for (;;) {
+    UINT32 announced = 0;
+    EXPECT_EQ(capture.GetNextPacketSize(&announced), S_OK);
+    if (announced == 0) return packets;
+    BYTE* data = nullptr;
+    UINT32 frames = 0;
+    Packet packet;
+    EXPECT_EQ(capture.GetBuffer(&data, &frames, &packet.flags, &packet.position, nullptr), S_OK);
+    EXPECT_EQ(frames, announced);
+    const auto* const samples = reinterpret_cast<const float*>(data);
+    packet.samples.assign(samples, samples + frames * channels);
+    EXPECT_EQ(capture.ReleaseBuffer(frames), S_OK);
+    packets.push_back(std::move(packet));
+  }
+}
+
+}  // namespace zevra::builtin
+
+#endif
