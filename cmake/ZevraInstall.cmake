@@ -1,0 +1,28 @@
+# What a user of the library gets: the library itself, and what it takes to build against it. The
+# components are the parts that the packages are made of.
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zevra")
+configure_package_config_file(cmake/zevra-config.cmake.in zevra-config.cmake
+                              INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file(zevra-config-version.cmake COMPATIBILITY SameMajorVersion)
+
+# The folder of the .pc file to the prefix, so that the tree can be moved.
+file(RELATIVE_PATH ZEVRA_PC_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+configure_file(cmake/zevra.pc.in zevra.pc @ONLY)
+
+install(TARGETS zevra EXPORT zevra-targets
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT library
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library
+                                                      NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(EXPORT zevra-targets NAMESPACE zevra:: DESTINATION "${package_dir}" COMPONENT development)
+install(FILES "${CMAKE_BINARY_DIR}/zevra-config.cmake"
+              "${CMAKE_BINARY_DIR}/zevra-config-version.cmake"
+        DESTINATION "${package_dir}" COMPONENT development)
+install(FILES "${CMAKE_BINARY_DIR}/zevra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+        COMPONENT development)
+install(FILES include/zevra/zevra.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zevra"
+        COMPONENT development)
+install(FILES examples/record.c DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
+        COMPONENT development)

@@ -1,0 +1,47 @@
+# The files that users take: on Linux a pair of Debian packages and one for the command, made of
+# the components that are installed; on Windows a zip.
+set(CPACK_PACKAGE_VENDOR "The zevra developers")
+set(CPACK_PACKAGE_CONTACT "The zevra developers <maintainers@zevra.invalid>")
+set(CPACK_RESOURCE_FILE_LICENSE "${CMAKE_SOURCE_DIR}/LICENSE")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+get_cmake_property(CPACK_COMPONENTS_ALL COMPONENTS)
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+  set(CPACK_PACKAGE_FILE_NAME "zevra-${PROJECT_VERSION}-windows-x86_64")
+else()
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  # So that the command's package finds the library that is not installed yet.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
+
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzevra${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${CMAKE_SOURCE_DIR}/cmake/debian/triggers")
+  set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+      "Lists the audio endpoints and hands what one of them plays or records\nto a function of the host's, in the format that it asks for.")
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzevra-dev)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+  set(exact "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${exact}")
+  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+      "Header, build files and an example for hosts of the library.")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zevra)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION sound)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${exact}")
+  set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+      "The command that records what the machine plays into a file.")
+
+  install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/libzevra1" RENAME copyright
+          COMPONENT library)
+  install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/libzevra-dev"
+          RENAME copyright COMPONENT development)
+endif()
+include(CPack)

@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Builds the installed example against a tree that a user would have, by CMake and by pkg-config,
+# and records with each from a real server.
+#   consumer_test.sh install BUILD_DIR     a tree from `cmake --install`, moved to another place
+#   consumer_test.sh package               the trees inside the packages of scripts/package
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+scripts=$here/../../scripts
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+case $1 in
+  install)
+    cmake --install "$2" --prefix "$work/first" >/dev/null
+    mv "$work/first" "$work/usr"
+    ;;
+  package)
+    "$scripts/package" linux "$work"
+    for package in "$work"/*.deb; do dpkg-deb -x "$package" "$work"; done
+    # The library's own package must do for a host that is built already.
+    runtime=$(dpkg-deb -c "$work"/libzevra1_*.deb)
+    [[ $runtime == *"/libzevra.so.1 -> "* && $runtime != *zevra.h* ]]
+    depends=$(dpkg-deb -f "$work"/libzevra-dev_*.deb Depends)
+    [[ $depends == "libzevra1 (= "* ]]
+    dpkg-deb -f "$work"/libzevra1_*.deb Depends | grep -q libpulse0
+    ;;
+esac
+prefix=$work/usr
+library=$(dirname "$(find "$prefix" -name libzevra.so)")
+example=$(find "$prefix" -name record.c)
+
+cmake -S "$here/consumer" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" -DEXAMPLE="$example" \
+  -DCMAKE_C_FLAGS="-std=c99 -Wall -Wextra -Wpedantic -Werror" >/dev/null
+cmake --build "$work/host" >/dev/null
+
+read -r -a flags < <(PKG_CONFIG_LIBDIR=$library/pkgconfig pkg-config --cflags --libs zevra)
+cc -std=c99 "$example" "${flags[@]}" -o "$work/host/by-pkg-config"
+
+export LD_LIBRARY_PATH=$library
+for host in host by-pkg-config; do
+  "$scripts/sound-server" pulseaudio -- "$work/host/$host" "$work/$host.wav" 1
+  # A second of 16 kHz, 16 bits, give or take a slow start.
+  size=$(stat -c %s "$work/$host.wav")
+  ((size > 16000)) || {
+    echo "FAILED: $host recorded only $size bytes"
+    exit 1
+  }
+done
+echo "all passed"

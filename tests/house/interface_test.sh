@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Holds the boundary: the names that the library exports, and a header that stands alone.
+#   interface_test.sh LIBRARY INCLUDE_DIR
+set -euo pipefail
+library=$1
+include=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+expected="ZevraCloseDevice ZevraGetDeviceList ZevraGetInnerRecordDeviceList
+ZevraGetOutRecordDeviceList ZevraGetVolume ZevraInitialize ZevraOpenDevice ZevraStartCapture
+ZevraStartPlay ZevraStopCapture ZevraStopPlay ZevraUninitialize"
+diff <(xargs -n 1 <<<"$expected" | sort) <(nm -D --defined-only "$library" | awk '{ print $3 }' | sort)
+readelf -d "$library" | grep -q 'SONAME.*\[libzevra\.so\.1\]'
+
+echo '#include <zevra/zevra.h>' | tee "$work/alone.c" >"$work/alone.cpp"
+flags=(-Wall -Wextra -Wpedantic -Wconversion -Werror -I "$include" -fsyntax-only)
+for standard in c99 c11; do cc -std=$standard "${flags[@]}" "$work/alone.c"; done
+for standard in c++17 c++20; do c++ -std=$standard "${flags[@]}" "$work/alone.cpp"; done
+echo "all passed"
