@@ -11,10 +11,10 @@
 
 #ifdef _WIN32
 #include <windows.h>
-#define SLEEP(seconds) Sleep(1000u * (seconds))
+#define SLEEP_MS(ms) Sleep(ms)
 #else
-#include <unistd.h>
-#define SLEEP(seconds) sleep(seconds)
+#include <poll.h>
+#define SLEEP_MS(ms) poll(NULL, 0, (int)(ms))
 #endif
 
 #define RATE 16000u
@@ -59,7 +59,7 @@ static int32_t record(const ZevraChar* name, unsigned seconds) {
   /* Silence keeps the packets coming while nothing else plays. */
   if (name == NULL) ZevraStartPlay(device);
   result = ZevraStartCapture(device, &format, on_audio, NULL);
-  if (result == 0) SLEEP(seconds);
+  if (result == 0) SLEEP_MS(1000u * seconds);
   ZevraStopCapture(device);
   ZevraStopPlay(device);
   ZevraCloseDevice(device);

@@ -135,6 +135,7 @@ typedef struct ZevraDeviceList {
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define ZEVRA_LAYOUT_ASSERT(name, condition) _Static_assert(condition, #name)
 #else
+/* NOLINTNEXTLINE(bugprone-macro-parentheses): a name takes none */
 #define ZEVRA_LAYOUT_ASSERT(name, condition) typedef char name[(condition) ? 1 : -1]
 #endif
 ZEVRA_LAYOUT_ASSERT(zevra_audio_format_is_20_bytes, sizeof(ZevraAudioFormat) == 20);
