@@ -1,0 +1,67 @@
+#ifndef ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
+#define ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
+
+#include <memory>
+
+#include "platform/linux/block_cache.h"
+#include "platform/linux/resampler_format.h"
+
+struct SwrContext;
+
+namespace zevra::platform {
+
+// True if frames of the one format can become frames of the other.
+bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output);
+
+// One conversion by libswresample: rate, channels and sample format. The signal goes on from call
+// to call. One thread at a time.
+class SwrEngine {
+ public:
+  // The most input frames that one call takes, which bounds what the engine ever holds.
+  static constexpr UINT32 kMaxInputFrames = 2048;
+
+  SwrEngine();
+  ~SwrEngine();
+  SwrEngine(const SwrEngine&) = delete;
+  SwrEngine& operator=(const SwrEngine&) = delete;
+
+  // Sets the engine up anew; nothing that it held is kept. `half_filter_length` counts samples of
+  // the lower of both rates on each side of the filter. E_OUTOFMEMORY, or MF_E_INVALIDMEDIATYPE for
+  // formats that CanConvert refuses.
+  HRESULT Open(const ResamplerFormat& input, const ResamplerFormat& output,
+               UINT32 half_filter_length);
+  void Close();
+  bool IsOpen() const { return context_ != nullptr; }
+
+  // Takes `input_frames` frames, 0 to kMaxInputFrames, and writes at most `output_frames`, 1 to
+  // INT32_MAX; what does not fit is kept for the next call. `*written` below `output_frames` means
+  // that nothing is kept that could be written yet. `input` must not be null, also for 0 frames.
+  HRESULT Convert(const BYTE* input, UINT32 input_frames, BYTE* output, UINT32 output_frames,
+                  UINT32* written);
+
+ private:
+  struct FreeContext {
+    void operator()(SwrContext* context) const;
+  };
+  struct FreeBlock {
+    void operator()(BYTE* block) const { GiveBlock(block); }
+  };
+  using Block = std::unique_ptr<BYTE, FreeBlock>;
+
+  HRESULT SetUp(UINT32 half_filter_length);
+  bool MakeScratch();
+  HRESULT ConvertPlanar(const BYTE* input, UINT32 input_frames, BYTE* output, UINT32 output_frames,
+                        UINT32* written);
+
+  ResamplerFormat input_;
+  ResamplerFormat output_;
+  bool direct_ = false;  // libswresample writes the output's own layout
+  bool double_inside_ = false;
+  std::unique_ptr<SwrContext, FreeContext> context_;
+  Block unpacked_input_;
+  Block planar_output_;
+};
+
+}  // namespace zevra::platform
+
+#endif

@@ -1,0 +1,68 @@
+#include "platform/com.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+
+#include "platform/media_foundation.h"
+#include "platform/owners.h"
+
+namespace {
+
+using zevra::platform::ComPtr;
+
+TEST(Com, EachThreadIsOpenedForItself) {
+  CoUninitialize();
+  EXPECT_EQ(CoInitialize(nullptr), S_OK);
+  EXPECT_EQ(CoInitialize(nullptr), S_FALSE);
+  std::thread([] { EXPECT_EQ(CoInitialize(nullptr), S_OK); }).join();
+  CoUninitialize();
+  EXPECT_TRUE(zevra::platform::ComIsInitialized());
+  CoUninitialize();
+  EXPECT_FALSE(zevra::platform::ComIsInitialized());
+}
+
+TEST(Com, CreationSaysWhyItFailed) {
+  constexpr CLSID kUnknownClass = {1, 2, 3, {4}};
+  int outer = 0;
+  const struct {
+    bool initialized;
+    const CLSID& class_id;
+    bool has_outer;
+    DWORD context;
+    const IID& iid;
+    HRESULT result;
+  } cases[] = {
+      {true, CLSID_CResamplerMediaObject, false, CLSCTX_INPROC_SERVER, IID_IUnknown, S_OK},
+      {true, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IMFTransform, S_OK},
+      {true, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IMFSample, E_NOINTERFACE},
+      {true, CLSID_CResamplerMediaObject, true, CLSCTX_ALL, IID_IUnknown, CLASS_E_NOAGGREGATION},
+      {true, CLSID_CResamplerMediaObject, false, 4, IID_IUnknown, REGDB_E_CLASSNOTREG},
+      {true, kUnknownClass, false, CLSCTX_ALL, IID_IUnknown, REGDB_E_CLASSNOTREG},
+      {false, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IUnknown, CO_E_NOTINITIALIZED},
+  };
+  for (const auto& c : cases) {
+    if (c.initialized) CoInitialize(nullptr);
+    ComPtr<IUnknown> object;
+    auto* const outer_object = c.has_outer ? reinterpret_cast<IUnknown*>(&outer) : nullptr;
+    EXPECT_EQ(CoCreateInstance(c.class_id, outer_object, c.context, c.iid, object.PutVoid()),
+              c.result);
+    EXPECT_EQ(static_cast<bool>(object), c.result == S_OK);
+    object.Reset();
+    if (c.initialized) CoUninitialize();
+  }
+  EXPECT_EQ(CoCreateInstance(kUnknownClass, nullptr, CLSCTX_ALL, IID_IUnknown, nullptr), E_POINTER);
+}
+
+TEST(Com, ClearedValuesCanBeClearedAgain) {
+  PROPVARIANT value{};
+  value.vt = VT_LPWSTR;
+  value.pwszVal = static_cast<LPWSTR>(CoTaskMemAlloc(4));
+  EXPECT_EQ(PropVariantClear(&value), S_OK);
+  EXPECT_EQ(value.vt, VT_EMPTY);
+  EXPECT_EQ(PropVariantClear(&value), S_OK);
+  EXPECT_EQ(PropVariantClear(nullptr), E_INVALIDARG);
+}
+
+}  // namespace

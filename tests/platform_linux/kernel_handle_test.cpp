@@ -1,0 +1,183 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "descriptors.h"
+#include "platform/kernel.h"
+#include "platform/owners.h"
+
+// What a handle that is no longer one does, and that none is left behind.
+
+namespace {
+
+using zevra::platform::UniqueHandle;
+using zevra::test::OpenDescriptors;
+
+DWORD Nothing(LPVOID) { return 0; }
+
+HANDLE MakeEvent() { return CreateEventW(nullptr, FALSE, FALSE, nullptr); }
+
+// A handle whose slot another object uses by now.
+HANDLE StaleHandle() {
+  HANDLE const stale = MakeEvent();
+  CloseHandle(stale);
+  return stale;
+}
+
+TEST(Handles, ABadOneFailsEveryOperation) {
+  HANDLE const stale = StaleHandle();
+  const UniqueHandle in_its_slot(MakeEvent());
+  const UniqueHandle good(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+  const LARGE_INTEGER due{-1};
+  const std::function<bool(HANDLE)> operations[] = {
+      [](HANDLE h) { return SetEvent(h) != FALSE; },
+      [](HANDLE h) { return CloseHandle(h) != FALSE; },
+      [](HANDLE h) { return CancelWaitableTimer(h) != FALSE; },
+      [&](HANDLE h) { return SetWaitableTimer(h, &due, 0, nullptr, nullptr, FALSE) != FALSE; },
+      [](HANDLE h) { return WaitForSingleObject(h, INFINITE) != WAIT_FAILED; },
+      [&](HANDLE h) {
+        const std::array handles = {h, good.Get()};
+        return WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE) != WAIT_FAILED;
+      },
+      [&](HANDLE h) {
+        const std::array handles = {good.Get(), h};
+        return WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE) != WAIT_FAILED;
+      }};
+  for (HANDLE const bad : {HANDLE{nullptr}, stale, reinterpret_cast<HANDLE>(std::uintptr_t{4}),
+                           reinterpret_cast<HANDLE>(~std::uintptr_t{0}),
+                           reinterpret_cast<HANDLE>(~std::uintptr_t{3})}) {
+    for (const auto& operation : operations) {
+      SetLastError(ERROR_SUCCESS);
+      EXPECT_FALSE(operation(bad)) << bad;
+      EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    }
+  }
+  // Nothing of this reached the objects that are still there.
+  EXPECT_EQ(WaitForSingleObject(good.Get(), 0), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(in_its_slot.Get(), 0), WAIT_TIMEOUT);
+}
+
+TEST(Handles, BadArgumentsAreRefusedWithACode) {
+  const UniqueHandle event(MakeEvent());
+  const UniqueHandle timer(CreateWaitableTimerW(nullptr, FALSE, nullptr));
+  std::array<HANDLE, MAXIMUM_WAIT_OBJECTS + 1> handles;
+  handles.fill(event.Get());
+  const LARGE_INTEGER due{-1}, absolute{1};
+  const auto set = [](HANDLE timer_or_other, const LARGE_INTEGER* when, LONG period) {
+    return SetWaitableTimer(timer_or_other, when, period, nullptr, nullptr, FALSE) != FALSE;
+  };
+  const struct {
+    std::function<bool()> operation;
+    DWORD error;
+  } cases[] = {
+      {[&] { return CreateEventW(nullptr, FALSE, FALSE, u"name") != nullptr; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr) != nullptr; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return CreateThread(nullptr, SIZE_MAX, Nothing, nullptr, 0, nullptr) != nullptr; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return CreateThread(nullptr, 0, Nothing, nullptr, 4, nullptr) != nullptr; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return WaitForMultipleObjects(0, handles.data(), FALSE, 0) != WAIT_FAILED; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return WaitForMultipleObjects(65, handles.data(), FALSE, 0) != WAIT_FAILED; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return WaitForMultipleObjects(2, handles.data(), TRUE, 0) != WAIT_FAILED; },
+       ERROR_INVALID_PARAMETER},
+      {[&] { return set(timer.Get(), nullptr, 0); }, ERROR_INVALID_PARAMETER},
+      {[&] { return set(timer.Get(), &absolute, 0); }, ERROR_INVALID_PARAMETER},
+      {[&] { return set(timer.Get(), &due, -1); }, ERROR_INVALID_PARAMETER},
+      {[&] { return set(event.Get(), &due, 0); }, ERROR_INVALID_HANDLE},
+      {[&] { return SetEvent(timer.Get()) != FALSE; }, ERROR_INVALID_HANDLE}};
+  for (const auto& c : cases) {
+    SetLastError(ERROR_SUCCESS);
+    EXPECT_FALSE(c.operation()) << &c - cases;
+    EXPECT_EQ(GetLastError(), c.error) << &c - cases;
+  }
+}
+
+TEST(Handles, DescriptorsAreCloseOnExecAndNoneIsLeft) {
+  const auto before = OpenDescriptors();
+  const std::size_t threads_before = zevra::test::ThreadCount();
+  {
+    const UniqueHandle event(MakeEvent()), timer(CreateWaitableTimerW(nullptr, FALSE, nullptr));
+    const UniqueHandle thread(CreateThread(nullptr, 0, Nothing, nullptr, 0, nullptr));
+    std::size_t own = 0;
+    for (const int descriptor : OpenDescriptors()) {
+      if (std::find(before.begin(), before.end(), descriptor) != before.end()) continue;
+      ++own;
+      EXPECT_EQ(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    }
+    EXPECT_EQ(own, 3u);
+    WaitForSingleObject(thread.Get(), INFINITE);
+  }
+  for (int round = 0; round < 1000; ++round) {
+    const UniqueHandle event(MakeEvent());
+    const UniqueHandle thread(CreateThread(nullptr, 0, Nothing, nullptr, 0, nullptr));
+    const std::array handles = {event.Get(), thread.Get()};
+    ASSERT_EQ(WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+  }
+  EXPECT_EQ(OpenDescriptors(), before);
+  EXPECT_EQ(zevra::test::ThreadCount(), threads_before);
+}
+
+TEST(Handles, RunningOutOfDescriptorsIsReported) {
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const auto before = OpenDescriptors();
+  const rlimit none{static_cast<rlim_t>(before.back()) + 1, limit.rlim_max};
+  std::vector<UniqueHandle> filled;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  do {
+    SetLastError(ERROR_SUCCESS);
+    filled.emplace_back(MakeEvent());
+  } while (filled.back());
+  const DWORD event_error = GetLastError();
+  EXPECT_EQ(CreateThread(nullptr, 0, Nothing, nullptr, 0, nullptr), nullptr);
+  EXPECT_EQ(CreateWaitableTimerW(nullptr, FALSE, nullptr), nullptr);
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(event_error, ERROR_TOO_MANY_OPEN_FILES);
+  filled.clear();
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(Handles, ClosingUnderOtherThreadsReachesNobodyElse) {
+  std::atomic<HANDLE> shared{MakeEvent()};
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0};
+  const UniqueHandle bystander(MakeEvent());
+  std::vector<std::thread> users;
+  for (int user = 0; user < 2; ++user) {
+    users.emplace_back([&] {
+      while (!stop) {
+        HANDLE const handle = shared;
+        if (!SetEvent(handle) && GetLastError() != ERROR_INVALID_HANDLE) ++wrong;
+        if (WaitForSingleObject(handle, 0) == WAIT_FAILED &&
+            GetLastError() != ERROR_INVALID_HANDLE) {
+          ++wrong;
+        }
+      }
+    });
+  }
+  for (int round = 0; round < 5000; ++round) {
+    HANDLE const old = shared.exchange(MakeEvent());
+    CloseHandle(old);
+    // Takes the slot and the descriptor that were just given back.
+    const UniqueHandle fresh(MakeEvent());
+    wrong += WaitForSingleObject(fresh.Get(), 0) != WAIT_TIMEOUT;
+  }
+  stop = true;
+  for (auto& user : users) user.join();
+  CloseHandle(shared);
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(WaitForSingleObject(bystander.Get(), 0), WAIT_TIMEOUT);
+}
+
+}  // namespace

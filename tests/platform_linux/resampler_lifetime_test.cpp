@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "descriptors.h"
+#include "platform/com_object.h"
+#include "resampler_driver.h"
+
+namespace {
+
+using namespace zevra::test;
+
+TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
+  CoInitialize(nullptr);
+  const auto descriptors = OpenDescriptors();
+  const std::size_t threads = ThreadCount();
+  const long objects = zevra::platform::live_com_objects;
+  const Format input = Float(48'000, 2), output = Pcm(24, 0, 16'000, 1);
+  const Bytes packet(480 * 8);
+  for (int round = 0; round < 1000; ++round) {
+    const ResamplerDriver resampler(input, output);
+    // Every second one goes with a packet inside.
+    ASSERT_EQ(resampler.Push(packet.data(), packet.size()), S_OK);
+    Bytes converted;
+    if (round % 2 == 0) {
+      ASSERT_EQ(resampler.Pull(10'000, &converted), S_OK);
+    }
+  }
+  EXPECT_EQ(zevra::platform::live_com_objects, objects);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_EQ(ThreadCount(), threads);
+  CoUninitialize();
+}
+
+// Samples made on one thread and released on others: their memory changes hands between the
+// threads' caches, also behind a cache that is gone already.
+TEST(ResamplerLifetime, SamplesMayBeReleasedOnAnyThread) {
+  const long objects = zevra::platform::live_com_objects;
+  for (int round = 0; round < 50; ++round) {
+    std::vector<ComPtr<IMFMediaBuffer>> buffers(20);
+    for (auto& buffer : buffers) MFCreateMemoryBuffer(4'000, buffer.Put());
+    std::thread([&buffers] {
+      thread_local std::vector<ComPtr<IMFMediaBuffer>> until_the_end;
+      for (std::size_t i = 0; i < buffers.size(); i += 2) {
+        until_the_end.push_back(std::move(buffers[i]));
+      }
+      for (auto& buffer : buffers) buffer.Reset();
+    }).join();
+  }
+  EXPECT_EQ(zevra::platform::live_com_objects, objects);
+}
+
+}  // namespace
