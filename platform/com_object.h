@@ -74,16 +74,12 @@ class ComObject : public Stub<First>, public Stub<More>... {
   ULONG AddRef() override { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
   ULONG Release() override {
     const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) Destroy();
+    if (left == 0) delete this;
     return left;
   }
 
  protected:
   virtual ~ComObject() { live_com_objects.fetch_sub(1, std::memory_order_relaxed); }
-  // Runs when the last reference goes. A class whose objects are used again overrides it.
-  virtual void Destroy() { delete this; }
-  // Gives an object that was kept back its one reference.
-  void Revive() { references_.store(1, std::memory_order_relaxed); }
 
  private:
   template <class Interface>
