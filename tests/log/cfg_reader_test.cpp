@@ -1,0 +1,170 @@
+#include <sys/stat.h>
+
+#include <map>
+#include <random>
+
+#include "log/cfg.h"
+#include "log/cfg_words.h"
+#include "log/paths.h"
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+class CfgReader : public test::LogTest {
+ protected:
+  Log_Settings ReadOver(const Log_Settings& start, const std::string& text) {
+    test::Write(dir / "zevra.cfu", text);
+    Log_Settings read(start);
+    EXPECT_EQ(read.read_log_config("logger", Path("zevra.cfu").c_str()), 0);
+    return read;
+  }
+  Log_Settings ReadKeys(const std::string& keys) {
+    return ReadOver(Log_Settings(), "[logger]\n" + keys + "\n");
+  }
+};
+
+TEST_F(CfgReader, NumbersWordsAndFlags) {
+  struct {
+    const char* keys;
+    std::uint32_t level, console_level, style;
+  } const masks[] = {{"", 7, 7, 255},
+                     {"level=debug", 63, 63, 255},
+                     {"level=DEBUG\nstyle=Simple\nconsole_level=none", 63, 0, 0x3D},
+                     {"level=0", 0, 0, 255},
+                     {"level=foo\nstyle=foo", 0, 0, 0},
+                     {"level=7abc\nstyle=12abc", 7, 7, 12},
+                     {"level=low,warning", 0, 0, 255},
+                     {"level=all\nstyle=none", 0xFFFFFFFF, 0xFFFFFFFF, 256},
+                     {"console_level=info", 7, 15, 255},
+                     {"LEVEL = 0x90 ", 0x90, 0x90, 255}};
+  for (const auto& row : masks) {
+    const Log_Settings read = ReadKeys(row.keys);
+    EXPECT_EQ(read.level(), row.level) << row.keys;
+    EXPECT_EQ(read.console_level(), row.console_level) << row.keys;
+    EXPECT_EQ(read.style(), row.style) << row.keys;
+  }
+  struct {
+    const char* text;
+    std::uint64_t maxsize;
+  } const sizes[] = {{"1000", 65536},           {"10M", 65536},
+                     {"-1", ~std::uint64_t{0}}, {"abc", 65536},
+                     {"0x20000", 131072},       {"99999999999999999999", 2147483647},
+                     {"5000000000", 2147483647}};
+  for (const auto& row : sizes) {
+    EXPECT_EQ(ReadKeys(std::string("maxsize=") + row.text).maxsize(), row.maxsize) << row.text;
+  }
+  EXPECT_EQ(ReadKeys("subjects=0xFFFFFFFF").subjects(), 0x7FFFFFFFu);
+  EXPECT_EQ(ReadKeys("subjects=-1").subjects(), 0xFFFFFFFFu);
+  EXPECT_EQ(ReadKeys("maxcount=020").maxcount(), 16);
+  EXPECT_EQ(ReadKeys("charset=2").charset(), 2u);
+  EXPECT_EQ(ReadKeys("charset=-1").charset(), 0u);
+  EXPECT_EQ(ReadKeys("output=abc").output(), 0u);
+  EXPECT_FALSE(ReadKeys("flush=yes").flush());
+  EXPECT_TRUE(ReadKeys("flush=2").flush());
+  EXPECT_FALSE(ReadKeys("head=0").head());
+}
+
+TEST_F(CfgReader, ListsTextsAndWhatAMissingKeyLeaves) {
+  Log_Settings start("a.log", "A title");
+  start.values.flush = true;
+  start.values.overwrite = true;
+  start.values.head = false;
+  start.values.include = {"before"};
+  const Log_Settings read =
+      ReadOver(start, "[logger]\ninclude=a, b;c\nexclude='a;b',c\ntitle=\ncharset=7\n");
+  EXPECT_EQ(read.values.include, (std::vector<std::string>{"before", "a", "b", "c"}));
+  EXPECT_EQ(read.values.exclude, (std::vector<std::string>{"'a;b'", "c"}));
+  EXPECT_STREQ(read.title(), "A title");
+  EXPECT_FALSE(read.flush());
+  EXPECT_FALSE(read.overwrite());
+  EXPECT_FALSE(read.head());
+
+  Log_Settings again(read);
+  again.values.include.clear();
+  again.read_log_config(nullptr, nullptr);  // by what the first read has stored
+  EXPECT_EQ(again.values.include.size(), 3u);
+  EXPECT_NE(again.values.config_mtime, 0);
+  EXPECT_EQ(ReadKeys("title=" + std::string(2000, 't')).values.title, std::string(1023, 't'));
+
+  Log_Settings relative;
+  relative.read_log_config("logger", "no_such.cfu");
+  char directory[kPathBytes];
+  EXPECT_EQ(relative.values.config_file,
+            module_directory(directory, kThisLibrary) + std::string("no_such.cfu"));
+  EXPECT_EQ(relative.values.config_mtime, 0);
+}
+
+// Profiles put together from odd pieces, against a model that knows where each value must come
+// from.
+TEST_F(CfgReader, GeneratedProfiles) {
+  std::mt19937 random(20250314);
+  const auto pick = [&](const std::vector<std::string>& from) {
+    return from[std::uniform_int_distribution<std::size_t>(0, from.size() - 1)(random)];
+  };
+  const std::vector<std::string> ends = {"\n", "\r\n", "\r", "\n\n"};
+  for (int round = 0; round < 400; ++round) {
+    std::string text = pick({"", "\xEF\xBB\xBF"});
+    std::map<std::string, std::string> model;
+    bool inside = false;
+    bool done = false;
+    for (int i = 0; i < 25; ++i) {
+      const std::string kind = pick({"section", "key", "key", "key", "comment", "junk"});
+      if (kind == "section") {
+        const std::string name = pick({"logger", "LOGGER", "other", "log ger"});
+        text += pick({"", " "}) + "[" + pick({"", " "}) + name + "]" + pick({"", " ; x"});
+        done = done || inside;
+        inside = !done && (name == "logger" || name == "LOGGER");
+      } else if (kind == "key") {
+        const std::string key = pick({"title", "file", "Title", "FILE", "other"});
+        const std::string value = pick({"a", "b c", "=x", "a ; b", "[c]", "'q", "\xC3\xA4", ""});
+        const std::string quote = pick({"", "", "\"", "'"});
+        const bool quotable = value != "'q";
+        text += pick({"", "\t"}) + key + pick({"=", " = "}) +
+                (quotable ? quote + value + quote : value) + pick({"", "  "});
+        const std::string name = key == "Title" ? "title" : key == "FILE" ? "file" : key;
+        if (inside) {
+          model.emplace(name, value);
+        }
+      } else {
+        text += kind == "comment" ? "; title=no" : "title";
+      }
+      text += pick(ends);
+    }
+    const Log_Settings read = ReadOver(Log_Settings("def.log", "Def"), text);
+    const auto expected = [&](const std::string& key, const std::string& otherwise) {
+      return model[key].empty() ? otherwise : model[key];
+    };
+    ASSERT_EQ(read.values.title, expected("title", "Def")) << text;
+    ASSERT_EQ(read.values.file, expected("file", "def.log")) << text;
+  }
+}
+
+TEST_F(CfgReader, NoRegularFileIsNoSettings) {
+  ::mkfifo(Path("zevra.cfu").c_str(), 0600);
+  Log_Settings read;
+  read.read_log_config("logger", Path("zevra.cfu").c_str());
+  EXPECT_EQ(read.level(), 7u);
+}
+
+TEST(Cfg, AssignmentFromTheInterfaceTakesWhatItShows) {
+  Log_Settings from("from.log", "From");
+  from.values.level = 99;
+  from.values.config_file = "from.cfu";
+  from.values.xor_key = 1;
+  from.values.include = {"x"};
+  Log_Settings to;
+  to.values.config_file = "to.cfu";
+  to.values.xor_key = 5;
+  to.values.config_mtime = 5;
+  to = static_cast<const Log_Cfg&>(from);
+  EXPECT_STREQ(to.file(), "from.log");
+  EXPECT_EQ(to.level(), 99u);
+  EXPECT_STREQ(to.config_file(), "to.cfu");
+  EXPECT_EQ(to.values.xor_key, 0u);
+  EXPECT_EQ(to.values.config_mtime, 0);
+  EXPECT_TRUE(to.values.include.empty());
+}
+
+}  // namespace
+}  // namespace zevra

@@ -1,0 +1,104 @@
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+class IoFile : public test::LogTest {
+ protected:
+  int OpenIn(std::int32_t mode) { return io.open(Path("z.log").c_str(), nullptr, mode, 0); }
+  std::string Text() const { return test::Read(dir / "z.log"); }
+  Log_IO_FILE io;
+};
+
+TEST_F(IoFile, ModesAndTheLastLine) {
+  struct {
+    std::int32_t mode;
+    const char *before, *after;
+  } const rows[] = {{0, "half", "half\nx"}, {0, "whole\n", "whole\nx"}, {0, "", "x"},
+                    {1, "half", "halfx"},   {2, "gone", "x"},           {3, "gone\n", "x"},
+                    {9, "half", "halfx"}};
+  for (const auto& row : rows) {
+    test::Write(dir / "z.log", row.before);
+    ASSERT_EQ(OpenIn(row.mode), 0);
+    EXPECT_GE(io.puts("x"), 0);
+    io.close();
+    EXPECT_EQ(Text(), row.after) << row.mode << " over " << row.before;
+  }
+}
+
+TEST_F(IoFile, EachWriteAndSizeSeesWhatOthersAppended) {
+  for (const std::int32_t mode : {0, 2}) {
+    ASSERT_EQ(OpenIn(mode), 0);
+    io.puts("mine\n");
+    io.flush();
+    std::ofstream(dir / "z.log", std::ios::app) << "other\n";
+    EXPECT_EQ(io.size(), 11);
+    io.puts("again\n");
+    EXPECT_EQ(io.size(), 17) << "text that still waits counts";
+    io.puts_w(L"\u00E4\U0001F3B5\n");
+    io.close();
+    EXPECT_EQ(Text(), "mine\nother\nagain\n\xC3\xA4\xF0\x9F\x8E\xB5\n");
+    test::fs::remove(dir / "z.log");
+  }
+  ASSERT_EQ(OpenIn(0), 0);
+  io.puts("0123456789");
+  std::fseek(io.handle(), 3, SEEK_SET);
+  EXPECT_EQ(io.size(), 10);
+  EXPECT_EQ(std::fgetc(io.handle()), '3') << "a reader's position stays";
+}
+
+TEST_F(IoFile, BackupSavesAndEmptiesTheOpenFile) {
+  ASSERT_EQ(OpenIn(0), 0);
+  test::Write(dir / "saved.log", "an older backup that is longer");
+  io.puts("still waiting\n");
+  EXPECT_EQ(io.backup(Path("saved.log").c_str()), 0);
+  EXPECT_EQ(test::Read(dir / "saved.log"), "still waiting\n");
+  EXPECT_EQ(io.size(), 0);
+  io.puts("next\n");
+  EXPECT_EQ(io.backup(Path("missing/x.log").c_str()), ENOENT);
+  io.flush();
+  EXPECT_EQ(Text(), "next\n") << "a failed copy leaves the text in place";
+  test::fs::create_hard_link(dir / "z.log", dir / "same.log");
+  EXPECT_NE(io.backup(Path("same.log").c_str()), 0);
+  EXPECT_EQ(Text(), "next\n");
+  EXPECT_EQ(io.backup(Path("Z.LOG").c_str()), 0);
+  EXPECT_FALSE(test::fs::exists(dir / "Z.LOG"));
+  EXPECT_EQ(Text(), "");
+}
+
+TEST_F(IoFile, ClosedOneSwallowsEverything) {
+  EXPECT_EQ(io.open(Path("missing/z.log").c_str(), nullptr, 0, 0), ENOENT);
+  EXPECT_EQ(io.puts("x") + io.puts_w(L"x") + io.write("x", 1), 0);
+  EXPECT_EQ(io.size(), 0);
+  EXPECT_EQ(io.truncate(), -1);
+  io.flush();
+  EXPECT_EQ(io.close(), 0);
+}
+
+TEST_F(IoFile, ChildrenDoNotInheritTheFile) {
+  for (const std::int32_t mode : {0, 3}) {
+    ASSERT_EQ(OpenIn(mode), 0);
+    EXPECT_NE(::fcntl(::fileno(io.handle()), F_GETFD) & FD_CLOEXEC, 0);
+    io.close();
+  }
+}
+
+TEST_F(IoFile, FullDiskLosesTextAndNothingElse) {
+  settings.values.file = "/dev/full";
+  settings.values.flush = true;
+  Process_Logger logger(clock);
+  EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
+  for (int i = 0; i < 1000; ++i) {
+    logger.log_error("a line that no disk takes");
+  }
+  EXPECT_EQ(logger.close(), 0);
+}
+
+}  // namespace
+}  // namespace zevra

@@ -1,0 +1,280 @@
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "log/log_files.h"
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+using Lifecycle = test::LogTest;
+
+const std::string kBar(61, '=');
+
+std::string Process() {
+  char text[64];
+  std::snprintf(text, sizeof text, "PID: %d (0x%04x)", static_cast<int>(CurrentProcessId()),
+                CurrentProcessId());
+  return text;
+}
+
+std::string Head(const std::string& word, const std::string& module) {
+  const std::string application = test::fs::read_symlink("/proc/self/exe");
+  return kBar + "\n\tKorvane log file\n\tSubject :    A title\n\t" + word +
+         "-Time :    25/03/14-09:26:53 123\n\tApplication: " + application + " " +
+         log_detail::file_time_text(application.c_str()) + "\n\tModule:      " + module + "\n\t" +
+         Process() + " Version: \n" + kBar + "\n";
+}
+
+std::string Tail(const std::string& word) {
+  return kBar + "\n\tA title " + word + "-Time: 25/03/14-09:26:53 123\n\t" + Process() + "\n" +
+         kBar + "\n";
+}
+
+TEST_F(Lifecycle, BannersToTheByte) {
+  settings.values.head = true;
+  settings.values.title = "A title";
+  settings.values.style = 0;
+  void* const library = ::dlopen("libm.so.6", RTLD_NOW);
+  char path[300];
+  ASSERT_NE(ModulePath(reinterpret_cast<ModuleHandle>(library), path, sizeof path), 0u);
+  ASSERT_TRUE(test::fs::exists(path) && path[0] == '/');
+  struct {
+    ModuleHandle module;
+    std::string shown;
+  } const rows[] = {{0, "  "},
+                    {kThisLibrary, "  "},  // the tests are the application
+                    {reinterpret_cast<ModuleHandle>(library),
+                     std::string(path) + " " + log_detail::file_time_text(path)}};
+  for (const auto& row : rows) {
+    settings.values.module = row.module;
+    const auto say = [](Process_Logger& logger) { logger.log_error("m\n"); };
+    EXPECT_EQ(Logged(say), Head("Created", row.shown) + "m\n" + Tail("End"));
+  }
+  settings.values.title = std::string(5000, 't');
+  EXPECT_EQ(test::Lines(Logged([](Process_Logger&) {})).size(), 5u) << "cut, but whole lines";
+  settings.values.style = 256;
+  EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_error("m"); }), "m");
+  ::dlclose(library);
+
+  test::Write(dir / "dated", "");
+  const timespec times[2] = {{0, 0}, {1741944413, 0}};
+  ::utimensat(AT_FDCWD, Path("dated").c_str(), times, 0);
+  EXPECT_EQ(log_detail::file_time_text(Path("dated").c_str()), "2025-03-14 09:26:53");
+  EXPECT_EQ(log_detail::file_time_text(Path("missing").c_str()), "");
+}
+
+TEST_F(Lifecycle, RotationAtTheLimitKeepsAllText) {
+  settings.values.head = true;
+  settings.values.title = "A title";
+  settings.values.style = 16;
+  const std::string head = Head("Created", "  ");
+  settings.values.maxsize = head.size() + 8;
+  const std::string text = Logged([](Process_Logger& logger) {
+    logger.log_verbose("one");
+    logger.log_verbose("two");  // makes the file exactly as long as it may be
+    logger.log_verbose("3");
+  });
+  EXPECT_EQ(text, Head("Continued", "  ") + "3\n" + Tail("End"));
+  EXPECT_EQ(test::Read(dir / "z_2025-03-14_09-26-53.log"), head + "one\ntwo\n" + Tail("Continue"));
+
+  settings.values.head = false;
+  settings.values.maxsize = 4;
+  Logged([](Process_Logger& logger) {
+    for (const char* line : {"a", "b", "c", "d", "e"}) {
+      logger.log_verbose("%s", line);
+    }
+  });
+  EXPECT_EQ(test::Read(dir / "z_2025-03-14_09-26-53.log"), "c\nd\n")
+      << "the same second has the same name; text that still waited is in it";
+  settings.values.overwrite = true;
+  test::fs::remove(dir / "z_2025-03-14_09-26-53.log");
+  EXPECT_EQ(Logged([](Process_Logger& logger) {
+              logger.log_error("abc");
+              logger.log_error("def");
+            }),
+            "def\n");
+  EXPECT_FALSE(test::fs::exists(dir / "z_2025-03-14_09-26-53.log"));
+}
+
+TEST_F(Lifecycle, PurgeTakesTheSecondOldest) {
+  struct {
+    int existing;
+    std::int32_t maxcount;
+    int removed;
+  } const rows[] = {{0, 20, -1}, {1, 20, -1}, {2, 20, -1}, {19, 20, -1}, {20, 20, 1},
+                    {21, 20, 1}, {1, 1, 0},   {3, 1, 1},   {3, 0, -1},   {2, -1, -1}};
+  settings.values.maxsize = 1;
+  const auto name = [](int i) { return "z_2020-01-01_00-00-" + std::to_string(10 + i) + ".log"; };
+  for (const auto& row : rows) {
+    for (int i = 0; i < row.existing; ++i) {
+      test::Write(dir / name(i), "");
+    }
+    test::Write(dir / "y_0000.log", "");
+    settings.values.maxcount = row.maxcount;
+    Logged([](Process_Logger& logger) { logger.log_error("m"); });
+    for (int i = 0; i < row.existing; ++i) {
+      EXPECT_EQ(test::fs::remove(dir / name(i)), i != row.removed)
+          << row.existing << " of " << row.maxcount << ": " << i;
+    }
+    EXPECT_TRUE(test::fs::exists(dir / "y_0000.log"));
+    test::fs::remove(dir / "z_2025-03-14_09-26-53.log");
+  }
+  test::fs::create_directory(dir / "z_1.log");
+  test::Write(dir / "z_1.log" / "z_2.log", "");
+  test::Write(dir / "z_0.log", "");
+  settings.values.maxcount = 2;
+  Logged([](Process_Logger& logger) { logger.log_error("m"); });
+  EXPECT_FALSE(test::fs::exists(dir / "z_1.log" / "z_2.log")) << "a matching folder's files count";
+}
+
+TEST_F(Lifecycle, WhenABackupCannotBeMadeNoTextIsLost) {
+  settings.values.style = 16;
+  settings.values.maxsize = 4;
+  test::fs::create_directory(dir / "z_2025-03-14_09-26-53.log");  // in the way of the copy
+  EXPECT_EQ(Logged([](Process_Logger& logger) {
+              logger.log_error("abc");
+              logger.log_error("def");
+            }),
+            "abc\ndef\n");
+  const std::string deep = dir.string() + "/" + std::string(240 - dir.string().size(), 'd') + "/";
+  settings.values.file = deep + "123456789.log";  // fits, but not with a stamp
+  EXPECT_EQ(Logged([](Process_Logger& logger) {
+              logger.log_error("abc");
+              logger.log_error("def");
+            }),
+            "abc\ndef\n");
+  settings.values.file = deep + "123456789-123456789.log";
+  settings.values.output = kOutputFile | kOutputConsole;
+  testing::internal::CaptureStdout();
+  Process_Logger logger(clock);
+  EXPECT_EQ(logger.open(&settings, nullptr, 0), ENAMETOOLONG);
+  logger.log_error("m");
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "m\n") << "the other outputs go on";
+}
+
+TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
+  constexpr std::int64_t kWrap = 4294967296;  // ms
+  using log_detail::shown_time;
+  struct {
+    std::int64_t now;
+    std::uint32_t ticks;
+    std::int64_t start;
+    std::uint32_t start_ticks;
+    std::int64_t seconds;
+    std::uint32_t ms;
+  } const rows[] = {
+      {1000, 7500, 998, 5499, 1000, 1},
+      {1000 + 86400, 7500, 998, 5499, 1000, 1},                     // the clock was put forward
+      {900, 7500, 998, 5499, 900, 500},                             // or back, to before the start
+      {1000, 7500, 998, 0, 1000, 500},                              // no start stamp
+      {1001, 2, 1000, 0xFFFFFFFF, 1000, 3},                         // the counter itself wrapped
+      {1000 + kWrap / 1000, 999, 1000, 1000, 1000 + 4294967, 295},  // one ms short of a whole one
+      {1000 + kWrap / 1000, 1100, 1000, 1000, 1000 + 4294967, 396},
+      {1000 + 3 * kWrap / 1000 + 60, 1500, 1000, 1000, 1000 + 12884902, 388}};
+  for (const auto& row : rows) {
+    const auto shown = shown_time(row.now, row.ticks, row.start, row.start_ticks);
+    EXPECT_EQ(shown.seconds, row.seconds) << row.now;
+    EXPECT_EQ(shown.milliseconds, row.ms) << row.now;
+  }
+  settings.values.start_time = 0;
+  settings.values.align_to_second = true;
+  ticks = 5000700;
+  Process_Logger logger(clock);
+  logger.open(&settings, nullptr, 0);
+  char text[133];
+  EXPECT_STREQ(logger.time_text(text, false, true), "09:26:54 000") << "starts at a whole second";
+}
+
+TEST_F(Lifecycle, FollowsTheFiveSettingsOfItsFile) {
+  const test::fs::path file = dir / "zevra.cfu";
+  int stamp = 1000;
+  const auto edit = [&](const std::string& keys) {
+    test::Write(file, "[logger]\n" + keys);
+    const timespec times[2] = {{0, 0}, {++stamp, 0}};
+    ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+  };
+  edit("level=error\nflush=1\nlevel=6");
+  settings.read_log_config("logger", file.c_str());
+  settings.values.console_level = 2;
+  Process_Logger logger(clock);
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  logger.log_error("the first message looks, and finds nothing new");
+  edit(
+      "output=3\nlevel=18\nstyle=256\nconsole_level=4\ntitle=new\nmaxsize=99999\nexclude=m\nfile="
+      "n");
+  now += 10;
+  logger.log_error("too early");
+  EXPECT_EQ(logger.cfg().level(), 0u) << "no word of the table";
+  now += 1;
+  testing::internal::CaptureStdout();
+  logger.log_trace("m: also an unwanted message looks");
+  logger.log_verbose("m: through");
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "m: through");
+  const Log_Settings& cfg = logger.cfg();
+  EXPECT_EQ(cfg.output(), 3u);
+  EXPECT_EQ(cfg.level(), 18u);
+  EXPECT_EQ(cfg.console_level(), 18u);
+  EXPECT_EQ(cfg.style(), 256u);
+  EXPECT_FALSE(cfg.flush());
+  EXPECT_STREQ(cfg.title(), settings.title());
+  EXPECT_STREQ(cfg.file(), settings.file());
+  EXPECT_EQ(cfg.maxsize(), settings.maxsize());
+  EXPECT_TRUE(cfg.values.exclude.empty());
+  test::fs::remove(file);
+  now += 11;
+  logger.log_trace("m");
+  EXPECT_EQ(cfg.level(), 18u) << "a deleted file leaves what it had set";
+  edit("output=0");
+  now += 11;
+  logger.log_trace("m");
+  EXPECT_EQ(cfg.output(), 0u);
+}
+
+TEST_F(Lifecycle, OpenMakesDirectoriesAndTakesOverAGivenFile) {
+  settings.values.file = Path("a/b//c/z.log");
+  Process_Logger first(clock);
+  ASSERT_EQ(first.open(&settings, nullptr, 0), 0);
+  EXPECT_TRUE(test::fs::exists(dir / "a/b/c/z.log"));
+
+  Log_Thread_Mutex lock;
+  lock.open(nullptr);
+  Log_IO_FILE shared;
+  ASSERT_EQ(shared.open(Path("shared.log").c_str(), &lock, 0, 0), 0);
+  shared.set_cfg(&settings);
+  settings.values.style = 16;
+  {
+    Process_Logger second(clock);
+    EXPECT_EQ(second.open(nullptr, &shared, 0), 0);
+    EXPECT_STREQ(second.cfg().file(), settings.file());
+    second.log_error("second");
+    second.close();
+  }
+  EXPECT_NE(shared.handle(), nullptr) << "not the logger's to close";
+  EXPECT_EQ(test::Read(dir / "shared.log"), "second\n");
+
+  test::Write(dir / "file", "");
+  settings.values.file = Path("file/z.log");
+  EXPECT_EQ(first.open(&settings, nullptr, 0), ENOTDIR);
+  first.log_error("into the void");
+}
+
+TEST_F(Lifecycle, ReloadOfOutputOnALoggerWithoutFile) {
+  test::Write(dir / "zevra.cfu", "[logger]\noutput=1\n");
+  settings.values.output = kOutputDebugger;
+  settings.values.config_file = Path("zevra.cfu");
+  Process_Logger logger(clock);
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  logger.log_error("the file is wanted now, and there is none");
+  EXPECT_EQ(logger.cfg().output(), 1u);
+  EXPECT_FALSE(test::fs::exists(settings.file()));
+}
+
+}  // namespace
+}  // namespace zevra

@@ -1,0 +1,88 @@
+#ifndef ZEVRA_TESTS_LOG_LOG_TEST_H
+#define ZEVRA_TESTS_LOG_LOG_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "log/masks.h"
+#include "log/process_logger.h"
+
+namespace zevra::test {
+
+namespace fs = std::filesystem;
+
+inline std::string Read(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void Write(const fs::path& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+inline std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// A fresh directory per test and a clock that stands until the test turns it, in UTC.
+class LogTest : public testing::Test {
+ protected:
+  LogTest() {
+    std::string name = (fs::temp_directory_path() / "zevra_log_XXXXXX").string();
+    dir = ::mkdtemp(name.data());
+    ::setenv("TZ", "UTC", 1);
+    now = 1741944413;  // 2025-03-14 09:26:53
+    ticks = 5000000;
+    // The counter and not the clock tells the time: 1.123 s after a start one second ago.
+    settings.values.start_time = now - 1;
+    settings.values.start_ticks = ticks - 1123;
+    settings.values.file = Path("z.log");
+    settings.values.locale = "skip";
+    settings.values.level = 0xFFFFFFFF;
+    settings.values.head = false;
+  }
+  ~LogTest() override {
+    std::error_code ignored;
+    fs::remove_all(dir, ignored);
+  }
+
+  std::string Path(const std::string& name) const { return (dir / name).string(); }
+
+  // What the settings make of the lines that `work` logs.
+  template <class Work>
+  std::string Logged(Work work) {
+    fs::remove(settings.values.file);
+    Process_Logger logger(clock);
+    EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
+    work(logger);
+    logger.close();
+    return Read(settings.values.file);
+  }
+
+  static inline std::atomic<std::int64_t> now;
+  static inline std::atomic<std::uint32_t> ticks;
+  static constexpr Log_Clock clock{[] { return now.load(); }, [] { return ticks.load(); },
+                                   [](std::uint32_t ms) {
+                                     ticks += ms;
+                                     now += ticks % 1000 == 0 ? 1 : 0;
+                                   }};
+  fs::path dir;
+  Log_Settings settings;
+};
+
+}  // namespace zevra::test
+
+#endif

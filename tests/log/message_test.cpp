@@ -1,0 +1,239 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "counted_new.h"
+#include "log/gate.h"
+#include "log/text_convert.h"
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+using Message = test::LogTest;
+
+std::string Piece(const char* format, std::uint32_t number) {
+  char text[32];
+  std::snprintf(text, sizeof text, format, number);
+  return text;
+}
+
+TEST_F(Message, StyleChoosesThePieces) {
+  const std::string process = Piece("[Px%04x]", CurrentProcessId());
+  const std::string thread = Piece("[Tx%04x]", CurrentThreadId());
+  const std::string date = "[25/03/14-09:26:53 123]";
+  struct {
+    std::uint32_t style;
+    const char* subject;
+    const char* text;
+    std::string line;
+  } const rows[] = {{255, nullptr, "m", date + "[ERR]" + process + thread + " m\n"},
+                    {0x3D, "subject", "m", "[09:26:53 123][ERR]" + thread + "[subject ] m\n"},
+                    {3 | 16, nullptr, "m\r", date + " m\r"},
+                    {32, "longer than 8", "m", "[longer t] m"},
+                    {1, "hidden", "m", "[09:26:53 123] m"},
+                    {256, nullptr, "m", "m"},
+                    {16, nullptr, "", "\n"},
+                    {16, nullptr, "m\n", "m\n"},
+                    {128, nullptr, "m", "m"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Logged([&](Process_Logger& logger) {
+                logger.log_msg_i(row.subject, kLevelError, row.style, row.text);
+              }),
+              row.line);
+    const bool bare = row.line[0] != '[';
+    EXPECT_EQ(Logged([&](Process_Logger& logger) {
+                logger.log_msg_i_w(row.subject ? to_wide(row.subject).c_str() : nullptr,
+                                   kLevelError, row.style, to_wide(row.text).c_str());
+              }),
+              (bare ? " " : "") + row.line)
+        << "the wide path sets its blank in any case";
+  }
+}
+
+TEST_F(Message, LevelNamesAndSubjects) {
+  Process_Logger logger(clock);
+  const std::pair<std::uint32_t, const char*> names[] = {
+      {0, "CRT"},   {1, "CRT"},   {2, "ERR"},  {3, "WAN"},   {4, "WAN"},
+      {5, "INF"},   {9, "VBS"},   {32, "DBG"}, {128, "TRC"}, {129, "SPK"},
+      {256, "SPK"}, {257, "UNK"}, {64, "PRF"}, {512, "UNK"}, {0xFFFFFFFF, "UNK"}};
+  for (const auto& [level, name] : names) {
+    EXPECT_STREQ(logger.level_name(level), name) << level;
+  }
+  char hex[9] = "unset";
+  EXPECT_STREQ(logger.level_hex(0xAB, hex, 8), "unset");
+  EXPECT_STREQ(logger.level_hex(0xAB, hex, 9), "      ab");
+  settings.values.subjects = 5;
+  settings.values.output = 0;
+  logger.open(&settings, nullptr, 0);
+  EXPECT_TRUE(logger.subject_enabled(2) && logger.subject_enabled(32));
+  EXPECT_FALSE(logger.subject_enabled(1) || logger.subject_enabled(31));
+}
+
+TEST_F(Message, FiltersSeeTheTextAsGivenAndTheWholeSubject) {
+  settings.values.style = 16;
+  settings.values.exclude = {"secret", "a subject"};
+  settings.values.include = {"keep", "long subject"};
+  const auto log = [](const char* subject, const char* text) {
+    return [=](Process_Logger& logger) { logger.log_msg_i(subject, 2, 0, text); };
+  };
+  EXPECT_EQ(Logged(log(nullptr, "to keep")), "to keep\n");
+  EXPECT_EQ(Logged(log(nullptr, "other")), "");
+  EXPECT_EQ(Logged(log("long subject", "other")), "other\n");
+  EXPECT_EQ(Logged(log("long subject ", "other")), "");
+  EXPECT_EQ(Logged(log(nullptr, "keep the secret")), "");
+  EXPECT_EQ(Logged(log("a subject", "keep")), "");
+  EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_msg_w(2, L"other"); }), " other\n");
+}
+
+TEST_F(Message, TooLongIsCutBetweenCharactersAndKeepsItsLineEnd) {
+  for (const std::uint32_t style : {255u, 256u}) {
+    settings.values.style = style;
+    for (std::size_t shift = 0; shift < 4; ++shift) {
+      std::string text(shift, 'x');
+      while (text.size() < 70000) {
+        text += "\xE2\x82\xAC";
+      }
+      for (const char* end : {"", "\n"}) {
+        const std::string line =
+            Logged([&](Process_Logger& logger) { logger.log_error("%s%s", text.c_str(), end); });
+        EXPECT_GT(line.size(), 65500u);
+        EXPECT_LT(line.size(), 65536u);
+        EXPECT_EQ(line.back() == '\n', style == 255 || *end != '\0');
+        const std::size_t last = line.find_last_not_of('\n') + 1;
+        EXPECT_EQ(line.substr(last - 3, 3), "\xE2\x82\xAC");
+      }
+    }
+  }
+  const std::wstring wide(70000, L'w');
+  const std::string line =
+      Logged([&](Process_Logger& logger) { logger.log_msg_w(2, wide.c_str()); });
+  EXPECT_EQ(line.size(), 65534u);
+  EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_error("%ls", L"\xD800"); }), "%ls")
+      << "what cannot be formatted shows as its format";
+}
+
+TEST_F(Message, CharsetKeyAndRawBytes) {
+  settings.values.style = 16;
+  for (const std::uint32_t charset : {0u, 1u, 2u}) {
+    settings.values.charset = charset;
+    EXPECT_EQ(Logged([](Process_Logger& logger) {
+                logger.log_msg(2, "narrow");
+                logger.log_msg_w(2, L"wide");
+                logger.write_rule('-');
+              }),
+              "narrow\n wide\n" + std::string(80, '-') + "\n");
+  }
+  settings.values.xor_key = 0x120;
+  const std::string raw(20000, 'A');
+  const std::string keyed = Logged([&](Process_Logger& logger) {
+    logger.log_msg(2, "abc");
+    logger.log_msg_w(2, L"w");
+    EXPECT_EQ(logger.write_raw(raw.data(), 20000), 20000);
+  });
+  EXPECT_EQ(raw, std::string(20000, 'A')) << "the caller's bytes stay";
+  const std::string wide_record("\0   W   *   \0\0\0\0", 16);
+  EXPECT_EQ(keyed, std::string("ABC*\0", 5) + wide_record + std::string(20000, 'a'));
+  Process_Logger closed(clock);
+  EXPECT_EQ(closed.write_raw("x", 1), -1);
+  EXPECT_EQ(closed.lock(0), -1);
+}
+
+TEST_F(Message, FrontEndsFollowMaskAndFlush) {
+  settings.values.style = 16;
+  settings.values.level = kLevelWarn | kLevelVerbose;
+  Process_Logger logger(clock);
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  logger.log_verbose("waits");
+  EXPECT_EQ(test::Read(settings.file()), "");
+  logger.log_error("stopped, but flushes %d", 1);
+  EXPECT_EQ(test::Read(settings.file()), "waits\n");
+  logger.log_warn("at once");
+  logger.log_trace("stopped");
+  EXPECT_EQ(test::Read(settings.file()), "waits\nat once\n");
+}
+
+TEST_F(Message, NeitherAnUnopenedLoggerNorAThrowingFileReachesTheCaller) {
+  Process_Logger unopened(clock);
+  unopened.log_error("nobody hears %d", 1);
+
+  class Throwing final : public Log_IO_FILE {
+   public:
+    int puts(const char*) override { throw std::runtime_error("full"); }
+    void flush() override { throw std::runtime_error("full"); }
+  } io;
+  settings.values.output = kOutputFile | kOutputConsole;
+  settings.values.style = 16;
+  testing::internal::CaptureStdout();
+  {
+    Process_Logger logger(clock);
+    logger.open(&settings, &io, 0);
+    logger.log_error("still on the console");
+    logger.log_msg_i_w(nullptr, 2, 0, L"\u00E4");
+    EXPECT_EQ(logger.lock(0), 0) << "the lock was given back";
+    logger.unlock();
+  }
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\n"
+            "still on the console\n \xC3\xA4\n");
+}
+
+TEST_F(Message, ConsoleAndBoxHaveTheirOwnGates) {
+  settings.values.output = kOutputConsole | kOutputBox;
+  settings.values.level = kLevelError | kLevelWarn;
+  settings.values.console_level = kLevelWarn | kLevelTrace;
+  settings.values.style = 16;
+  settings.values.title = "Caption";
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    Process_Logger logger(clock);
+    logger.open(&settings, nullptr, 0);
+    logger.log_error("one");
+    logger.log_warn("two\nlines");
+    logger.log_trace("none");
+  }
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "two\nlines\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "+---- Caption ---- error\n| one\n+----\n"
+            "+---- Caption ---- information\n| two\n| lines\n+----\n");
+}
+
+TEST_F(Message, ClosedPipesAndFullPipesDoNotStopTheHost) {
+  int pipe_ends[2];
+  ASSERT_EQ(::pipe(pipe_ends), 0);
+  const int saved = ::dup(STDERR_FILENO);
+  ::dup2(pipe_ends[1], STDERR_FILENO);
+  settings.values.output = kOutputBox;
+  Process_Logger logger(clock);
+  logger.open(&settings, nullptr, 0);
+  for (int i = 0; i < 3000; ++i) {
+    logger.log_error("nobody reads this");  // 3000 blocks are more than a pipe holds
+  }
+  ::close(pipe_ends[0]);
+  logger.log_error("and now nobody can");
+  ::dup2(saved, STDERR_FILENO);
+  ::close(saved);
+  ::close(pipe_ends[1]);
+}
+
+TEST_F(Message, ADefaultLineCostsNoAllocation) {
+  Process_Logger logger;
+  settings.values.level = 0xFF;
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  process_logger = &logger;
+  ZEVRA_LOG_VERBOSE("first %d", 1);  // looks at the settings file, as one line in 11 seconds does
+  const int before = test::Allocations();
+  for (int i = 0; i < 100; ++i) {
+    ZEVRA_LOG_VERBOSE("::ZevraGetDeviceList | error | GetCount %x", 0x80004005u);
+    ZEVRA_LOG_ERROR("%s | enter.", "::ZevraGetDeviceList");
+  }
+  EXPECT_EQ(test::Allocations(), before);
+  process_logger = nullptr;
+}
+
+}  // namespace
+}  // namespace zevra
