@@ -2,8 +2,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <thread>
 
 #include "log/log_files.h"
 #include "log_test.h"
@@ -274,6 +276,36 @@ TEST_F(Lifecycle, ReloadOfOutputOnALoggerWithoutFile) {
   logger.log_error("the file is wanted now, and there is none");
   EXPECT_EQ(logger.cfg().output(), 1u);
   EXPECT_FALSE(test::fs::exists(settings.file()));
+}
+
+// For the thread sanitizer: messages read what the re-read stores.
+TEST_F(Lifecycle, ReloadsWhileOthersLog) {
+  settings.values.config_file = Path("zevra.cfu");
+  Process_Logger logger(clock);
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  std::atomic<bool> done{false};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      while (!done) {
+        logger.log_warn("m");
+        now += 11;
+      }
+    });
+  }
+  for (int i = 0; i < 50; ++i) {
+    test::Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
+    const timespec times[2] = {{0, 0}, {1000 + i, 0}};
+    ::utimensat(AT_FDCWD, Path("zevra.cfu").c_str(), times, 0);
+    ::usleep(1000);
+  }
+  done = true;
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  logger.log_error("m");
+  EXPECT_GE(logger.cfg().level(), 6u);
+  EXPECT_EQ(logger.cfg().level(), logger.cfg().console_level());
 }
 
 }  // namespace

@@ -1,0 +1,162 @@
+// What a log message costs, next to spdlog in the same run: stopped at the gate, and written to the
+// file with and without a flush of each line, from one thread and from four.
+
+#include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "log/gate.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path directory = fs::temp_directory_path() / "zevra_log_bench";
+
+// Loggers last for the whole run: their files grow, as a log does, and nothing is reopened.
+zevra::Process_Logger& ZevraLogger(const std::string& name, bool flush, std::uint32_t level) {
+  static std::map<std::string, std::unique_ptr<zevra::Process_Logger>> loggers;
+  std::unique_ptr<zevra::Process_Logger>& logger = loggers[name];
+  if (logger == nullptr) {
+    zevra::Log_Settings settings;
+    settings.values.file = (directory / name).string();
+    settings.values.flush = flush;
+    settings.values.level = level;
+    settings.values.maxsize = std::uint64_t{1} << 40;
+    logger = std::make_unique<zevra::Process_Logger>();
+    logger->open(&settings, nullptr, 0);
+  }
+  return *logger;
+}
+
+spdlog::logger& Peer(const std::string& name, bool flush) {
+  static std::map<std::string, std::shared_ptr<spdlog::logger>> loggers;
+  std::shared_ptr<spdlog::logger>& logger = loggers[name];
+  if (logger == nullptr) {
+    logger = std::make_shared<spdlog::logger>(
+        name,
+        std::make_shared<spdlog::sinks::basic_file_sink_mt>((directory / name).string(), true));
+    logger->flush_on(flush ? spdlog::level::trace : spdlog::level::off);
+  }
+  return *logger;
+}
+
+void GateWithoutLogger(benchmark::State& state) {
+  zevra::process_logger = nullptr;
+  for (auto _ : state) {
+    ZEVRA_LOG_TRACE("%s | enter.", "::ZevraGetVolume");
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(GateWithoutLogger);
+
+void GateLevelOff(benchmark::State& state) {
+  zevra::process_logger = &ZevraLogger("off.log", false, 7);
+  for (auto _ : state) {
+    ZEVRA_LOG_TRACE("%s | enter.", "::ZevraGetVolume");
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(GateLevelOff);
+
+void SpdlogLevelOff(benchmark::State& state) {
+  spdlog::logger& logger = Peer("spdlog_off.log", false);
+  logger.set_level(spdlog::level::info);
+  for (auto _ : state) {
+    logger.trace("{} | enter.", "::ZevraGetVolume");
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(SpdlogLevelOff);
+
+void WriteZevra(benchmark::State& state, bool flush) {
+  if (state.thread_index() == 0) {
+    zevra::process_logger = &ZevraLogger(flush ? "flush.log" : "plain.log", flush, 0xFF);
+  }
+  unsigned value = 0;
+  for (auto _ : state) {
+    ZEVRA_LOG_VERBOSE("ZevraImpl::LoopBackCapture | error | GetDevicePeriod %x", value++);
+  }
+}
+
+void WriteSpdlog(benchmark::State& state, bool flush) {
+  static spdlog::logger* logger = nullptr;
+  if (state.thread_index() == 0) {
+    logger = &Peer(flush ? "spdlog_flush.log" : "spdlog_plain.log", flush);
+  }
+  unsigned value = 0;
+  for (auto _ : state) {
+    logger->info("ZevraImpl::LoopBackCapture | error | GetDevicePeriod {:x}", value++);
+  }
+}
+
+BENCHMARK_CAPTURE(WriteZevra, plain, false)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK_CAPTURE(WriteZevra, flush, true)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK_CAPTURE(WriteSpdlog, plain, false)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK_CAPTURE(WriteSpdlog, flush, true)->UseRealTime()->Threads(1)->Threads(4);
+
+// Prints the usual table and keeps the medians for the ratios below it.
+class Medians : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.aggregate_name == "median") {
+        nanoseconds_[run.run_name.str()] = run.GetAdjustedRealTime();
+      }
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  double Of(const std::string& name) const {
+    const auto found = nanoseconds_.find(name);
+    return found == nanoseconds_.end() ? 0 : found->second;
+  }
+
+ private:
+  std::map<std::string, double> nanoseconds_;
+};
+
+void PrintRatio(const Medians& medians, const char* what, const std::string& ours,
+                const std::string& peer, const char* goal) {
+  const double own = medians.Of(ours);
+  const double other = medians.Of(peer);
+  if (own > 0 && other > 0) {
+    std::printf("%-44s %9.2f ns / %8.2f ns = %5.2f   (goal: %s)\n", what, own, other, own / other,
+                goal);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fs::create_directories(directory);
+  std::vector<char*> arguments(argv, argv + argc);
+  char repetitions[] = "--benchmark_repetitions=7";
+  char interleaving[] = "--benchmark_enable_random_interleaving=true";
+  char aggregates[] = "--benchmark_report_aggregates_only=true";
+  arguments.insert(arguments.begin() + 1, {repetitions, interleaving, aggregates});
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+  Medians medians;
+  benchmark::RunSpecifiedBenchmarks(&medians);
+
+  PrintRatio(medians, "stopped, no logger", "GateWithoutLogger", "SpdlogLevelOff", "1 ns at most");
+  PrintRatio(medians, "stopped, level off", "GateLevelOff", "SpdlogLevelOff", "1 ns at most");
+  const std::string ours = "WriteZevra/";
+  const std::string peer = "WriteSpdlog/flush/real_time/threads:";
+  for (const std::string threads : {"1", "4"}) {
+    PrintRatio(medians, ("flushed line, threads: " + threads).c_str(),
+               ours + "flush/real_time/threads:" + threads, peer + threads, "1.3 at most");
+    PrintRatio(medians, ("unflushed line, threads: " + threads).c_str(),
+               ours + "plain/real_time/threads:" + threads, peer + threads, "below 1");
+  }
+  zevra::process_logger = nullptr;
+  fs::remove_all(directory);
+  return 0;
+}

@@ -1,0 +1,237 @@
+#include "log/report.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "log/cfg.h"
+#include "log/cfg_heap.h"
+#include "log/cfg_words.h"
+#include "log/log_files.h"
+#include "log/paths.h"
+#include "platform/files.h"
+#include "platform/profile.h"
+#include "platform/text.h"
+
+namespace zevra {
+namespace {
+
+constexpr const char* kSection = "logger";
+constexpr std::size_t kLongestValue = 1023;
+constexpr std::size_t kLongestToken = 399;
+
+enum class Kind { kNumber, kMask, kFlag, kLevel, kStyle, kText, kList };
+
+bool same(const std::string& left, const char* right) {
+  return SameIgnoringCase(left.c_str(), right);
+}
+
+std::string hexadecimal(std::uint32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
+  return text;
+}
+
+std::string with_word(std::uint32_t value, const Cfg_Words* table) {
+  for (; table->words != nullptr; ++table) {
+    if (table->value == value) {
+      return hexadecimal(value) + " (" + table->words + ")";
+    }
+  }
+  return hexadecimal(value);
+}
+
+std::string joined(const std::vector<std::string>& entries) {
+  std::string text;
+  for (const std::string& entry : entries) {
+    text += (text.empty() ? "" : ", ") + entry;
+  }
+  return text;
+}
+
+struct Key {
+  const char* name;
+  Kind kind;
+  std::string (*show)(const Log_Cfg_Values& values);
+};
+
+const Key kKeys[] = {
+    {"file", Kind::kText, [](const Log_Cfg_Values& v) { return v.file; }},
+    {"title", Kind::kText, [](const Log_Cfg_Values& v) { return v.title; }},
+    {"output", Kind::kMask, [](const Log_Cfg_Values& v) { return hexadecimal(v.output); }},
+    {"level", Kind::kLevel,
+     [](const Log_Cfg_Values& v) { return with_word(v.level, level_words); }},
+    {"style", Kind::kStyle,
+     [](const Log_Cfg_Values& v) { return with_word(v.style, style_words); }},
+    {"console_level", Kind::kLevel,
+     [](const Log_Cfg_Values& v) { return with_word(v.console_level, level_words); }},
+    {"flush", Kind::kFlag, [](const Log_Cfg_Values& v) { return std::to_string(v.flush.get()); }},
+    {"maxsize", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.maxsize); }},
+    {"maxcount", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.maxcount); }},
+    {"overwrite", Kind::kFlag, [](const Log_Cfg_Values& v) { return std::to_string(v.overwrite); }},
+    {"head", Kind::kFlag, [](const Log_Cfg_Values& v) { return std::to_string(v.head); }},
+    {"mode", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.mode); }},
+    {"charset", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.charset); }},
+    {"locale", Kind::kText, [](const Log_Cfg_Values& v) { return v.locale; }},
+    {"include", Kind::kList, [](const Log_Cfg_Values& v) { return joined(v.include); }},
+    {"exclude", Kind::kList, [](const Log_Cfg_Values& v) { return joined(v.exclude); }},
+    {"subjects", Kind::kMask, [](const Log_Cfg_Values& v) { return hexadecimal(v.subjects); }},
+};
+
+// How a number text reads, if that is not what it seems to say.
+void check_number(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+  const std::string shown = std::string(key.name) + "=" + text;
+  const std::int32_t number = number_in(text.c_str());
+  const std::string reads = " reads as " + std::to_string(number);
+  char* end = nullptr;
+  errno = 0;
+  const long exact = std::strtol(text.c_str(), &end, 0);
+  if (end == text.c_str()) {
+    warnings.push_back(shown + " is no number:" + reads +
+                       (key.kind == Kind::kFlag ? ", off; write 1 or 0" : ""));
+  } else if (*end != '\0') {
+    warnings.push_back(shown + reads + ": \"" + end + "\" is not taken, there are no units");
+  } else if (exact != number || errno == ERANGE) {
+    warnings.push_back(shown + reads + ", the limit of a number");
+  } else if (text.size() > 1 && text[0] == '0' && std::strchr("xX", text[1]) == nullptr) {
+    warnings.push_back(shown + reads + ": a leading 0 means octal");
+  }
+}
+
+void check_word(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+  const Cfg_Words* const table = key.kind == Kind::kLevel ? level_words : style_words;
+  std::uint32_t ignored = 0;
+  char* end = nullptr;
+  std::strtol(text.c_str(), &end, 0);
+  if (end != text.c_str()) {
+    check_number(key, text, warnings);
+  } else if (lookup_word(ignored, text.c_str(), table) != 0) {
+    warnings.push_back(std::string(key.name) + "=" + text + " is no known word: reads as 0, " +
+                       (key.kind == Kind::kLevel ? "nothing passes" : "bare lines"));
+  }
+}
+
+void check_list(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+  std::vector<std::string> entries;
+  split_list(text.c_str(), entries, ";,");
+  for (const std::string& entry : entries) {
+    if (entry.find_first_of("'\"") != std::string::npos) {
+      warnings.push_back(std::string(key.name) + ": the quotes of " + entry +
+                         " are part of the entry");
+    }
+    if (entry.size() >= kLongestToken) {
+      warnings.push_back(std::string(key.name) + ": an entry is cut to 399 bytes");
+    }
+  }
+}
+
+void check_value(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+  switch (key.kind) {
+    case Kind::kNumber:
+    case Kind::kMask:
+    case Kind::kFlag:
+      check_number(key, text, warnings);
+      break;
+    case Kind::kLevel:
+    case Kind::kStyle:
+      check_word(key, text, warnings);
+      break;
+    case Kind::kList:
+      check_list(key, text, warnings);
+      break;
+    case Kind::kText:
+      break;
+  }
+  if (text.size() >= kLongestValue) {
+    warnings.push_back(std::string(key.name) + " is cut to 1023 bytes");
+  }
+}
+
+// Values that are well written and still do not do what one might expect.
+void check_effects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
+                   std::vector<std::string>& warnings) {
+  const auto number = [&](const char* key, std::int32_t otherwise) {
+    std::string text;
+    heap.get_value(key, text);
+    return text.empty() ? otherwise : number_in(text.c_str());
+  };
+  if (const std::int32_t size = number("maxsize", 65536); size >= 0 && size < 65536) {
+    warnings.emplace_back("maxsize is raised to 65536, the least there is");
+  }
+  if (const std::int32_t charset = number("charset", 0); charset < 0 || charset > 2) {
+    warnings.emplace_back("charset is neither 0, 1 nor 2: ignored");
+  }
+  if (const std::int32_t mode = number("mode", 0); mode < 0 || mode > 3) {
+    warnings.emplace_back("mode is none of 0 to 3: the file is opened as with 0");
+  }
+  if (values.output == 0 || values.level == 0) {
+    warnings.emplace_back(
+        "nothing is logged, and this file is not looked at again until the program restarts");
+  }
+  if (values.file.size() > kPathLimit) {
+    warnings.emplace_back("file is longer than 260 characters: there will be no log file");
+  }
+}
+
+void check_layout(const std::string& config_file, std::vector<std::string>& warnings) {
+  const std::vector<std::string> sections = ProfileSections(config_file.c_str());
+  const auto mine = std::count_if(sections.begin(), sections.end(),
+                                  [](const std::string& name) { return same(name, kSection); });
+  if (mine == 0) {
+    warnings.emplace_back("there is no section [logger]: nothing in the file counts");
+  } else if (mine > 1) {
+    warnings.emplace_back("there are several sections [logger]: only the first counts");
+  }
+  std::vector<std::string> seen;
+  for (const std::string& key : ProfileKeys(kSection, config_file.c_str())) {
+    if (std::none_of(std::begin(kKeys), std::end(kKeys),
+                     [&](const Key& known) { return same(key, known.name); })) {
+      warnings.push_back("unknown key " + key + ": ignored");
+    } else if (std::any_of(seen.begin(), seen.end(),
+                           [&](const std::string& other) { return same(other, key.c_str()); })) {
+      warnings.push_back(key + " stands there more than once: only the first counts");
+    }
+    seen.push_back(key);
+  }
+}
+
+}  // namespace
+
+Log_Report describe_log(const std::string& library_path) {
+  Log_Report report;
+  const std::string directory = log_detail::directory_of(library_path);
+  report.config_file = directory + "zevra.cfu";
+  report.config_file_found = ModifiedTime(report.config_file.c_str()) != 0;
+
+  Log_Settings settings("zevra.log", "zevra logging");
+  settings.read_log_config(kSection, report.config_file.c_str());
+  const bool anchored = is_absolute_path(settings.file());
+  report.log_file = anchored ? settings.file() : directory + settings.file();
+
+  const Log_Cfg_Heap_Reg heap(kSection, report.config_file.c_str());
+  bool level_in_file = false;
+  for (const Key& key : kKeys) {
+    std::string text;
+    heap.get_value(key.name, text);
+    const bool in_file = !text.empty();
+    level_in_file = level_in_file || (in_file && same(key.name, "level"));
+    const bool by_level = !in_file && level_in_file && same(key.name, "console_level");
+    report.settings.push_back({key.name, key.show(settings.values),
+                               in_file    ? "file"
+                               : by_level ? "file, by level"
+                                          : "default"});
+    if (in_file) {
+      check_value(key, text, report.warnings);
+    }
+  }
+  check_effects(settings.values, heap, report.warnings);
+  if (report.config_file_found) {
+    check_layout(report.config_file, report.warnings);
+  }
+  return report;
+}
+
+}  // namespace zevra

@@ -1,0 +1,65 @@
+#include "log/report.h"
+
+#include <gmock/gmock.h>
+
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+using Report = test::LogTest;
+
+TEST_F(Report, DefaultsWithoutAFile) {
+  const Log_Report report = describe_log(Path("libzevra.so"));
+  EXPECT_EQ(report.log_file, Path("zevra.log"));
+  EXPECT_EQ(report.config_file, Path("zevra.cfu"));
+  EXPECT_FALSE(report.config_file_found);
+  EXPECT_TRUE(report.warnings.empty());
+  EXPECT_EQ(report.settings.size(), 17u);
+  for (const Log_Setting& setting : report.settings) {
+    EXPECT_EQ(setting.source, "default") << setting.key;
+  }
+}
+
+TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
+  struct {
+    const char *keys, *key, *value, *warning;
+  } const rows[] = {
+      {"level=debug", "level", "0x3f (detail,debug)", nullptr},
+      {"level=debug", "console_level", "0x3f (detail,debug)", nullptr},
+      {"file=sub/a.log", "file", "sub/a.log", nullptr},
+      {"include=a, b", "include", "a, b", nullptr},
+      {"maxsize=10M", "maxsize", "65536", "maxsize=10M reads as 10: \"M\" is not taken"},
+      {"maxsize=4294967296", "maxsize", "2147483647", "the limit of a number"},
+      {"flush=yes", "flush", "0", "flush=yes is no number: reads as 0, off; write 1 or 0"},
+      {"maxcount=020", "maxcount", "16", "octal"},
+      {"level=loud", "level", "0x0 (none)", "level=loud is no known word"},
+      {"level=0", "level", "0x0 (none)", "nothing is logged"},
+      {"charset=3", "charset", "0", "ignored"},
+      {"mode=7", "mode", "7", "opened as with 0"},
+      {"colour=red", "title", "zevra logging", "unknown key colour"},
+      {"Flush=1\nflush=0", "flush", "1", "more than once"},
+      {"exclude='a;b'", "exclude", "a, b", nullptr},
+      {"exclude='a;b',c", "exclude", "'a;b', c", "the quotes of 'a;b' are part"},
+      {"[x]\n[Logger]\nflush=1", "flush", "0", "several sections"}};
+  for (const auto& row : rows) {
+    test::Write(dir / "zevra.cfu", std::string("[logger]\n") + row.keys + "\n");
+    const Log_Report report = describe_log(Path("libzevra.so"));
+    for (const Log_Setting& setting : report.settings) {
+      if (setting.key == row.key) {
+        EXPECT_EQ(setting.value, row.value) << row.keys;
+      }
+    }
+    if (row.warning == nullptr) {
+      EXPECT_THAT(report.warnings, testing::IsEmpty()) << row.keys;
+    } else {
+      EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
+    }
+  }
+  test::Write(dir / "zevra.cfu", "flush=1\n");
+  EXPECT_THAT(describe_log(Path("libzevra.so")).warnings,
+              testing::ElementsAre(testing::HasSubstr("no section [logger]")));
+}
+
+}  // namespace
+}  // namespace zevra
