@@ -32,6 +32,6 @@ Log_Cfg_T<HEAP, BASE>& Log_Cfg_T<HEAP, BASE>::operator=(const BASE& other) {
   return *this;
 }
 
-template Log_Settings& Log_Settings::operator=(const Log_Cfg&);
+template Log_Settings& Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>::operator=(const Log_Cfg&);
 
 }  // namespace zevra

@@ -130,6 +130,6 @@ int Log_Cfg_T<HEAP, BASE>::read_log_config(const char* section, const char* file
   return 0;
 }
 
-template int Log_Settings::read_log_config(const char*, const char*);
+template int Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>::read_log_config(const char*, const char*);
 
 }  // namespace zevra

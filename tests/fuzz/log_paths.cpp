@@ -1,0 +1,44 @@
+#include <cstring>
+#include <memory>
+
+#include "fuzz.h"
+#include "log/log_files.h"
+#include "log/paths.h"
+#include "log/process_logger.h"
+
+using zevra::test::Require;
+
+// Two paths, split at the first line feed.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text = zevra::test::Text(data, size);
+  const std::string first = text.substr(0, text.find('\n'));
+  const std::string second = text.substr(std::min(first.size() + 1, text.size()));
+
+  std::string normal = first;
+  const std::int32_t count = zevra::normalize_path(normal.data());
+  normal = normal.c_str();
+  Require(count >= 0 && static_cast<std::size_t>(count) <= normal.size());
+  Require(normal.find("//") == std::string::npos && normal.find('\\', 2) == std::string::npos);
+  std::string again = normal;
+  zevra::normalize_path(again.data());
+  Require(again == normal);
+
+  if (first.size() <= zevra::kPathLimit) {
+    // From the heap, so that one byte too many is seen.
+    const auto directory = std::make_unique<char[]>(zevra::kPathBytes);
+    std::strcpy(directory.get(), first.c_str());
+    const bool joined = zevra::join_path(directory.get(), second.c_str()) != nullptr;
+    Require(joined == (first.size() + second.size() <= zevra::kPathLimit));
+    Require(joined || first == directory.get());
+  }
+  std::vector<std::string> prefixes;
+  zevra::path_prefixes(first.c_str(), prefixes);
+  for (const std::string& prefix : prefixes) {
+    Require(first.starts_with(prefix) && prefix.size() < zevra::kPathLimit);
+  }
+  Require(zevra::anchored_log_file(first.c_str(), zevra::kThisLibrary).size() <=
+          std::max(first.size(), zevra::kPathLimit));
+  zevra::log_detail::backup_pattern(first);
+  zevra::log_detail::directory_of(first);
+  return 0;
+}

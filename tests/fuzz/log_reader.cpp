@@ -1,0 +1,57 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "fuzz.h"
+#include "log/cfg.h"
+#include "log/report.h"
+#include "platform/profile.h"
+
+using zevra::test::Require;
+
+namespace {
+
+// In the place of a library's directory, for the length of the run.
+class Directory {
+ public:
+  Directory() { std::filesystem::create_directories(path_); }
+  ~Directory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  std::string File(const char* name) const { return (path_ / name).string(); }
+
+ private:
+  const std::filesystem::path path_ =
+      std::filesystem::temp_directory_path() / ("zevra_fuzz_" + std::to_string(::getpid()));
+};
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Directory directory;
+  const std::string path = directory.File("zevra.cfu");
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  Require(file != nullptr);
+  std::fputs("[logger]\n", file);
+  std::fwrite(data, 1, size, file);
+  std::fclose(file);
+
+  zevra::Log_Settings settings;
+  Require(settings.read_log_config("logger", path.c_str()) == 0);
+  Require(settings.maxsize() >= 65536 && settings.charset() <= 2);
+  Require(settings.values.title.size() <= 1023 && !settings.values.file.empty());
+  Require(settings.values.config_file == path && settings.config_file() == path);
+  zevra::Log_Settings again(settings);
+  again.read_log_config(nullptr, nullptr);
+  Require(again.level() == settings.level() && again.console_level() == settings.console_level());
+  zevra::describe_log(directory.File("libzevra.so"));
+
+  char tiny[3] = {'x', 'x', 'x'};
+  Require(zevra::ProfileText("logger", "title", "default", tiny, sizeof tiny, path.c_str()) < 3);
+  Require(tiny[2] == '\0' || tiny[1] == '\0' || tiny[0] == '\0');
+  return 0;
+}
