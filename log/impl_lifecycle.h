@@ -8,9 +8,12 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "log/impl_message.h"
+#include "log/impl_common.h"
 #include "log/log_files.h"
 #include "log/paths.h"
+#include "platform/files.h"
+#include "platform/output.h"
+#include "platform/text.h"
 
 namespace zevra {
 

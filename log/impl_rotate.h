@@ -9,9 +9,10 @@
 #include <ctime>
 #include <list>
 
-#include "log/impl_message.h"
+#include "log/impl_common.h"
 #include "log/log_files.h"
 #include "log/paths.h"
+#include "platform/files.h"
 
 namespace zevra {
 namespace log_detail {

@@ -1,5 +1,6 @@
 #include "log/impl_lifecycle.h"
 #include "log/impl_message.h"
+#include "log/impl_output.h"
 #include "log/impl_rotate.h"
 #include "log/process_logger.h"
 
