@@ -20,20 +20,21 @@ HRESULT PulseCapture::Peek() {
   const void* data = nullptr;
   std::size_t bytes = 0;
   if (pa_stream_peek(stream_.Get(), &data, &bytes) < 0) return AUDCLNT_E_DEVICE_INVALIDATED;
+  if (bytes != 0 && bytes < stream_.FrameBytes()) return stream_.Drop();  // no sound
   packet_ = {data, bytes};
-  if (bytes == 0 || bytes >= stream_.FrameBytes()) return S_OK;
-  // Less than a frame is no sound.
-  packet_ = {};
-  return pa_stream_drop(stream_.Get()) < 0 ? AUDCLNT_E_DEVICE_INVALIDATED : S_OK;
+  return S_OK;
 }
 
+// Fills `packet_` if it is empty and there is anything to fill it with.
 HRESULT PulseCapture::Fetch() {
-  while (packet_.bytes == 0) {
-    if (const HRESULT result = stream_.State(); FAILED(result)) return result;
+  if (packet_.bytes != 0 || stream_.IsQuiet()) return S_OK;
+  do {
     if (const HRESULT result = Peek(); FAILED(result)) return result;
-    if (packet_.bytes == 0 && !stream_.Pump()) return stream_.State();
-  }
-  return S_OK;
+    if (packet_.bytes != 0) return S_OK;
+  } while (stream_.Pump());
+  const HRESULT result = stream_.State();
+  if (SUCCEEDED(result)) stream_.Settle();
+  return result;
 }
 
 UINT32 PulseCapture::NextFrames() const {
@@ -83,7 +84,7 @@ HRESULT PulseCapture::ReleaseBuffer(UINT32 frames) {
     return S_OK;
   }
   packet_ = {};
-  return pa_stream_drop(stream_.Get()) < 0 ? AUDCLNT_E_DEVICE_INVALIDATED : S_OK;
+  return stream_.Drop();
 }
 
 }  // namespace zevra::platform

@@ -2,6 +2,8 @@
 
 #include <pulse/operation.h>
 
+#include <algorithm>
+
 #include "platform/linux/core_audio.h"
 
 namespace zevra::platform {
@@ -16,6 +18,7 @@ void PulseConnection::CloseContext::operator()(pa_context* context) const {
 HRESULT PulseConnection::Open() {
   loop_.reset(pa_mainloop_new());
   if (!loop_) return E_OUTOFMEMORY;
+  pa_mainloop_set_poll_func(loop_.get(), Poll, this);
   // Without a name of ours the server shows the host program's.
   context_.reset(pa_context_new(pa_mainloop_get_api(loop_.get()), nullptr));
   if (!context_) return AUDCLNT_E_SERVICE_NOT_RUNNING;
@@ -32,9 +35,27 @@ HRESULT PulseConnection::State() const {
   return good ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
 }
 
-int PulseConnection::Pump() { return pa_mainloop_iterate(loop_.get(), 0, nullptr); }
+int PulseConnection::Pump() {
+  Disturb();
+  return pa_mainloop_iterate(loop_.get(), 0, nullptr);
+}
+
+int PulseConnection::Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self) {
+  auto* const connection = static_cast<PulseConnection*>(self);
+  connection->watched_count_ = count;
+  if (count <= connection->watched_.size()) {
+    std::copy_n(descriptors, count, connection->watched_.begin());
+  }
+  return ::poll(descriptors, count, timeout_ms);
+}
+
+bool PulseConnection::IsQuiet() {
+  if (!settled_ || watched_count_ > watched_.size()) return false;
+  return ::poll(watched_.data(), watched_count_, 0) == 0;
+}
 
 bool PulseConnection::Turn(Clock::time_point deadline) {
+  Disturb();
   const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now());
   if (left.count() <= 0) return false;
   // Errors of the loop itself show in the context's state, or else end at the deadline.

@@ -1,9 +1,11 @@
 #ifndef ZEVRA_PLATFORM_LINUX_PULSE_CONNECTION_H
 #define ZEVRA_PLATFORM_LINUX_PULSE_CONNECTION_H
 
+#include <poll.h>
 #include <pulse/context.h>
 #include <pulse/mainloop.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 
@@ -44,6 +46,15 @@ class PulseConnection {
   // were handled: 0 when there is nothing left to do, negative for an error.
   int Pump();
 
+  // True if nothing has come in since Settle. Costs one system call and leaves the client library's
+  // code alone, which a poll that finds nothing, the commonest of all, feels.
+  bool IsQuiet();
+  // Remembers that all is handled: call it when Pump has just returned 0. Whatever this class does
+  // from then on ends the quiet; so must a caller who uses the client library on the context, other
+  // than to look at it, by Disturb.
+  void Settle() { settled_ = true; }
+  void Disturb() { settled_ = false; }
+
   // Waits until `done()` holds: AUDCLNT_E_DEVICE_INVALIDATED if the server goes away first, or does
   // not bring it about within kServerPatience. `done` is asked before the connection's state is.
   template <class Done>
@@ -73,12 +84,18 @@ class PulseConnection {
     void operator()(pa_context* context) const;
   };
 
+  static int Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self);
+
   // Handles one round of events, waiting for them until `deadline`. False once that has passed.
   bool Turn(Clock::time_point deadline);
 
   std::unique_ptr<pa_mainloop, FreeMainloop> loop_;
   std::unique_ptr<pa_context, CloseContext> context_;
   bool silent_too_long_ = false;
+  bool settled_ = false;
+  // What the loop polled last; complete whenever the connection has settled.
+  std::array<pollfd, 8> watched_{};
+  unsigned long watched_count_ = 0;
 };
 
 }  // namespace zevra::platform

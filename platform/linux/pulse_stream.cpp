@@ -103,6 +103,11 @@ HRESULT PulseStream::State() const {
   return connection_.State();
 }
 
+HRESULT PulseStream::Drop() {
+  connection_.Disturb();
+  return pa_stream_drop(stream_.get()) < 0 ? AUDCLNT_E_DEVICE_INVALIDATED : S_OK;
+}
+
 HRESULT PulseStream::Probe() {
   connection_.Pump();
   return IsOpen() ? State() : connection_.State();

@@ -50,6 +50,14 @@ class PulseStream {
   HRESULT State() const;
   // Handles one round of what has arrived, without waiting. False if there was nothing.
   bool Pump() { return connection_.Pump() > 0; }
+  // See PulseConnection. Once settled, the stream's state and data stay as they are while it is
+  // quiet.
+  bool IsQuiet() { return connection_.IsQuiet(); }
+  void Settle() { connection_.Settle(); }
+
+  // Gives back what pa_stream_peek handed out.
+  HRESULT Drop();
+
   // Hands what was written to the server; see PulseConnection::Flush.
   void Flush() { connection_.Flush(); }
 
