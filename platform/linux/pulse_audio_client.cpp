@@ -13,6 +13,9 @@ namespace {
 constexpr REFERENCE_TIME kSecond = 10'000'000;
 // As often as a shared stream of Windows is served by default.
 constexpr REFERENCE_TIME kPeriod = 100'000;
+// How much sound the server hands over at once. A fragment a period would cost the host, the server
+// and every other client of the graph twice the wake-ups for 10 ms that few would hear.
+constexpr REFERENCE_TIME kFragment = 2 * kPeriod;
 // A shorter queue than this runs dry between two periods; a longer one gains nothing.
 constexpr REFERENCE_TIME kShortestQueue = 2 * kPeriod;
 constexpr REFERENCE_TIME kLongestQueue = 2 * kSecond;
@@ -71,7 +74,8 @@ HRESULT PulseAudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERE
   if (!stream_format) return AUDCLNT_E_UNSUPPORTED_FORMAT;
 
   is_render_ = is_render_endpoint && flags == 0;
-  if (!is_render_) return stream_.Record(*stream_format, FramesIn(kPeriod, format->nSamplesPerSec));
+  if (!is_render_)
+    return stream_.Record(*stream_format, FramesIn(kFragment, format->nSamplesPerSec));
   const REFERENCE_TIME queue = std::clamp(duration, kShortestQueue, kLongestQueue);
   const HRESULT result = stream_.Play(*stream_format, FramesIn(queue, format->nSamplesPerSec));
   return FAILED(result) ? result : render_.Prepare();
