@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/thread_object.h"
+
 namespace zevra {
 namespace {
 
@@ -50,15 +52,13 @@ class BlockCache {
   std::array<BlockHeader*, 3> kept_{};
 };
 
-BlockCache& ThreadCache() {
-  thread_local BlockCache cache;
-  return cache;
-}
+BlockCache* ThreadCache() noexcept { return platform::ThreadObject<BlockCache>(); }
 
 }  // namespace
 
 ConvertedBlock AllocateConvertedBlock(std::uint32_t bytes) noexcept {
-  BlockHeader* header = ThreadCache().Take(bytes);
+  BlockCache* const cache = ThreadCache();
+  BlockHeader* header = cache != nullptr ? cache->Take(bytes) : nullptr;
   if (header == nullptr) {
     // Powers of two, so that packets of varying length share blocks.
     const std::size_t capacity = std::bit_ceil(static_cast<std::size_t>(bytes < 256 ? 256 : bytes));
@@ -70,7 +70,12 @@ ConvertedBlock AllocateConvertedBlock(std::uint32_t bytes) noexcept {
 }
 
 void ConvertedBlockDeleter::operator()(std::uint8_t* block) const noexcept {
-  ThreadCache().Give(HeaderOf(block));
+  BlockHeader* const header = HeaderOf(block);
+  if (BlockCache* const cache = ThreadCache()) {
+    cache->Give(header);
+  } else {
+    std::free(header);
+  }
 }
 
 }  // namespace zevra
