@@ -1,0 +1,9 @@
+#include "platform/wide_text.h"
+
+#include <cwchar>
+
+namespace zevra::platform {
+
+bool EqualIgnoringCase(LPCWSTR a, LPCWSTR b) { return ::_wcsicmp(a, b) == 0; }
+
+}  // namespace zevra::platform
