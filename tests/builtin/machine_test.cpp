@@ -1,6 +1,7 @@
 #include "tests/builtin/machine_fixture.h"
 
 #include <cmath>
+#include <numbers>
 #include <stdexcept>
 
 #include "platform/builtin/wave_format.h"
@@ -137,7 +138,7 @@ TEST(Programmes, RepeatWithoutAStep) {
   sine.Play(first, 48000, 2, played.data());
   for (std::size_t frame = 0; frame < 48000; ++frame) {
     const double cycles = 997.3 * static_cast<double>(first + frame) / 48000;
-    const double expected = 0.5 * std::sin(2 * M_PI * (cycles - std::floor(cycles)));
+    const double expected = 0.5 * std::sin(2 * std::numbers::pi * (cycles - std::floor(cycles)));
     ASSERT_NEAR(played[frame * 2], expected, 1e-6) << frame;
     ASSERT_EQ(played[frame * 2], played[frame * 2 + 1]);
   }

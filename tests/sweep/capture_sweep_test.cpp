@@ -45,7 +45,7 @@ class CaptureSweep : public ScriptedHost {
  protected:
   CaptureSweep() {
     deliveries.clear();
-    for (const DWORD flags : {DWORD{0}, AUDCLNT_BUFFERFLAGS_SILENT, DWORD{1}}) {
+    for (const DWORD flags : {DWORD{0}, DWORD{AUDCLNT_BUFFERFLAGS_SILENT}, DWORD{1}}) {
       script.packets.push_back({480, flags, std::vector<BYTE>(3840, 0x11)});
     }
     script.pulls = {{1, 2, 3, 4}, {5, 6}};

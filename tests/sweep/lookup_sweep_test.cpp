@@ -2,6 +2,7 @@
 // written.
 
 #include <algorithm>
+#include <clocale>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -78,6 +79,8 @@ struct NameCase {
 };
 
 TEST_F(LookupSweep, Names) {
+  // Windows compares letters outside ASCII by the host's locale.
+  std::setlocale(LC_CTYPE, "");
   const WideString accented = {0x00C9, 0x0410, 0x0131};  // É, Cyrillic A, dotless i
   const WideString accented_lower = {0x00E9, 0x0430, 0x0131};
   const WideString pair = {'a', 0xD83D, 0xDD0A};
@@ -120,6 +123,7 @@ TEST_F(LookupSweep, Names) {
     EXPECT_EQ(log.Lines(), expected);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
   }
+  std::setlocale(LC_CTYPE, "C");
 }
 
 // The loopback flag follows the argument, not the kind of endpoint found.
