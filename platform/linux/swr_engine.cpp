@@ -10,6 +10,8 @@ extern "C" {
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
+#include <numeric>
 
 #include "platform/linux/channel_mix.h"
 #include "platform/linux/sample_packing.h"
@@ -48,11 +50,38 @@ bool WrittenDirectly(const ResamplerFormat& input, const ResamplerFormat& output
          (input.is_float || input.bits <= output.bits);
 }
 
+struct Filter {
+  int size;  // libswresample stretches it by the ratio of the rates times the cutoff
+  double cutoff;
+  int phase_shift;
+};
+
 // The lower the output's rate, the smoother the filter, and the fewer phases give the same
 // precision; without this a filter table could take 50 MB.
 int PhaseShift(UINT32 input_rate, UINT32 output_rate) {
   const int halvings = static_cast<int>(std::bit_width(input_rate / output_rate)) - 1;
   return std::max(kPhaseShift - std::max(halvings, 0), kLeastPhaseShift);
+}
+
+// Between two phases libswresample reads up to the next multiple of eight filter taps, past the
+// frames that it was given so far. A filter whose length is such a multiple to begin with has no
+// tap there; any other would make the output depend, if only in its last bits, on where a packet
+// ended. Size and cutoff move by half a percent at most for a filter of the full length.
+void AlignTaps(double ratio, Filter* filter) {
+  constexpr double kTaps = 8;
+  const double stretch = std::min(ratio * filter->cutoff, 1.0);
+  const double taps = std::max(std::round(filter->size / stretch / kTaps), 1.0) * kTaps;
+  filter->size = static_cast<int>(std::max(std::round(taps * stretch), 1.0));
+  // A trace above the even quotient, because the length is rounded up.
+  if (stretch < 1.0) filter->cutoff = filter->size / (ratio * taps) * (1 + 1e-9);
+}
+
+Filter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length) {
+  Filter filter{static_cast<int>(2 * half_length), kCutoff, PhaseShift(input_rate, output_rate)};
+  const UINT32 phases = output_rate / std::gcd(input_rate, output_rate);
+  const bool falls_on_phases = phases <= 1U << filter.phase_shift;
+  if (!falls_on_phases) AlignTaps(static_cast<double>(output_rate) / input_rate, &filter);
+  return filter;
 }
 
 // Sets options one after the other and remembers whether all were taken.
@@ -157,13 +186,15 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
   options.SetSampleFormat("in_sample_fmt", InputSampleFormat(input_));
   options.SetSampleFormat("out_sample_fmt", direct_ ? InputSampleFormat(output_) : inside);
   options.SetSampleFormat("internal_sample_fmt", inside);
-  options.Set("filter_size", 2 * std::int64_t{half_filter_length});
+  const Filter filter =
+      FilterFor(input_.samples_per_second, output_.samples_per_second, half_filter_length);
+  options.Set("filter_size", filter.size);
   options.Set("filter_type", SWR_FILTER_TYPE_KAISER);
   options.SetDouble("kaiser_beta", kKaiserBeta);
-  options.SetDouble("cutoff", kCutoff);
+  options.SetDouble("cutoff", filter.cutoff);
   options.Set("exact_rational", 1);
   options.Set("linear_interp", 1);
-  options.Set("phase_shift", PhaseShift(input_.samples_per_second, output_.samples_per_second));
+  options.Set("phase_shift", filter.phase_shift);
   if (options.Error() < 0) return ResultOf(options.Error());
   if (const int error = SetMix(context_.get(), input_, output_); error < 0) return ResultOf(error);
   return ResultOf(swr_init(context_.get()));

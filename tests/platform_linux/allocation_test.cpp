@@ -114,6 +114,14 @@ TEST(Allocation, StartAndStopGiveEverythingBack) {
   const long before = live_blocks;
   for (int i = 0; i < 100; ++i) round();
   EXPECT_EQ(live_blocks, before);
+  // A thread's spare blocks do not outlive its use of the platform.
+  ComPtr<IMFMediaBuffer> buffer;
+  MFStartup(MF_VERSION, MFSTARTUP_LITE);
+  MFCreateMemoryBuffer(100, buffer.Put());
+  buffer.Reset();
+  EXPECT_EQ(live_blocks, before + 1);
+  MFShutdown();
+  EXPECT_EQ(live_blocks, before);
   CoUninitialize();
 }
 

@@ -60,22 +60,27 @@ TEST_F(ResamplerTest, OutputDoesNotDependOnPacketsOrRequests) {
   const auto any = [&random] { return std::size_t{random() % 1500}; };
   const struct {
     Format input, output;
-  } cases[] = {
-      {Float(48'000, 2), Float(44'100, 2)},       {Float(48'000, 2), Pcm(16, 0, 16'000, 1)},
-      {Float(48'000, 6), Pcm(24, 20, 44'101, 2)}, {Pcm(24, 0, 44'100, 1), Pcm(32, 0, 192'000, 8)},
-      {Pcm(8, 0, 8'000, 2), Float(8'000, 1)},     {Float(384'000, 1), Pcm(16, 0, 4'000, 1)}};
+  } cases[] = {{Float(48'000, 2), Float(44'100, 2)},
+               {Float(48'000, 2), Pcm(16, 0, 16'000, 1)},
+               {Float(48'000, 6), Pcm(24, 20, 32'000, 2)},
+               {Pcm(24, 0, 44'100, 1), Pcm(32, 0, 192'000, 8)},
+               {Pcm(8, 0, 8'000, 2), Float(8'000, 1)},
+               {Float(96'000, 1), Pcm(16, 0, 4'000, 1)},
+               {Float(8'000, 1), Pcm(24, 0, 48'000, 1)},
+               // Rates without a handy common divisor take another way through the filter.
+               {Float(88'200, 1), Float(84'488, 2)}};
   for (const auto& c : cases) {
-    const Bytes input = Encode(Noise(30'000 * c.input.channels, 0.9), c.input);
+    const Bytes input = Encode(Noise(12'000 * c.input.channels, 0.9), c.input);
     const auto run = [&](const std::function<std::size_t()>& packet, std::size_t capacity) {
       return ResamplerDriver(c.input, c.output).Run(input, packet, capacity);
     };
     const std::size_t block = c.output.BlockBytes();
-    const Bytes whole = run([] { return std::size_t{30'000}; }, std::size_t{1} << 24);
-    const double frames = 30'000.0 * c.output.rate / c.input.rate;
+    const Bytes whole = run([] { return std::size_t{12'000}; }, std::size_t{1} << 24);
+    const double frames = 12'000.0 * c.output.rate / c.input.rate;
     EXPECT_EQ(whole.size() % block, 0u);
     EXPECT_LE(static_cast<double>(whole.size() / block), frames + 1);
     EXPECT_GE(static_cast<double>(whole.size() / block),
-              frames - 140 * std::max(1.0, frames / 30'000));
+              frames - 140 * std::max(1.0, frames / 12'000));
     EXPECT_TRUE(whole == run([] { return std::size_t{480}; }, 352 * block));
     EXPECT_TRUE(whole == run([] { return std::size_t{1}; }, 1'000 * block));
     EXPECT_TRUE(whole == run(any, 7 * block + block / 2));
