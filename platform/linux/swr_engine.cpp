@@ -9,28 +9,16 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cmath>
-#include <numeric>
 
-#include "platform/linux/channel_mix.h"
 #include "platform/linux/sample_packing.h"
+#include "platform/linux/swr_filter.h"
 
 namespace zevra::platform {
 namespace {
 
-// Frames that are written in one go where the samples are packed here.
-constexpr UINT32 kScratchFrames = 2048;
-
-// With a filter of 120 samples these give 136 dB of signal to noise at 0.45 of the rate and keep
-// what lies beyond 1.12 of the output's Nyquist frequency below -120 dB; bench/quality.cpp prints
-// the whole table.
-constexpr double kKaiserBeta = 12;
-constexpr double kCutoff = 0.94;
-
-// Between the 1,024 phases of the filter the rate is interpolated, where it does not fall on one.
-constexpr int kPhaseShift = 10;
-constexpr int kLeastPhaseShift = 4;
+// Frames of the scratch blocks: of what is taken in one go, and of what is written in one go where
+// the samples are packed here.
+constexpr UINT32 kScratchFrames = SwrEngine::kMaxInputFrames;
 
 // A float carries 24 bits.
 bool NeedsDouble(const ResamplerFormat& format) {
@@ -48,40 +36,6 @@ bool WrittenDirectly(const ResamplerFormat& input, const ResamplerFormat& output
   if (output.is_float) return true;
   return output.valid_bits == output.bits && output.bits != 24 &&
          (input.is_float || input.bits <= output.bits);
-}
-
-struct Filter {
-  int size;  // libswresample stretches it by the ratio of the rates times the cutoff
-  double cutoff;
-  int phase_shift;
-};
-
-// The lower the output's rate, the smoother the filter, and the fewer phases give the same
-// precision; without this a filter table could take 50 MB.
-int PhaseShift(UINT32 input_rate, UINT32 output_rate) {
-  const int halvings = static_cast<int>(std::bit_width(input_rate / output_rate)) - 1;
-  return std::max(kPhaseShift - std::max(halvings, 0), kLeastPhaseShift);
-}
-
-// Between two phases libswresample reads up to the next multiple of eight filter taps, past the
-// frames that it was given so far. A filter whose length is such a multiple to begin with has no
-// tap there; any other would make the output depend, if only in its last bits, on where a packet
-// ended. Size and cutoff move by half a percent at most for a filter of the full length.
-void AlignTaps(double ratio, Filter* filter) {
-  constexpr double kTaps = 8;
-  const double stretch = std::min(ratio * filter->cutoff, 1.0);
-  const double taps = std::max(std::round(filter->size / stretch / kTaps), 1.0) * kTaps;
-  filter->size = static_cast<int>(std::max(std::round(taps * stretch), 1.0));
-  // A trace above the even quotient, because the length is rounded up.
-  if (stretch < 1.0) filter->cutoff = filter->size / (ratio * taps) * (1 + 1e-9);
-}
-
-Filter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length) {
-  Filter filter{static_cast<int>(2 * half_length), kCutoff, PhaseShift(input_rate, output_rate)};
-  const UINT32 phases = output_rate / std::gcd(input_rate, output_rate);
-  const bool falls_on_phases = phases <= 1U << filter.phase_shift;
-  if (!falls_on_phases) AlignTaps(static_cast<double>(output_rate) / input_rate, &filter);
-  return filter;
 }
 
 // Sets options one after the other and remembers whether all were taken.
@@ -113,16 +67,48 @@ class Options {
   int error_ = 0;
 };
 
-int SetMix(SwrContext* context, const ResamplerFormat& input, const ResamplerFormat& output) {
-  if (input.channel_mask == output.channel_mask) return 0;
-  MixMatrix gains;
-  if (!BuildMixMatrix(input.channel_mask, output.channel_mask, &gains)) return AVERROR(EINVAL);
-  return swr_set_matrix(context, gains[0].data(), kMixChannels);
-}
-
 HRESULT ResultOf(int error) {
   if (error >= 0) return S_OK;
   return error == AVERROR(ENOMEM) ? E_OUTOFMEMORY : E_FAIL;
+}
+
+// One side of a libswresample context.
+struct Side {
+  DWORD mask;
+  UINT32 rate;
+  AVSampleFormat samples;
+};
+
+int SetMix(SwrContext* context, DWORD input_mask, DWORD output_mask) {
+  if (input_mask == output_mask) return 0;
+  MixMatrix gains;
+  if (!BuildMixMatrix(input_mask, output_mask, &gains)) return AVERROR(EINVAL);
+  return swr_set_matrix(context, gains[0].data(), kMixChannels);
+}
+
+HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSampleFormat inside,
+              UINT32 half_filter_length) {
+  const SwrFilter filter = FilterFor(input.rate, output.rate, half_filter_length);
+  Options options(context);
+  options.SetLayout("in_chlayout", input.mask);
+  options.SetLayout("out_chlayout", output.mask);
+  options.Set("in_sample_rate", input.rate);
+  options.Set("out_sample_rate", output.rate);
+  options.SetSampleFormat("in_sample_fmt", input.samples);
+  options.SetSampleFormat("out_sample_fmt", output.samples);
+  options.SetSampleFormat("internal_sample_fmt", inside);
+  options.Set("filter_size", filter.filter_size);
+  options.Set("filter_type", SWR_FILTER_TYPE_KAISER);
+  options.SetDouble("kaiser_beta", filter.kaiser_beta);
+  options.SetDouble("cutoff", filter.cutoff);
+  options.Set("exact_rational", 1);
+  options.Set("linear_interp", 1);
+  options.Set("phase_shift", filter.phase_shift);
+  if (options.Error() < 0) return ResultOf(options.Error());
+  if (const int error = SetMix(context, input.mask, output.mask); error < 0) {
+    return ResultOf(error);
+  }
+  return ResultOf(swr_init(context));
 }
 
 }  // namespace
@@ -139,8 +125,10 @@ SwrEngine::SwrEngine() = default;
 SwrEngine::~SwrEngine() = default;
 
 void SwrEngine::Close() {
+  mixer_.reset();
   context_.reset();
   unpacked_input_.reset();
+  mixed_input_.reset();
   planar_output_.reset();
 }
 
@@ -152,84 +140,94 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
   output_ = output;
   direct_ = WrittenDirectly(input, output);
   double_inside_ = NeedsDouble(input) || NeedsDouble(output);
-  context_.reset(swr_alloc());
-  if (context_ == nullptr || !MakeScratch()) {
-    Close();
-    return E_OUTOFMEMORY;
-  }
   const HRESULT result = SetUp(half_filter_length);
   if (FAILED(result)) Close();
   return result;
 }
 
-bool SwrEngine::MakeScratch() {
-  if (!input_.is_float && input_.bits == 24) {
-    const std::size_t bytes = std::size_t{kMaxInputFrames} * input_.channels * 4;
-    unpacked_input_.reset(static_cast<BYTE*>(TakeBlock(bytes)));
-    if (unpacked_input_ == nullptr) return false;
-  }
-  if (!direct_) {
-    const std::size_t bytes = std::size_t{kScratchFrames} * output_.channels * sizeof(double);
-    planar_output_.reset(static_cast<BYTE*>(TakeBlock(bytes)));
-    if (planar_output_ == nullptr) return false;
-  }
-  return true;
-}
-
 HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
   const AVSampleFormat inside = double_inside_ ? AV_SAMPLE_FMT_DBLP : AV_SAMPLE_FMT_FLTP;
-  Options options(context_.get());
-  options.SetLayout("in_chlayout", input_.channel_mask);
-  options.SetLayout("out_chlayout", output_.channel_mask);
-  options.Set("in_sample_rate", input_.samples_per_second);
-  options.Set("out_sample_rate", output_.samples_per_second);
-  options.SetSampleFormat("in_sample_fmt", InputSampleFormat(input_));
-  options.SetSampleFormat("out_sample_fmt", direct_ ? InputSampleFormat(output_) : inside);
-  options.SetSampleFormat("internal_sample_fmt", inside);
-  const Filter filter =
-      FilterFor(input_.samples_per_second, output_.samples_per_second, half_filter_length);
-  options.Set("filter_size", filter.size);
-  options.Set("filter_type", SWR_FILTER_TYPE_KAISER);
-  options.SetDouble("kaiser_beta", kKaiserBeta);
-  options.SetDouble("cutoff", filter.cutoff);
-  options.Set("exact_rational", 1);
-  options.Set("linear_interp", 1);
-  options.Set("phase_shift", filter.phase_shift);
-  if (options.Error() < 0) return ResultOf(options.Error());
-  if (const int error = SetMix(context_.get(), input_, output_); error < 0) return ResultOf(error);
-  return ResultOf(swr_init(context_.get()));
+  const bool mix_first =
+      output_.channels < input_.channels && output_.samples_per_second != input_.samples_per_second;
+  context_.reset(swr_alloc());
+  if (mix_first) mixer_.reset(swr_alloc());
+  if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch()) {
+    return E_OUTOFMEMORY;
+  }
+  Side input{input_.channel_mask, input_.samples_per_second, InputSampleFormat(input_)};
+  if (mix_first) {
+    const Side mixed{output_.channel_mask, input.rate, inside};
+    const HRESULT result = Start(mixer_.get(), input, mixed, inside, half_filter_length);
+    if (FAILED(result)) return result;
+    input = mixed;
+  }
+  const Side output{output_.channel_mask, output_.samples_per_second,
+                    direct_ ? InputSampleFormat(output_) : inside};
+  return Start(context_.get(), input, output, inside, half_filter_length);
+}
+
+bool SwrEngine::MakeScratch() {
+  const auto make = [](std::size_t sample_bytes, UINT32 channels, Block* block) {
+    block->reset(static_cast<BYTE*>(TakeBlock(kScratchFrames * channels * sample_bytes)));
+    return *block != nullptr;
+  };
+  const bool unpacks = !input_.is_float && input_.bits == 24;
+  return (!unpacks || make(sizeof(std::int32_t), input_.channels, &unpacked_input_)) &&
+         (mixer_ == nullptr || make(sizeof(double), output_.channels, &mixed_input_)) &&
+         (direct_ || make(sizeof(double), output_.channels, &planar_output_));
+}
+
+// The output's channels in a scratch block.
+SwrEngine::Planes SwrEngine::PlanesOf(const Block& block) const {
+  const std::size_t sample_bytes = double_inside_ ? sizeof(double) : sizeof(float);
+  Planes planes{};
+  for (UINT32 channel = 0; channel < output_.channels; ++channel) {
+    planes[channel] = block.get() + channel * kScratchFrames * sample_bytes;
+  }
+  return planes;
+}
+
+// Without a change of rate every frame that goes in comes out.
+HRESULT SwrEngine::Mix(Frames* frames, UINT32 count) {
+  Planes mixed = PlanesOf(mixed_input_);
+  const auto wanted = static_cast<int>(count);
+  const int made = swr_convert(mixer_.get(), mixed.data(), wanted, frames->data(), wanted);
+  std::copy(mixed.begin(), mixed.end(), frames->begin());
+  if (made < 0) return ResultOf(made);
+  return made == wanted ? S_OK : E_UNEXPECTED;
 }
 
 HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
                            UINT32 output_frames, UINT32* written) {
   *written = 0;
+  Frames frames = {input};
   if (unpacked_input_ != nullptr) {
     auto* const unpacked = reinterpret_cast<std::int32_t*>(unpacked_input_.get());
     UnpackPcm24(input, std::size_t{input_frames} * input_.channels, unpacked);
-    input = unpacked_input_.get();
+    frames = {unpacked_input_.get()};
   }
-  if (!direct_) return ConvertPlanar(input, input_frames, output, output_frames, written);
-  const std::uint8_t* inputs[] = {input};
+  if (mixer_ != nullptr && input_frames > 0) {
+    if (const HRESULT result = Mix(&frames, input_frames); FAILED(result)) return result;
+  }
+  if (!direct_) return ConvertPlanar(frames, input_frames, output, output_frames, written);
   std::uint8_t* outputs[] = {output};
-  const int frames = swr_convert(context_.get(), outputs, static_cast<int>(output_frames), inputs,
-                                 static_cast<int>(input_frames));
-  if (frames < 0) return ResultOf(frames);
-  *written = static_cast<UINT32>(frames);
+  const int count = Run(frames, input_frames, outputs, output_frames);
+  if (count < 0) return ResultOf(count);
+  *written = static_cast<UINT32>(count);
   return S_OK;
 }
 
-HRESULT SwrEngine::ConvertPlanar(const BYTE* input, UINT32 input_frames, BYTE* output,
+int SwrEngine::Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames) {
+  return swr_convert(context_.get(), output, static_cast<int>(output_frames), input.data(),
+                     static_cast<int>(input_frames));
+}
+
+HRESULT SwrEngine::ConvertPlanar(const Frames& input, UINT32 input_frames, BYTE* output,
                                  UINT32 output_frames, UINT32* written) {
-  const std::size_t sample_bytes = double_inside_ ? sizeof(double) : sizeof(float);
-  std::array<std::uint8_t*, kMixChannels> planes{};
-  for (UINT32 channel = 0; channel < output_.channels; ++channel) {
-    planes[channel] = planar_output_.get() + channel * kScratchFrames * sample_bytes;
-  }
+  Planes planes = PlanesOf(planar_output_);
   while (*written < output_frames) {
     const UINT32 room = std::min(output_frames - *written, kScratchFrames);
-    const std::uint8_t* inputs[] = {input};
-    const int frames = swr_convert(context_.get(), planes.data(), static_cast<int>(room), inputs,
-                                   static_cast<int>(input_frames));
+    const int frames = Run(input, input_frames, planes.data(), room);
     if (frames < 0) return ResultOf(frames);
     input_frames = 0;
     BYTE* const packed = output + std::size_t{*written} * output_.BlockBytes();

@@ -1,9 +1,12 @@
 #ifndef ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
 #define ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
 
+#include <array>
+#include <cstdint>
 #include <memory>
 
 #include "platform/linux/block_cache.h"
+#include "platform/linux/channel_mix.h"
 #include "platform/linux/resampler_format.h"
 
 struct SwrContext;
@@ -46,19 +49,30 @@ class SwrEngine {
   struct FreeBlock {
     void operator()(BYTE* block) const { GiveBlock(block); }
   };
+  using Context = std::unique_ptr<SwrContext, FreeContext>;
   using Block = std::unique_ptr<BYTE, FreeBlock>;
+  // A pointer for each channel; of Frames also one alone, to interleaved frames.
+  using Planes = std::array<std::uint8_t*, kMixChannels>;
+  using Frames = std::array<const std::uint8_t*, kMixChannels>;
 
   HRESULT SetUp(UINT32 half_filter_length);
   bool MakeScratch();
-  HRESULT ConvertPlanar(const BYTE* input, UINT32 input_frames, BYTE* output, UINT32 output_frames,
-                        UINT32* written);
+  Planes PlanesOf(const Block& block) const;
+  HRESULT Mix(Frames* frames, UINT32 count);
+  int Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames);
+  HRESULT ConvertPlanar(const Frames& input, UINT32 input_frames, BYTE* output,
+                        UINT32 output_frames, UINT32* written);
 
   ResamplerFormat input_;
   ResamplerFormat output_;
   bool direct_ = false;  // libswresample writes the output's own layout
   bool double_inside_ = false;
-  std::unique_ptr<SwrContext, FreeContext> context_;
+  // Only where there are fewer channels afterwards and the rate changes: libswresample by itself
+  // would change the rate of every channel first and throw most of that away.
+  Context mixer_;
+  Context context_;
   Block unpacked_input_;
+  Block mixed_input_;
   Block planar_output_;
 };
 
