@@ -1,0 +1,215 @@
+#include "tools/zevra/audio_writer.h"
+
+#include <sndfile.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "tools/zevra/failure.h"
+#include "tools/zevra/output_file.h"
+#include "tools/zevra/signals.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+using std::chrono::steady_clock;
+
+// Above this, FLAC's frame headers can tell a rate in tens of hertz only.
+constexpr std::uint32_t kFlacFineRates = 65535;
+// What a crash can take from a recording's header.
+constexpr std::chrono::seconds kHeaderInterval{1};
+
+enum class Container { kRaw, kWav, kFlac, kUnknown };
+
+Container ContainerOf(const std::string& path) {
+  if (path == "-") return Container::kRaw;
+  const std::size_t dot = path.rfind('.');
+  const std::string ending = dot == std::string::npos ? "" : path.substr(dot);
+  if (EqualIgnoringCase(ending, ".wav")) return Container::kWav;
+  if (EqualIgnoringCase(ending, ".flac")) return Container::kFlac;
+  return Container::kUnknown;
+}
+
+int Subtype(Container container, SampleType type) {
+  switch (type) {
+    case SampleType::kU8:
+      return container == Container::kFlac ? SF_FORMAT_PCM_S8 : SF_FORMAT_PCM_U8;
+    case SampleType::kS16:
+      return SF_FORMAT_PCM_16;
+    case SampleType::kS24:
+      return SF_FORMAT_PCM_24;
+    case SampleType::kS32:
+      return SF_FORMAT_PCM_32;
+    default:
+      return SF_FORMAT_FLOAT;
+  }
+}
+
+// Where the header of a WAV that libsndfile made for growing has its format: extensible, which
+// readers of the simplest kind do not know. For what the plain tag can say, it says it.
+constexpr long kFormatTagOffset = 0x34;
+constexpr unsigned char kExtensibleTag[] = {0xFE, 0xFF};
+constexpr unsigned char kPcmTag[] = {0x01, 0x00};
+
+void MakeHeaderPlain(const std::string& path) {
+  std::FILE* const file = std::fopen(path.c_str(), "r+b");
+  if (file == nullptr) return;
+  unsigned char header[kFormatTagOffset + 2] = {};
+  const bool ours = std::fread(header, sizeof(header), 1, file) == 1 &&
+                    std::memcmp(header, "RIFF", 4) == 0 &&
+                    std::memcmp(header + kFormatTagOffset - 8, "fmt ", 4) == 0 &&
+                    std::memcmp(header + kFormatTagOffset, kExtensibleTag, 2) == 0;
+  if (ours && std::fseek(file, kFormatTagOffset, SEEK_SET) == 0) {
+    std::fwrite(kPcmTag, sizeof(kPcmTag), 1, file);
+  }
+  std::fclose(file);
+}
+
+// The speakers in the order of the mask's bits, as libsndfile names them.
+constexpr int kSpeakers[] = {
+    SF_CHANNEL_MAP_LEFT,
+    SF_CHANNEL_MAP_RIGHT,
+    SF_CHANNEL_MAP_CENTER,
+    SF_CHANNEL_MAP_LFE,
+    SF_CHANNEL_MAP_REAR_LEFT,
+    SF_CHANNEL_MAP_REAR_RIGHT,
+    SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER,
+    SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
+    SF_CHANNEL_MAP_REAR_CENTER,
+    SF_CHANNEL_MAP_SIDE_LEFT,
+    SF_CHANNEL_MAP_SIDE_RIGHT,
+};
+
+std::vector<int> SpeakersOf(std::uint16_t channels) {
+  std::vector<int> speakers;
+  for (std::size_t bit = 0; bit < std::size(kSpeakers); ++bit) {
+    if ((SpeakerMask(channels) >> bit & 1U) != 0) speakers.push_back(kSpeakers[bit]);
+  }
+  return speakers;
+}
+
+[[noreturn]] void FailWriting(const std::string& path, const std::string& reason) {
+  throw Failure("can't write " + path + ": " + reason);
+}
+
+class FileWriter final : public AudioWriter {
+ public:
+  FileWriter(std::string path, Container container, const AudioFormat& format)
+      : path_(std::move(path)), container_(container), format_(format), output_(path_) {
+    SF_INFO info{};
+    info.samplerate = static_cast<int>(format.rate);
+    info.channels = format.channels;
+    // RF64 is a WAV that may grow beyond 4 GB; it becomes a plain one at the end if it did not.
+    info.format = Subtype(container, format.type) |
+                  (container == Container::kWav ? SF_FORMAT_RF64 : SF_FORMAT_FLAC);
+    file_ = output_.Open(info);
+    if (file_ == nullptr) FailWriting(path_, Reason());
+    sf_command(file_, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    std::vector<int> speakers = SpeakersOf(format.channels);
+    sf_command(file_, SFC_SET_CHANNEL_MAP_INFO, speakers.data(),
+               static_cast<int>(speakers.size() * sizeof(int)));
+  }
+  ~FileWriter() override {
+    if (file_ != nullptr) Close();
+  }
+  FileWriter(const FileWriter&) = delete;
+  FileWriter& operator=(const FileWriter&) = delete;
+
+  void Write(std::span<const std::uint8_t> audio) override {
+    if (!(container_ == Container::kFlac ? WriteSamples(audio) : WriteBytes(audio))) {
+      FailWriting(path_, Reason());
+    }
+    if (steady_clock::now() - header_time_ < kHeaderInterval) return;
+    header_time_ = steady_clock::now();
+    sf_command(file_, SFC_UPDATE_HEADER_NOW, nullptr, 0);
+  }
+
+  void Finish() override {
+    if (Close() != 0 || output_.error() != 0) FailWriting(path_, Reason());
+  }
+
+ private:
+  int Close() {
+    const int result = sf_close(std::exchange(file_, nullptr));
+    const bool plain = format_.channels <= 2 && BytesOf(format_.type) <= 2;
+    if (container_ == Container::kWav && plain) MakeHeaderPlain(path_);
+    return result;
+  }
+  bool WriteBytes(std::span<const std::uint8_t> audio) {
+    const auto length = static_cast<sf_count_t>(audio.size());
+    return sf_write_raw(file_, audio.data(), length) == length;
+  }
+  // The encoder takes samples in the upper bits of 32.
+  bool WriteSamples(std::span<const std::uint8_t> audio) {
+    samples_.resize(audio.size() / BytesOf(format_.type));
+    Widen(format_.type, audio, samples_);
+    const auto count = static_cast<sf_count_t>(samples_.size());
+    return sf_write_int(file_, samples_.data(), count) == count;
+  }
+  std::string Reason() const {
+    return output_.error() != 0 ? std::strerror(output_.error()) : sf_strerror(file_);
+  }
+
+  const std::string path_;
+  const Container container_;
+  const AudioFormat format_;
+  OutputFile output_;
+  SNDFILE* file_ = nullptr;
+  std::vector<std::int32_t> samples_;
+  steady_clock::time_point header_time_ = steady_clock::now();
+};
+
+class StandardOutputWriter final : public AudioWriter {
+ public:
+  void Write(std::span<const std::uint8_t> audio) override {
+    while (!audio.empty()) {
+      const ssize_t written = write(STDOUT_FILENO, audio.data(), audio.size());
+      if (written >= 0) {
+        audio = audio.subspan(static_cast<std::size_t>(written));
+      } else if (errno == EPIPE) {
+        throw Failure("whoever read standard output has gone");
+      } else if (errno != EINTR) {
+        FailWriting("to standard output", std::strerror(errno));
+      } else if (Interrupted()) {
+        // Whoever should read may never do so again.
+        return;
+      }
+    }
+  }
+  void Finish() override {}
+};
+
+}  // namespace
+
+void CheckWritable(const std::string& path, const AudioFormat& format) {
+  const Container container = ContainerOf(path);
+  if (container == Container::kUnknown) {
+    throw BadArgument(
+        "can't tell what to write into " + path +
+        ": end the name in .wav or .flac, or give - for raw audio on standard output");
+  }
+  if (container != Container::kFlac) return;
+  if (format.type == SampleType::kS32 || format.type == SampleType::kF32) {
+    throw BadArgument("FLAC has no " + NameOf(format.type) +
+                      " samples; choose --format u8, s16 or s24, or a .wav file");
+  }
+  if (format.rate > kFlacFineRates && format.rate % 10 != 0) {
+    throw BadArgument(
+        Format("FLAC has no rate of %u Hz; choose one in tens or a .wav file", format.rate));
+  }
+}
+
+std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format) {
+  CheckWritable(path, format);
+  const Container container = ContainerOf(path);
+  if (container == Container::kRaw) return std::make_unique<StandardOutputWriter>();
+  return std::make_unique<FileWriter>(path, container, format);
+}
+
+}  // namespace zevra::command

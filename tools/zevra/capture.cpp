@@ -1,0 +1,83 @@
+#include "tools/zevra/capture.h"
+
+#include <algorithm>
+
+#include "tools/zevra/failure.h"
+#include "tools/zevra/result_text.h"
+
+namespace zevra::command {
+namespace {
+
+using std::chrono::steady_clock;
+
+// How long the disk or the terminal may stall before audio is lost.
+constexpr std::size_t kRingSeconds = 4;
+constexpr std::chrono::seconds kQuietBeforeCheck{1};
+// Packets that bring no audio at all: more than any converter holds back.
+constexpr std::uint64_t kPacketsWithoutAudio = 200;
+
+std::atomic<Capture*> running_capture{nullptr};
+
+}  // namespace
+
+Capture::Capture(const Device& device, const AudioFormat& format)
+    : device_(device),
+      format_(format),
+      ring_(format.FrameBytes() * format.rate * kRingSeconds),
+      taken_(format.FrameBytes() * format.rate / 2),
+      quiet_since_(steady_clock::now()) {
+  running_capture.store(this, std::memory_order_release);
+  if (const std::int32_t result = Start(); result != ZEVRA_OK) {
+    ZevraStopCapture(device_.handle());
+    throw Failure("can't capture from " + device_.Text() + ": " + ResultText(result));
+  }
+}
+
+Capture::~Capture() {
+  ZevraStopCapture(device_.handle());
+  running_capture.store(nullptr, std::memory_order_release);
+}
+
+std::int32_t Capture::Start() {
+  const ZevraAudioFormat record = format_.Record();
+  return ZevraStartCapture(device_.handle(), &record, &Capture::OnPacket, nullptr);
+}
+
+void Capture::OnPacket(void* /*reserved*/, std::uint32_t silent, const std::uint8_t* data,
+                       std::uint32_t length) {
+  Capture& capture = *running_capture.load(std::memory_order_acquire);
+  capture.packets_.fetch_add(1, std::memory_order_relaxed);
+  capture.silent_.fetch_add(silent, std::memory_order_relaxed);
+  if (length > 0 && !capture.ring_.Push({data, length})) {
+    capture.lost_.fetch_add(length, std::memory_order_relaxed);
+  }
+}
+
+std::span<const std::uint8_t> Capture::Take() {
+  const std::size_t taken = ring_.Take(taken_);
+  bytes_seen_ += taken;
+  const std::uint64_t packets_now = packets();
+  if (packets_now != packets_seen_) {
+    packets_seen_ = packets_now;
+    quiet_since_ = steady_clock::now();
+  }
+  if (taken == 0) CheckThatItRuns();
+  return {taken_.data(), taken};
+}
+
+void Capture::CheckThatItRuns() {
+  if (packets_seen_ >= kPacketsWithoutAudio && bytes_seen_ == 0) {
+    throw Failure("the library can't convert to " + format_.Text());
+  }
+  if (steady_clock::now() - quiet_since_ < kQuietBeforeCheck) return;
+  quiet_since_ = steady_clock::now();
+  // A start tells both apart: it leaves a running stream alone and says so.
+  const std::int32_t start_result = Start();
+  if (start_result == ZEVRA_E_NOT_STOPPED) return;
+  ZevraStopCapture(device_.handle());
+  float volume = 0;
+  const std::int32_t reason = ZevraGetVolume(device_.handle(), &volume);
+  throw Failure(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
+}
+
+}  // namespace zevra::command

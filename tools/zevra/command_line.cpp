@@ -1,0 +1,205 @@
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "tools/zevra/help.h"
+#include "tools/zevra/options.h"
+#include "zevra_version.h"
+
+namespace zevra::command {
+namespace {
+
+constexpr double kLongest = 31'536'000;  // a year
+
+// Lets only a name through and turns it into its value.
+template <class Value>
+CLI::Validator OneOf(const std::map<std::string, Value>& names) {
+  const auto replace = [&names](std::string& text) {
+    if (const auto found = names.find(text); found != names.end()) {
+      text = std::to_string(static_cast<int>(found->second));
+      return std::string();
+    }
+    std::string known;
+    for (const auto& [name, value] : names) known += (known.empty() ? "" : ", ") + name;
+    return text + " is none of " + known;
+  };
+  return {replace, ""};
+}
+
+CLI::Validator Seconds() {
+  const auto check = [](std::string& text) {
+    double seconds = 0;
+    const bool good =
+        CLI::detail::lexical_cast(text, seconds) && seconds > 0 && seconds <= kLongest;
+    return good ? std::string() : text + " is no number above 0 and up to a year of seconds";
+  };
+  return {check, ""};
+}
+
+const std::map<std::string, Flow>& FlowNames() {
+  static const std::map<std::string, Flow> names = {
+      {"render", Flow::kRender}, {"capture", Flow::kCapture}, {"both", Flow::kBoth}};
+  return names;
+}
+
+void AddBuiltin(CLI::App& command, Options& options) {
+  command.add_flag("--builtin", options.endpoint.builtin,
+                   "Use the endpoints inside this program, which play a melody, instead of the "
+                   "machine's. Without a sound server they are used anyway.");
+}
+
+void AddDevice(CLI::App& command, Options& options, const std::string& what) {
+  command
+      .add_option("--device,-d", options.endpoint.name,
+                  "The endpoint to " + what +
+                      ", by its whole name as in 'zevra list'; upper and lower case are the same. "
+                      "Without it the default endpoint.")
+      ->type_name("NAME");
+  AddBuiltin(command, options);
+}
+
+void AddFlow(CLI::App& command, Options& options) {
+  command
+      .add_option("--flow", options.endpoint.flow,
+                  "Where to look: at endpoints that play (render), at those that record (capture), "
+                  "or at both. Without a name, render and both mean the default render endpoint.")
+      ->type_name("render|capture|both")
+      ->transform(OneOf(FlowNames()));
+}
+
+void AddSeconds(CLI::App& command, Options& options) {
+  command
+      .add_option("--seconds,-s", options.seconds,
+                  "End after so many seconds. Without it Ctrl-C "
+                  "ends it.")
+      ->type_name("N")
+      ->check(Seconds());
+}
+
+void AddLayout(CLI::App& command, Options& options) {
+  command.add_option("--rate,-r", options.format.rate, "Frames a second, 4000 to 384000.")
+      ->type_name("HZ")
+      ->check(CLI::Range(4000U, 384000U).description(""))
+      ->capture_default_str();
+  command.add_option("--channels,-c", options.format.channels, "Channels, 1 to 8.")
+      ->type_name("N")
+      ->check(CLI::Range(1, 8).description(""))
+      ->capture_default_str();
+}
+
+void AddKeepAlive(CLI::App& command, Options& options) {
+  command.add_flag("!--no-keep-alive", options.keep_alive,
+                   "Do not play silence meanwhile. An endpoint on which nothing plays then "
+                   "delivers nothing, and the recording has no gap in its place.");
+}
+
+void AddQuiet(CLI::App& command, Options& options) {
+  command.add_flag("--quiet,-q", options.quiet, "Say nothing unless something fails.");
+}
+
+CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
+                     const std::string& name, const std::string& description) {
+  CLI::App& command = *app.add_subcommand(name, description);
+  command.set_help_flag("-h,--help", "Print this help and end.");
+  command.callback([&options, which] { options.command = which; });
+  return command;
+}
+
+void AddRecord(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(
+      app, options, Options::Command::kRecord, "record",
+      "Record what an endpoint plays, or what a capture endpoint records, into a WAV or FLAC file. "
+      "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
+      "nothing plays.");
+  command
+      .add_option("FILE", options.file,
+                  "Where to: a name that ends in .wav or .flac, which is overwritten, or - for raw "
+                  "samples on standard output.")
+      ->type_name("")
+      ->required();
+  AddDevice(command, options, "record");
+  AddFlow(command, options);
+  AddSeconds(command, options);
+  AddLayout(command, options);
+  command
+      .add_option("--format,-f", options.format.type,
+                  "Samples: unsigned 8 bits, signed 16, 24 (packed) or 32 bits, or float. FLAC "
+                  "takes the first three.")
+      ->type_name("u8|s16|s24|s32|f32")
+      ->default_str("s16")
+      ->transform(OneOf(SampleTypeNames()));
+  AddKeepAlive(command, options);
+  AddQuiet(command, options);
+  command.footer(
+      "  zevra record --seconds 10 tune.wav\n"
+      "  zevra record --rate 16000 --channels 1 speech.flac\n"
+      "  zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
+      "  zevra record --format s16 - | aplay -f dat");
+}
+
+void AddMeter(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(app, options, Options::Command::kMeter, "meter",
+                                 "Show the level of each channel until Ctrl-C, in decibels of full "
+                                 "scale. Nothing is recorded.");
+  AddDevice(command, options, "watch");
+  AddFlow(command, options);
+  AddSeconds(command, options);
+  AddLayout(command, options);
+  AddKeepAlive(command, options);
+}
+
+void AddList(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(
+      app, options, Options::Command::kList, "list",
+      "List the active endpoints: name, flow, whether it is the default of its flow, volume, and "
+      "the format in which it mixes.");
+  command.add_flag(
+      "--json", options.json,
+      "Print a JSON array instead, of objects with name, flow, default, volume (0 to 1) "
+      "and mixFormat; what cannot be had is null.");
+  AddBuiltin(command, options);
+}
+
+void AddVolume(CLI::App& app, Options& options) {
+  CLI::App& command =
+      AddCommand(app, options, Options::Command::kVolume, "volume",
+                 "Print an endpoint's volume on the scale of the system's mixer. Muting does not "
+                 "show in it.");
+  AddDevice(command, options, "ask");
+  AddFlow(command, options);
+}
+
+void AddSilence(CLI::App& app, Options& options) {
+  CLI::App& command =
+      AddCommand(app, options, Options::Command::kSilence, "silence",
+                 "Play silence on a render endpoint, which keeps it from falling asleep.");
+  AddDevice(command, options, "keep awake");
+  AddSeconds(command, options);
+  AddQuiet(command, options);
+}
+
+}  // namespace
+
+void Describe(CLI::App& app, Options& options) {
+  app.name("zevra");
+  app.description(
+      "Record, watch and list what this machine plays and records. Where no sound server runs, "
+      "endpoints inside the program stand in, so that everything can be tried.");
+  app.require_subcommand(0, 1);
+  app.set_version_flag("--version", "zevra " ZEVRA_VERSION_STRING, "Print the version and end.");
+  app.set_help_flag("-h,--help", "Print this help and end. Each command has a help of its own.");
+  // Commands take this over when they are added.
+  app.formatter_fn([](const CLI::App* shown, const std::string& path, CLI::AppFormatMode) {
+    return HelpText(*shown, path);
+  });
+  AddRecord(app, options);
+  AddMeter(app, options);
+  AddList(app, options);
+  AddVolume(app, options);
+  AddSilence(app, options);
+  app.footer(
+      "0  done, also when Ctrl-C ended it\n"
+      "1  failed, with one line on standard error that says why\n"
+      "2  bad arguments");
+}
+
+}  // namespace zevra::command

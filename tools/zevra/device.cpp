@@ -1,0 +1,142 @@
+#include "tools/zevra/device.h"
+
+#include <algorithm>
+
+#include "tools/zevra/endpoint_facts.h"
+#include "tools/zevra/failure.h"
+#include "tools/zevra/result_text.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+std::uint32_t DataFlow(Flow flow) {
+  return flow == Flow::kCapture ? ZEVRA_FLOW_CAPTURE : ZEVRA_FLOW_RENDER;
+}
+
+// A message's list of names.
+std::string Enumerated(const std::vector<std::string>& names) {
+  std::string out;
+  for (const std::string& name : names) {
+    if (!out.empty()) out += ", ";
+    out += Quoted(name);
+  }
+  return out;
+}
+
+std::string EndpointKind(Flow flow) {
+  return flow == Flow::kBoth ? "endpoint" : std::string(FlowText(flow)) + " endpoint";
+}
+
+[[noreturn]] void FailUnknown(const std::string& name, Flow flow) {
+  const std::vector<std::string> names = ListNames(flow);
+  std::vector<std::string> alike;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(alike),
+               [&name](const std::string& known) { return ContainsIgnoringCase(known, name); });
+  std::string hint;
+  if (!alike.empty()) {
+    hint = "; did you mean " + Enumerated(alike) + "?";
+  } else if (!names.empty()) {
+    hint = "; there are " + Enumerated(names);
+  } else {
+    hint = "; there is none at all";
+  }
+  throw Failure("no " + EndpointKind(flow) + " is named " + Quoted(name) + hint);
+}
+
+[[noreturn]] void FailAmbiguous(const std::string& name, Flow flow) {
+  const std::vector<std::string> names = ListNames(flow);
+  const auto shared = std::count_if(names.begin(), names.end(), [&name](const std::string& known) {
+    return EqualIgnoringCase(known, name);
+  });
+  const std::string why = shared == 1 ? "one of them has no name, so none can be opened by name"
+                                      : "more than one is named " + Quoted(name);
+  throw Failure("can't tell the " + EndpointKind(flow) + "s apart, " + why + "; there are " +
+                Enumerated(names));
+}
+
+// The name as the endpoint itself writes it.
+std::string ProperName(const std::string& name, Flow flow) {
+  for (const std::string& known : ListNames(flow)) {
+    if (EqualIgnoringCase(known, name)) return known;
+  }
+  return name;
+}
+
+Device OpenByName(const std::string& name, Flow flow) {
+  const Utf16 wide = ToUtf16(name);
+  std::vector<Device> found;
+  for (const Flow one : {Flow::kRender, Flow::kCapture}) {
+    if (flow != Flow::kBoth && flow != one) continue;
+    ZevraHandle handle = nullptr;
+    const std::int32_t result = ZevraOpenDevice(&handle, wide.c_str(), DataFlow(one));
+    if (result >= 0) {
+      found.emplace_back(handle, ProperName(name, one), one);
+    } else if (result == ZEVRA_E_UNEXPECTED) {
+      FailAmbiguous(name, one);
+    } else if (result != ZEVRA_E_NOT_FOUND) {
+      throw Failure("can't open " + Quoted(name) + ": " + ResultText(result));
+    }
+  }
+  if (found.empty()) FailUnknown(name, flow);
+  if (found.size() > 1) {
+    throw Failure("a render endpoint and a capture endpoint are both named " +
+                  Quoted(found[0].name()) + "; choose with --flow render or --flow capture");
+  }
+  return std::move(found.front());
+}
+
+Device OpenDefault(Flow flow) {
+  const std::string name = DefaultEndpointName(flow);
+  // The library takes its default endpoint for loopback only, so another is opened by its name.
+  if (flow == Flow::kCapture) {
+    if (name.empty()) throw Failure("there is no default capture endpoint");
+    return OpenByName(name, flow);
+  }
+  ZevraHandle handle = nullptr;
+  const std::int32_t result = ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
+  if (result == ZEVRA_E_NOT_FOUND) throw Failure("there is no default render endpoint");
+  if (result < 0) throw Failure("can't open the default endpoint: " + ResultText(result));
+  return {handle, name, Flow::kRender};
+}
+
+}  // namespace
+
+std::string Device::Text() const {
+  if (name_.empty()) return std::string("the default ") + EndpointKind(flow_);
+  return Quoted(name_);
+}
+
+Device OpenDevice(const EndpointChoice& choice) {
+  if (choice.name) return OpenByName(*choice.name, choice.flow.value_or(Flow::kBoth));
+  return OpenDefault(choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
+}
+
+std::vector<std::string> ListNames(Flow flow) {
+  const auto list_function = flow == Flow::kRender    ? ZevraGetInnerRecordDeviceList
+                             : flow == Flow::kCapture ? ZevraGetOutRecordDeviceList
+                                                      : ZevraGetDeviceList;
+  ZevraDeviceList list{};
+  const std::int32_t result = list_function(&list);
+  if (result < 0 && list.count == 0) {
+    throw Failure("can't list the endpoints: " + ResultText(result));
+  }
+  std::vector<std::string> names;
+  for (std::uint32_t row = 0; row < list.count; ++row) {
+    names.push_back(ToUtf8(list.names[row]));
+  }
+  return names;
+}
+
+const char* FlowText(Flow flow) {
+  switch (flow) {
+    case Flow::kRender:
+      return "render";
+    case Flow::kCapture:
+      return "capture";
+    default:
+      return "both";
+  }
+}
+
+}  // namespace zevra::command

@@ -1,0 +1,139 @@
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
+
+#include "tools/zevra/commands.h"
+#include "tools/zevra/device.h"
+#include "tools/zevra/endpoint_facts.h"
+#include "tools/zevra/failure.h"
+#include "tools/zevra/session.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+// What the list says of one endpoint; what cannot be had stays empty.
+struct Row {
+  std::string name;
+  Flow flow;
+  std::optional<bool> is_default;
+  std::optional<float> volume;
+  std::optional<MixFormat> mix_format;
+};
+
+std::optional<float> VolumeOf(const std::string& name, Flow flow) {
+  EndpointChoice choice;
+  choice.name = name;
+  choice.flow = flow;
+  try {
+    const Device device = OpenDevice(choice);
+    float volume = 0;
+    if (ZevraGetVolume(device.handle(), &volume) >= 0) return volume;
+  } catch (const Failure&) {
+    // Two endpoints share the name: it is listed, and cannot be opened.
+  }
+  return {};
+}
+
+std::vector<Row> FindRows() {
+  const std::vector<EndpointFacts> facts = FindEndpointFacts(true);
+  std::vector<Row> rows;
+  for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
+    for (const std::string& name : ListNames(flow)) {
+      Row row{name, flow, {}, VolumeOf(name, flow), {}};
+      const auto same = [&](const EndpointFacts& fact) {
+        return fact.flow == flow && fact.name == name;
+      };
+      // Facts of endpoints that share a name cannot be told apart.
+      if (std::count_if(facts.begin(), facts.end(), same) == 1) {
+        const auto fact = std::find_if(facts.begin(), facts.end(), same);
+        row.is_default = fact->is_default;
+        row.mix_format = fact->mix_format;
+      }
+      rows.push_back(std::move(row));
+    }
+  }
+  return rows;
+}
+
+std::string MixFormatText(const std::optional<MixFormat>& format) {
+  if (!format) return "?";
+  return Format("%s%u, %u Hz, %u channel%s", format->is_float ? "f" : "s", format->bits,
+                format->rate, format->channels, format->channels == 1 ? "" : "s");
+}
+
+void PrintTable(const std::vector<Row>& rows) {
+  std::vector<std::vector<std::string>> table = {
+      {"NAME", "FLOW", "DEFAULT", "VOLUME", "MIX FORMAT"}};
+  for (const Row& row : rows) {
+    table.push_back({row.name, FlowText(row.flow),
+                     !row.is_default   ? "?"
+                     : *row.is_default ? "yes"
+                                       : "",
+                     row.volume ? Format("%.0f %%", *row.volume * 100) : "?",
+                     MixFormatText(row.mix_format)});
+  }
+  std::vector<std::size_t> widths(table[0].size());
+  for (const auto& cells : table) {
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      widths[i] = std::max(widths[i], Columns(cells[i]));
+    }
+  }
+  for (const auto& cells : table) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      line += cells[i];
+      if (i + 1 < cells.size()) line.append(widths[i] - Columns(cells[i]) + 2, ' ');
+    }
+    std::puts(line.c_str());
+  }
+}
+
+void PrintJson(const std::vector<Row>& rows) {
+  using Json = nlohmann::ordered_json;
+  Json list = Json::array();
+  for (const Row& row : rows) {
+    Json entry;
+    entry["name"] = row.name;
+    entry["flow"] = FlowText(row.flow);
+    entry["default"] = row.is_default ? Json(*row.is_default) : Json();
+    entry["volume"] = row.volume ? Json(*row.volume) : Json();
+    entry["mixFormat"] = nullptr;
+    if (const auto& format = row.mix_format) {
+      entry["mixFormat"] = {{"sampleKind", format->is_float ? "float" : "pcm"},
+                            {"bits", format->bits},
+                            {"rate", format->rate},
+                            {"channels", format->channels}};
+    }
+    list.push_back(std::move(entry));
+  }
+  std::puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
+}  // namespace
+
+void List(const Options& options) {
+  const Session session(options.endpoint.builtin);
+  const std::vector<Row> rows = FindRows();
+  if (options.json) {
+    PrintJson(rows);
+    return;
+  }
+  if (rows.empty()) {
+    std::puts("There is no active endpoint.");
+    return;
+  }
+  PrintTable(rows);
+  for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
+    const auto count = std::count_if(rows.begin(), rows.end(),
+                                     [flow](const Row& row) { return row.flow == flow; });
+    if (count < ZEVRA_DEVICE_LIST_ROWS) continue;
+    std::fprintf(stderr,
+                 "zevra: at most %d %s endpoints are listed; others can be named all the same\n",
+                 ZEVRA_DEVICE_LIST_ROWS, FlowText(flow));
+  }
+}
+
+}  // namespace zevra::command

@@ -1,0 +1,51 @@
+#ifndef ZEVRA_TOOLS_METER_VIEW_H
+#define ZEVRA_TOOLS_METER_VIEW_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/zevra/levels.h"
+#include "tools/zevra/terminal.h"
+
+namespace zevra::command {
+
+// Shows how a capture goes: on a terminal the time and a bar for each channel, some fifteen times a
+// second; elsewhere a line now and then.
+class MeterView {
+ public:
+  // `total_seconds` turns the time into progress.
+  MeterView(Terminal& terminal, std::uint16_t channels, std::optional<double> total_seconds);
+
+  // Interleaved whole frames that have arrived.
+  void Add(std::span<const float> samples);
+  // Shows what is due; `seconds` of sound have passed. Cheap when nothing is due.
+  void Show(double seconds);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Draw(double seconds, double since_last);
+  std::string TimeLine(double seconds, std::size_t width) const;
+  std::string BarLine(std::uint16_t channel, std::size_t width) const;
+  std::string PlainLine(double seconds) const;
+
+  Terminal& terminal_;
+  const std::optional<double> total_seconds_;
+  Levels levels_;
+  // What a bar shows and where its mark of the last peak stands, in decibels.
+  std::vector<double> shown_;
+  std::vector<double> held_;
+  std::vector<Clock::time_point> held_since_;
+  Clock::time_point drawn_;
+  std::uint64_t lines_ = 0;
+};
+
+// "1:02:03.4", "02:03.4".
+std::string TimeText(double seconds);
+
+}  // namespace zevra::command
+
+#endif

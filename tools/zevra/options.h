@@ -1,0 +1,46 @@
+#ifndef ZEVRA_TOOLS_OPTIONS_H
+#define ZEVRA_TOOLS_OPTIONS_H
+
+#include <optional>
+#include <string>
+
+#include "tools/zevra/sample_format.h"
+
+namespace CLI {
+class App;
+}
+
+namespace zevra::command {
+
+enum class Flow { kRender, kCapture, kBoth };
+
+// Which endpoint is meant.
+struct EndpointChoice {
+  // The endpoints inside the program instead of the machine's.
+  bool builtin = false;
+  // The default endpoint where there is none.
+  std::optional<std::string> name;
+  std::optional<Flow> flow;
+};
+
+struct Options {
+  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence };
+
+  Command command = Command::kNone;
+  EndpointChoice endpoint;
+  AudioFormat format;
+  std::optional<double> seconds;
+  bool keep_alive = true;
+  bool quiet = false;
+  bool json = false;
+  // Where the recording goes; "-" for raw audio on standard output.
+  std::string file;
+};
+
+// Declares the command line: parsing `app` fills `options`, which outlive it. The one source of the
+// help texts and of the manual page.
+void Describe(CLI::App& app, Options& options);
+
+}  // namespace zevra::command
+
+#endif

@@ -1,0 +1,14 @@
+#ifndef ZEVRA_TOOLS_RESULT_TEXT_H
+#define ZEVRA_TOOLS_RESULT_TEXT_H
+
+#include <cstdint>
+#include <string>
+
+namespace zevra::command {
+
+// What a result of the library means, for a person: words where there are any, and the value.
+std::string ResultText(std::int32_t result);
+
+}  // namespace zevra::command
+
+#endif

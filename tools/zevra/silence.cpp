@@ -1,0 +1,53 @@
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "tools/zevra/commands.h"
+#include "tools/zevra/device.h"
+#include "tools/zevra/failure.h"
+#include "tools/zevra/keep_alive.h"
+#include "tools/zevra/meter_view.h"
+#include "tools/zevra/result_text.h"
+#include "tools/zevra/session.h"
+#include "tools/zevra/signals.h"
+
+namespace zevra::command {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kLookTime{50};
+constexpr std::chrono::seconds kCheckTime{1};
+
+}  // namespace
+
+void Silence(const Options& options) {
+  const Session session(options.endpoint.builtin);
+  EndpointChoice choice = options.endpoint;
+  choice.flow = Flow::kRender;
+  const Device device = OpenDevice(choice);
+  const KeepAlive silence(device);
+  if (silence.result() != ZEVRA_OK) {
+    throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));
+  }
+  Terminal terminal(stdout);
+  const std::string until = options.seconds ? "" : "; Ctrl-C ends it";
+  if (!options.quiet) terminal.Line("Playing silence on " + device.Text() + until);
+
+  const auto begin = steady_clock::now();
+  auto checked = begin;
+  const auto elapsed = [begin] {
+    return std::chrono::duration<double>(steady_clock::now() - begin).count();
+  };
+  while (!Interrupted() && (!options.seconds || elapsed() < *options.seconds)) {
+    std::this_thread::sleep_for(kLookTime);
+    if (terminal.IsLive() && !options.quiet) terminal.Redraw({"  " + TimeText(elapsed())});
+    if (steady_clock::now() - checked < kCheckTime) continue;
+    checked = steady_clock::now();
+    if (!silence.StillPlays()) throw Failure(device.Text() + " went away");
+  }
+  terminal.Erase();
+  if (!options.quiet) terminal.Line("Played silence for " + TimeText(elapsed()));
+}
+
+}  // namespace zevra::command

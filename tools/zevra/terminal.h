@@ -1,0 +1,44 @@
+#ifndef ZEVRA_TOOLS_TERMINAL_H
+#define ZEVRA_TOOLS_TERMINAL_H
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace zevra::command {
+
+// Where messages go: a person's terminal, on which a block of lines can be written over and over,
+// or a file, which only ever grows.
+class Terminal {
+ public:
+  // `out` is written to and not closed.
+  explicit Terminal(std::FILE* out);
+  // Leaves the cursor as it was.
+  ~Terminal();
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  bool IsLive() const { return live_; }
+  bool HasUtf8() const { return utf8_; }
+  bool HasColour() const { return colour_; }
+  // Columns of a line, asked anew each time because windows change.
+  std::size_t Width() const;
+
+  void Line(const std::string& text);
+  // Puts the block in the place of the one before; lines must not be wider than the terminal.
+  void Redraw(const std::vector<std::string>& lines);
+  // Takes the block away.
+  void Erase();
+
+ private:
+  std::FILE* const out_;
+  const bool live_;
+  const bool utf8_;
+  const bool colour_;
+  std::size_t block_lines_ = 0;
+};
+
+}  // namespace zevra::command
+
+#endif
