@@ -1,0 +1,115 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "tools/zevra/levels.h"
+#include "tools/zevra/meter_view.h"
+#include "tools/zevra/packet_ring.h"
+#include "tools/zevra/sample_format.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+using testing::ElementsAre;
+using testing::FloatEq;
+
+TEST(Text, GoesBetweenUtf8AndUtf16WhateverTheBytesAre) {
+  struct Case {
+    std::string utf8;
+    Utf16 utf16;
+    std::string back;
+  };
+  const Case cases[] = {
+      {"Lautsprecher \xc3\xbc", u"Lautsprecher \u00fc", "Lautsprecher \xc3\xbc"},
+      {"\xe2\x82\xac", u"\u20ac", "\xe2\x82\xac"},
+      {"\xf0\x9f\x94\x8a", u"\xd83d\xdd0a", "\xf0\x9f\x94\x8a"},
+      {"a\xff"
+       "b",
+       u"a\ufffd"
+       u"b",
+       "a\xef\xbf\xbd"
+       "b"},                                                      // no such byte
+      {"\xc0\xaf", u"\ufffd\ufffd", "\xef\xbf\xbd\xef\xbf\xbd"},  // a longer form than needed
+      {"\xe2\x82", u"\ufffd", "\xef\xbf\xbd"},                    // cut short
+      {"\xed\xa0\x80", u"\ufffd", "\xef\xbf\xbd"},                // half a surrogate pair
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ToUtf16(c.utf8), c.utf16) << c.utf8;
+    EXPECT_EQ(ToUtf8(c.utf16), c.back) << c.utf8;
+  }
+  EXPECT_EQ(ToUtf8(u"\xd83dx\xdd0a"), "\xef\xbf\xbdx\xef\xbf\xbd");
+}
+
+TEST(SampleFormat, DecodesAndWidensEveryKind) {
+  const std::uint8_t u8[] = {0, 128, 192};
+  const std::uint8_t s16[] = {0x00, 0x80, 0x00, 0x00, 0x00, 0x40};
+  const std::uint8_t s24[] = {0, 0, 0x80, 0, 0, 0, 0, 0, 0x40};
+  const std::uint8_t s32[] = {0, 0, 0, 0x80, 0, 0, 0, 0, 0, 0, 0, 0x40};
+  const float f32[] = {-1, 0, 0.5F};
+  const auto check = [](SampleType type, std::span<const std::uint8_t> bytes) {
+    float samples[3] = {};
+    Decode(type, bytes, samples);
+    EXPECT_THAT(samples, ElementsAre(FloatEq(-1), FloatEq(0), FloatEq(0.5))) << NameOf(type);
+    EXPECT_EQ(bytes.size(), 3 * BytesOf(type));
+  };
+  check(SampleType::kU8, u8);
+  check(SampleType::kS16, s16);
+  check(SampleType::kS24, s24);
+  check(SampleType::kS32, s32);
+  check(SampleType::kF32, {reinterpret_cast<const std::uint8_t*>(f32), sizeof(f32)});
+}
+
+TEST(Levels, MeasureEachChannel) {
+  Levels levels(2);
+  levels.Add(std::vector<float>{0.5F, 0, -0.5F, 0.25F});
+  levels.Add(std::vector<float>{0.5F, 0, -0.5F, -0.25F});
+  EXPECT_EQ(levels.Peak(0), 0.5F);
+  EXPECT_EQ(levels.Peak(1), 0.25F);
+  EXPECT_NEAR(levels.Rms(), std::sqrt((0.25 + 0.03125) / 2), 1e-9);
+  levels.Clear();
+  EXPECT_EQ(DecibelText(levels.Peak()), "-inf");
+  EXPECT_EQ(DecibelText(levels.Rms()), "-inf");
+}
+
+TEST(MeterView, WritesTimesThatNeverRunAhead) {
+  EXPECT_EQ(TimeText(0), "00:00.0");
+  EXPECT_EQ(TimeText(59.999), "00:59.9");
+  EXPECT_EQ(TimeText(60), "01:00.0");
+  EXPECT_EQ(TimeText(3723.45), "1:02:03.4");
+}
+
+TEST(PacketRing, CarriesEveryByteAcrossThreadsAndTakesNoHalfPackets) {
+  PacketRing ring(1000);
+  constexpr std::size_t kTotal = 60'000;
+  std::thread producer([&ring] {
+    std::vector<std::uint8_t> packet(300);
+    for (std::size_t sent = 0; sent < kTotal; sent += packet.size()) {
+      for (std::size_t i = 0; i < packet.size(); ++i) {
+        packet[i] = static_cast<std::uint8_t>((sent + i) % 251);
+      }
+      while (!ring.Push(packet)) std::this_thread::yield();
+    }
+  });
+  std::vector<std::uint8_t> out(170);
+  std::size_t taken = 0;
+  bool in_order = true;
+  while (taken < kTotal) {
+    const std::size_t count = ring.Take(out);
+    for (std::size_t i = 0; i < count; ++i) in_order &= out[i] == (taken + i) % 251;
+    taken += count;
+  }
+  producer.join();
+  EXPECT_TRUE(in_order);
+  EXPECT_EQ(taken, kTotal);
+  const std::vector<std::uint8_t> packet(600);
+  EXPECT_TRUE(ring.Push(packet));
+  EXPECT_FALSE(ring.Push(packet));
+  out.resize(700);
+  EXPECT_EQ(ring.Take(out), 600U);
+}
+
+}  // namespace
+}  // namespace zevra::command
