@@ -1,0 +1,115 @@
+#ifndef ZEVRA_TESTS_PLATFORM_PULSE_SERVER_HOST_H
+#define ZEVRA_TESTS_PLATFORM_PULSE_SERVER_HOST_H
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/com_object.h"
+#include "platform/owners.h"
+
+// What the tests on a real server share: the server's own tools beside the objects under test.
+namespace zevra::test {
+
+using platform::ComPtr;
+using Clock = std::chrono::steady_clock;
+
+inline constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
+inline constexpr UINT32 kRate = 48'000;
+
+// What a shell command prints, without the last line end. Failing fails the test.
+std::string Shell(const std::string& command);
+bool Eventually(std::chrono::milliseconds limit, const std::function<bool()>& condition);
+// Signals the process that clients talk to.
+void SignalServer(int signal);
+double SecondsOf(const std::function<void()>& work);
+
+// A null sink of 48 kHz float, there until it is unloaded.
+class NullSink {
+ public:
+  // `description` is put between double quotes.
+  NullSink(const std::string& name, const std::string& channel_map, unsigned channels,
+           const std::string& description = "Extra");
+  ~NullSink() { Unload(); }
+  NullSink(const NullSink&) = delete;
+  NullSink& operator=(const NullSink&) = delete;
+  void Unload();
+
+ private:
+  std::string module_;
+};
+
+// The server's own player, on its way with the given frames until the object goes.
+class Player {
+ public:
+  Player(const std::string& sink, const std::vector<float>& samples, unsigned channels,
+         const std::string& channel_map);
+  ~Player();
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+
+ private:
+  std::string file_;
+  pid_t process_ = -1;
+};
+
+struct Listed {
+  std::u16string name;
+  ComPtr<IMMDevice> device;
+};
+
+ComPtr<IMMDeviceEnumerator> MakeEnumerator();
+std::vector<Listed> List(EDataFlow flow);
+std::vector<std::u16string> Names(EDataFlow flow);
+std::u16string NameOf(IMMDevice* device);
+// The last endpoint of that name; null, and a failed test, without one.
+ComPtr<IMMDevice> Find(const std::u16string& name);
+
+// A client with the endpoint's mix format and its service, if it has got that far.
+struct Stream {
+  explicit Stream(IMMDevice* device);
+  HRESULT Initialize(DWORD flags, REFERENCE_TIME duration = 0);
+
+  ComPtr<IAudioClient> client;
+  WAVEFORMATEXTENSIBLE format{};
+  ComPtr<IAudioCaptureClient> capture;
+  ComPtr<IAudioRenderClient> render;
+};
+
+// Initialises and starts a capture of float frames.
+void StartCapture(Stream& stream, DWORD flags = kLoopback);
+// Appends what has arrived to `samples`; fails the test at an error or a flagged packet.
+void Drain(Stream& stream, std::vector<float>* samples);
+// Drains every 5 ms for that long.
+std::vector<float> Record(Stream& stream, std::chrono::milliseconds time);
+
+// Interleaved stereo: counts up on the left and down on the right in steps of 2^-23, which a float
+// holds exactly, so that one lost or doubled frame shows.
+std::vector<float> Ramp(std::size_t frames);
+// The frames of a recording from its first to its last sound, and where they do not follow on.
+struct RampCheck {
+  std::size_t frames = 0;
+  std::size_t breaks = 0;
+};
+RampCheck CheckRamp(const std::vector<float>& samples);
+
+// COM on the test's thread, and the promise that no object outlives the test.
+class ServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_GE(CoInitialize(nullptr), 0); }
+  void TearDown() override {
+    CoUninitialize();
+    EXPECT_EQ(platform::live_com_objects.load(), objects_before_);
+  }
+
+ private:
+  const long objects_before_ = platform::live_com_objects.load();
+};
+
+}  // namespace zevra::test
+
+#endif
