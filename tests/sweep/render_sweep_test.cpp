@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "stream/render_loop.h"
 #include "support/host.h"
 
 namespace zevra::test {
@@ -197,7 +196,8 @@ TEST_F(RenderSweep, StartElsewhereDoesNotSwallowAStop) {
   ZevraHandle const second = OpenDefault();
   ASSERT_EQ(ZevraStartPlay(first), 0);
   std::thread stopper([&] { EXPECT_EQ(ZevraStopPlay(first), 0); });
-  EXPECT_TRUE(Eventually([] { return play_stop_requested.load(); }));
+  // The first stream's ready event, then the stop's own, behind the flag.
+  EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:SetEvent"] >= 2; }));
   EXPECT_EQ(ZevraStartPlay(second), 0);
   stopper.join();
   EXPECT_EQ(ZevraStopPlay(second), 0);
