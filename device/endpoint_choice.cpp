@@ -53,7 +53,7 @@ HRESULT ZevraImpl::GetDefaultDevice(std::uint32_t data_flow) {
   return ReadTextName(device.Get(), name);
 }
 
-HRESULT ZevraImpl::GetSpecifyDevice(LPCWSTR wanted, std::uint32_t data_flow) {
+HRESULT ZevraImpl::GetSpecifyDevice(LPCWSTR name, std::uint32_t data_flow) {
   const TraceScope scope("ZevraImpl::GetSpecifyDevice");
   ComPtr<IMMDeviceEnumerator> enumerator;
   HRESULT result = zevra::CreateDeviceEnumerator(&enumerator);
@@ -84,10 +84,10 @@ HRESULT ZevraImpl::GetSpecifyDevice(LPCWSTR wanted, std::uint32_t data_flow) {
       ZEVRA_LOG_ERROR("ZevraImpl::GetSpecifyDevice | error | Item %x", Hex(result));
       return result;
     }
-    FriendlyName name;
-    result = ReadTextName(endpoint.Get(), name);
+    FriendlyName found;
+    result = ReadTextName(endpoint.Get(), found);
     if (FAILED(result)) return result;
-    if (!zevra::platform::EqualIgnoringCase(name.Text(), wanted)) continue;
+    if (!zevra::platform::EqualIgnoringCase(found.Text(), name)) continue;
     if (device) return E_UNEXPECTED;
     device = ComPtr<IMMDevice>::Share(endpoint.Get());
     stream_flags = StreamFlags(data_flow, stream_flags);

@@ -61,8 +61,8 @@ struct ZevraImpl {
  private:
   // True for the one of the start and the capture thread that lets go of the object last.
   bool LetGo() { return capture_keepers_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
-  static DWORD CaptureThread(void* object);
-  static DWORD PlayThread(void* object);
+  static DWORD CaptureThread(void* argument);
+  static DWORD PlayThread(void* argument);
   zevra::StreamFields CaptureFields();
   zevra::StreamFields PlayFields();
 

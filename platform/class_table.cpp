@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -23,10 +24,10 @@ std::vector<Entry>& Table() {
 ClassFactory FindFactory(REFCLSID class_id) {
   const std::lock_guard hold(table_mutex);
   const auto& table = Table();
-  for (auto entry = table.rbegin(); entry != table.rend(); ++entry) {
-    if (IsEqualGUID(entry->class_id, class_id)) return entry->factory;
-  }
-  return {};
+  const auto found = std::find_if(table.rbegin(), table.rend(), [&](const Entry& entry) {
+    return IsEqualGUID(entry.class_id, class_id);
+  });
+  return found != table.rend() ? found->factory : ClassFactory();
 }
 
 }  // namespace

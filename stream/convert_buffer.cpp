@@ -11,10 +11,10 @@ using platform::ComPtr;
 // A media buffer's bytes while they are locked.
 class LockedBuffer {
  public:
-  explicit LockedBuffer(IMFMediaBuffer* buffer) : buffer_(buffer) {
-    result_ = buffer_->Lock(&data_, nullptr, nullptr);
-    locked_ = SUCCEEDED(result_);
-  }
+  explicit LockedBuffer(IMFMediaBuffer* buffer)
+      : buffer_(buffer),
+        result_(buffer->Lock(&data_, nullptr, nullptr)),
+        locked_(SUCCEEDED(result_)) {}
   ~LockedBuffer() {
     if (locked_) buffer_->Unlock();
   }
@@ -32,8 +32,8 @@ class LockedBuffer {
  private:
   IMFMediaBuffer* buffer_;
   BYTE* data_ = nullptr;
-  HRESULT result_ = S_OK;
-  bool locked_ = false;
+  HRESULT result_;
+  bool locked_;
 };
 
 // The packet lies in memory that goes back to the stream; the transform may keep its input longer.
