@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <numbers>
-#include <optional>
+#include <stdexcept>
 #include <vector>
 
 #include "platform/com.h"
@@ -44,7 +44,7 @@ struct Bounds {
 void Require(HRESULT result, const char* what) {
   if (SUCCEEDED(result)) return;
   std::fprintf(stderr, "quality: %s failed with %x\n", what, static_cast<unsigned>(result));
-  std::exit(2);
+  throw std::runtime_error(what);
 }
 
 // A mono converter of 32-bit floats, fed in packets of 10 ms.
@@ -249,10 +249,8 @@ void Print(const char* name, Rates rates, const Row& row, const char* verdict) {
               row.held_ms, verdict);
 }
 
-}  // namespace
-
-int main() {
-  ::CoInitialize(nullptr);
+// True if every bound is met.
+bool PrintTable() {
   std::printf(
       "Bounds: SNR at 997 Hz >= %.0f dB, at 0.45 of the lower rate >= %.0f dB; alias at 1.12"
       " of Nyquist <= %.0f dB;\ngain flat within %.1f dB to 0.45 of the rate; at most %.1f ms"
@@ -268,6 +266,19 @@ int main() {
     Print("zevra", rates, own, met ? "ok" : "BOUND MISSED");
     Print("soxr HQ", rates, MeasureRow<SoxrConverter>(rates), "");
   }
+  return all_met;
+}
+
+}  // namespace
+
+int main() {
+  ::CoInitialize(nullptr);
+  int code = 2;
+  try {
+    code = PrintTable() ? 0 : 1;
+  } catch (const std::exception&) {
+    // Require has told what failed.
+  }
   ::CoUninitialize();
-  return all_met ? 0 : 1;
+  return code;
 }

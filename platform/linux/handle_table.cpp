@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <memory>
 #include <mutex>
@@ -135,7 +136,7 @@ HANDLE HandleOf(const KernelObject& object) {
   const std::uint64_t generation = GenerationOf(object.state.load(std::memory_order_relaxed));
   const std::uint64_t value =
       (generation << kHandleGenerationShift) | (std::uint64_t{object.slot + 1} << kHandleSlotShift);
-  return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(value));
+  return std::bit_cast<HANDLE>(value);
 }
 
 KernelObject* Pin(HANDLE handle) {
@@ -173,10 +174,7 @@ bool SignalObject(KernelObject& object) {
   return ::write(object.descriptor, &one, sizeof(one)) == sizeof(one) || errno == EAGAIN;
 }
 
-}  // namespace zevra::platform
-
-BOOL CloseHandle(HANDLE handle) {
-  using namespace zevra::platform;
+bool ReleaseHandle(HANDLE handle) {
   const auto [object, generation] = PartsOf(handle);
   if (object != nullptr) {
     std::uint64_t state = object->state.load(std::memory_order_acquire);
@@ -184,10 +182,14 @@ BOOL CloseHandle(HANDLE handle) {
       if (object->state.compare_exchange_weak(state, state & ~kOpenBit,
                                               std::memory_order_acq_rel)) {
         Unpin(*object);
-        return TRUE;
+        return true;
       }
     }
   }
   ::SetLastError(ERROR_INVALID_HANDLE);
-  return FALSE;
+  return false;
 }
+
+}  // namespace zevra::platform
+
+BOOL CloseHandle(HANDLE handle) { return zevra::platform::ReleaseHandle(handle) ? TRUE : FALSE; }

@@ -45,6 +45,8 @@ struct KernelObject {
 // call that failed with the errno in force.
 KernelObject* OpenObject(ObjectKind kind, bool manual_reset, int descriptor);
 HANDLE HandleOf(const KernelObject& object);
+// Closes the handle and drops its pin. False, with GetLastError set, where it is not open.
+bool ReleaseHandle(HANDLE handle);
 
 // The object of an open handle with one more pin; otherwise null, and GetLastError is set.
 KernelObject* Pin(HANDLE handle);

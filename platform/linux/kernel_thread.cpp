@@ -31,7 +31,7 @@ class SignalsBlocked {
   SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
  private:
-  sigset_t before_;
+  sigset_t before_{};
 };
 
 class ThreadAttributes {
@@ -53,7 +53,7 @@ class ThreadAttributes {
   const pthread_attr_t* Get() const { return &attributes_; }
 
  private:
-  pthread_attr_t attributes_;
+  pthread_attr_t attributes_{};
 };
 
 // An exception that left the entry would unwind into the C library; noexcept ends the process with

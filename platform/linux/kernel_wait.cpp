@@ -117,9 +117,8 @@ class WaitSet {
     return index;
   }
 
-  // Neither array is set beyond what was added.
-  std::array<KernelObject*, MAXIMUM_WAIT_OBJECTS> objects_;
-  std::array<pollfd, MAXIMUM_WAIT_OBJECTS> descriptors_;
+  std::array<KernelObject*, MAXIMUM_WAIT_OBJECTS> objects_{};
+  std::array<pollfd, MAXIMUM_WAIT_OBJECTS> descriptors_{};
   DWORD count_ = 0;
 };
 

@@ -35,8 +35,7 @@ class AttributeBag {
   const Attribute* Find(REFGUID key) const;
   Attribute* FindOrAdd(REFGUID key);
 
-  // Only the first `count_` are set.
-  std::array<Attribute, kCapacity> attributes_;
+  std::array<Attribute, kCapacity> attributes_{};
   std::size_t count_ = 0;
 };
 
@@ -47,6 +46,7 @@ class AttributesObject : public ComObject<Interface> {
   static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
     return TakeBlock(bytes);
   }
+  // NOLINTNEXTLINE(misc-new-delete-overloads): there is no new that throws
   static void operator delete(void* block) noexcept { GiveBlock(block); }
   static void operator delete(void* block, const std::nothrow_t&) noexcept { GiveBlock(block); }
 

@@ -18,6 +18,7 @@ class MemoryBuffer final : public zevra::platform::ComObject<IMFMediaBuffer> {
   explicit MemoryBuffer(DWORD capacity) : capacity_(capacity) {}
 
   static void* operator new(std::size_t bytes, DataBytes data) noexcept;
+  // NOLINTNEXTLINE(misc-new-delete-overloads): there is no new that throws
   static void operator delete(void* block) noexcept { zevra::platform::GiveBlock(block); }
   static void operator delete(void* block, DataBytes) noexcept {
     zevra::platform::GiveBlock(block);

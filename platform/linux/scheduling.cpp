@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <string_view>
 
 #include "platform/linux/kernel.h"
@@ -24,7 +25,7 @@ constexpr std::array<TaskClass, 4> kTaskClasses = {
 constexpr int kNiceLevel = -11;
 
 // Not a handle of the table, whose values are multiples of four.
-HANDLE TaskHandle() { return reinterpret_cast<HANDLE>(std::uintptr_t{2}); }
+HANDLE TaskHandle() { return std::bit_cast<HANDLE>(std::uintptr_t{2}); }
 
 char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;

@@ -168,7 +168,7 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
 
 bool SwrEngine::MakeScratch() {
   const auto make = [](std::size_t sample_bytes, UINT32 channels, Block* block) {
-    block->reset(static_cast<BYTE*>(TakeBlock(kScratchFrames * channels * sample_bytes)));
+    block->reset(static_cast<BYTE*>(TakeBlock(sample_bytes * kScratchFrames * channels)));
     return *block != nullptr;
   };
   const bool unpacks = !input_.is_float && input_.bits == 24;
@@ -182,7 +182,7 @@ SwrEngine::Planes SwrEngine::PlanesOf(const Block& block) const {
   const std::size_t sample_bytes = double_inside_ ? sizeof(double) : sizeof(float);
   Planes planes{};
   for (UINT32 channel = 0; channel < output_.channels; ++channel) {
-    planes[channel] = block.get() + channel * kScratchFrames * sample_bytes;
+    planes[channel] = block.get() + sample_bytes * kScratchFrames * channel;
   }
   return planes;
 }

@@ -1,64 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstddef>
-
+#include "counting_heap.h"
 #include "resampler_driver.h"
 
-// Counts what the process takes from the heap, by whatever name: the operators of C++ end in these
-// as well.
-
+namespace zevra::test {
 namespace {
-std::atomic<long> allocations{0};
-std::atomic<long> live_blocks{0};
-
-template <class T>
-T* Count(T* block) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  if (block != nullptr) live_blocks.fetch_add(1, std::memory_order_relaxed);
-  return block;
-}
-}  // namespace
-
-extern "C" {
-void* __libc_malloc(std::size_t bytes);
-void* __libc_calloc(std::size_t count, std::size_t bytes);
-void* __libc_realloc(void* block, std::size_t bytes);
-void* __libc_memalign(std::size_t alignment, std::size_t bytes);
-void __libc_free(void* block);
-
-__attribute__((visibility("default"))) void* malloc(std::size_t bytes) {
-  return Count(__libc_malloc(bytes));
-}
-__attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t bytes) {
-  return Count(__libc_calloc(count, bytes));
-}
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t bytes) {
-  if (block != nullptr) live_blocks.fetch_sub(1, std::memory_order_relaxed);
-  return Count(__libc_realloc(block, bytes));
-}
-__attribute__((visibility("default"))) void* memalign(std::size_t alignment, std::size_t bytes) {
-  return Count(__libc_memalign(alignment, bytes));
-}
-__attribute__((visibility("default"))) void* aligned_alloc(std::size_t alignment,
-                                                           std::size_t bytes) {
-  return Count(__libc_memalign(alignment, bytes));
-}
-__attribute__((visibility("default"))) int posix_memalign(void** block, std::size_t alignment,
-                                                          std::size_t bytes) {
-  *block = Count(__libc_memalign(alignment, bytes));
-  return *block != nullptr ? 0 : ENOMEM;
-}
-__attribute__((visibility("default"))) void free(void* block) {
-  if (block != nullptr) live_blocks.fetch_sub(1, std::memory_order_relaxed);
-  __libc_free(block);
-}
-}
-
-namespace {
-
-using namespace zevra::test;
 
 constexpr std::size_t kPacketFrames = 480;
 
@@ -86,12 +32,12 @@ TEST(Allocation, APacketTakesNothingFromTheHeap) {
     Bytes output;
     output.reserve(1 << 20);
     const ResamplerDriver resampler(c.input, c.output);
-    const long at_first = allocations;
+    const long at_first = Allocations();
     RunPackets(resampler, packet, 40, &output);
-    EXPECT_GT(allocations, at_first) << "the count does not count";
-    const long before = allocations;
+    EXPECT_GT(Allocations(), at_first) << "the count does not count";
+    const long before = Allocations();
     RunPackets(resampler, packet, 500, &output);
-    EXPECT_EQ(allocations, before) << c.output.rate << ' ' << c.output.bits;
+    EXPECT_EQ(Allocations(), before) << c.output.rate << ' ' << c.output.bits;
   }
   CoUninitialize();
 }
@@ -111,18 +57,19 @@ TEST(Allocation, StartAndStopGiveEverythingBack) {
     ASSERT_EQ(MFShutdown(), S_OK);
   };
   round();
-  const long before = live_blocks;
+  const long before = LiveBlocks();
   for (int i = 0; i < 100; ++i) round();
-  EXPECT_EQ(live_blocks, before);
+  EXPECT_EQ(LiveBlocks(), before);
   // A thread's spare blocks do not outlive its use of the platform.
   ComPtr<IMFMediaBuffer> buffer;
   MFStartup(MF_VERSION, MFSTARTUP_LITE);
   MFCreateMemoryBuffer(100, buffer.Put());
   buffer.Reset();
-  EXPECT_EQ(live_blocks, before + 1);
+  EXPECT_EQ(LiveBlocks(), before + 1);
   MFShutdown();
-  EXPECT_EQ(live_blocks, before);
+  EXPECT_EQ(LiveBlocks(), before);
   CoUninitialize();
 }
 
 }  // namespace
+}  // namespace zevra::test

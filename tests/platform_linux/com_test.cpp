@@ -27,20 +27,20 @@ TEST(Com, CreationSaysWhyItFailed) {
   constexpr CLSID kUnknownClass = {1, 2, 3, {4}};
   int outer = 0;
   const struct {
-    bool initialized;
     const CLSID& class_id;
-    bool has_outer;
-    DWORD context;
     const IID& iid;
-    HRESULT result;
+    HRESULT result = S_OK;
+    DWORD context = CLSCTX_ALL;
+    bool initialized = true;
+    bool has_outer = false;
   } cases[] = {
-      {true, CLSID_CResamplerMediaObject, false, CLSCTX_INPROC_SERVER, IID_IUnknown, S_OK},
-      {true, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IMFTransform, S_OK},
-      {true, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IMFSample, E_NOINTERFACE},
-      {true, CLSID_CResamplerMediaObject, true, CLSCTX_ALL, IID_IUnknown, CLASS_E_NOAGGREGATION},
-      {true, CLSID_CResamplerMediaObject, false, 4, IID_IUnknown, REGDB_E_CLASSNOTREG},
-      {true, kUnknownClass, false, CLSCTX_ALL, IID_IUnknown, REGDB_E_CLASSNOTREG},
-      {false, CLSID_CResamplerMediaObject, false, CLSCTX_ALL, IID_IUnknown, CO_E_NOTINITIALIZED},
+      {CLSID_CResamplerMediaObject, IID_IUnknown, S_OK, CLSCTX_INPROC_SERVER},
+      {CLSID_CResamplerMediaObject, IID_IMFTransform, S_OK},
+      {CLSID_CResamplerMediaObject, IID_IMFSample, E_NOINTERFACE},
+      {CLSID_CResamplerMediaObject, IID_IUnknown, CLASS_E_NOAGGREGATION, CLSCTX_ALL, true, true},
+      {CLSID_CResamplerMediaObject, IID_IUnknown, REGDB_E_CLASSNOTREG, 4},
+      {kUnknownClass, IID_IUnknown, REGDB_E_CLASSNOTREG},
+      {CLSID_CResamplerMediaObject, IID_IUnknown, CO_E_NOTINITIALIZED, CLSCTX_ALL, false},
   };
   for (const auto& c : cases) {
     if (c.initialized) CoInitialize(nullptr);

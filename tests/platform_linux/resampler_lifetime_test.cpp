@@ -6,15 +6,14 @@
 #include "platform/com_object.h"
 #include "resampler_driver.h"
 
+namespace zevra::test {
 namespace {
-
-using namespace zevra::test;
 
 TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
   CoInitialize(nullptr);
   const auto descriptors = OpenDescriptors();
   const std::size_t threads = ThreadCount();
-  const long objects = zevra::platform::live_com_objects;
+  const long objects = platform::live_com_objects;
   const Format input = Float(48'000, 2), output = Pcm(24, 0, 16'000, 1);
   const Bytes packet(480 * 8);
   for (int round = 0; round < 1000; ++round) {
@@ -26,7 +25,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
       ASSERT_EQ(resampler.Pull(10'000, &converted), S_OK);
     }
   }
-  EXPECT_EQ(zevra::platform::live_com_objects, objects);
+  EXPECT_EQ(platform::live_com_objects, objects);
   EXPECT_EQ(OpenDescriptors(), descriptors);
   EXPECT_EQ(ThreadCount(), threads);
   CoUninitialize();
@@ -35,7 +34,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
 // Samples made on one thread and released on others: their memory changes hands between the
 // threads' caches, also behind a cache that is gone already.
 TEST(ResamplerLifetime, SamplesMayBeReleasedOnAnyThread) {
-  const long objects = zevra::platform::live_com_objects;
+  const long objects = platform::live_com_objects;
   for (int round = 0; round < 50; ++round) {
     std::vector<ComPtr<IMFMediaBuffer>> buffers(20);
     for (auto& buffer : buffers) MFCreateMemoryBuffer(4'000, buffer.Put());
@@ -47,7 +46,8 @@ TEST(ResamplerLifetime, SamplesMayBeReleasedOnAnyThread) {
       for (auto& buffer : buffers) buffer.Reset();
     }).join();
   }
-  EXPECT_EQ(zevra::platform::live_com_objects, objects);
+  EXPECT_EQ(platform::live_com_objects, objects);
 }
 
 }  // namespace
+}  // namespace zevra::test

@@ -8,9 +8,8 @@
 
 // Channels mixed by their masks, seen through the transform.
 
+namespace zevra::test {
 namespace {
-
-using namespace zevra::test;
 
 class ResamplerMixTest : public testing::Test {
  protected:
@@ -77,8 +76,8 @@ TEST_F(ResamplerMixTest, NothingEverClips) {
   for (DWORD input = 1; input < 0x40000; ++input) {
     if (Channels(input) > 8) continue;
     for (const DWORD output : {0x4u, 0x3u, 0x33u, 0x3Fu, 0x60Fu, 0x63Fu, 0x13Fu, 0x100u}) {
-      zevra::platform::MixMatrix gains;
-      if (!zevra::platform::BuildMixMatrix(input, output, &gains)) {
+      platform::MixMatrix gains;
+      if (!platform::BuildMixMatrix(input, output, &gains)) {
         ++refused;
         continue;
       }
@@ -103,3 +102,4 @@ TEST_F(ResamplerMixTest, NothingEverClips) {
 }
 
 }  // namespace
+}  // namespace zevra::test

@@ -10,9 +10,8 @@
 
 // What the resampler makes of a signal.
 
+namespace zevra::test {
 namespace {
-
-using namespace zevra::test;
 
 class ResamplerTest : public testing::Test {
  protected:
@@ -245,3 +244,4 @@ TEST_F(ResamplerTest, SamplesThatAreNoNumbersDoNotStayInTheSignal) {
 }
 
 }  // namespace
+}  // namespace zevra::test
