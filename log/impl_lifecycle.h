@@ -78,12 +78,12 @@ void ZEVRA_LOG_CLASS::open_lock(Log_IO* given) {
   }
   std::string title = cfg_.values.title;
   std::replace(title.begin(), title.end(), ' ', '_');
-  std::array<char, kPathLimit> name;
+  std::array<char, kPathLimit> name{};
   std::snprintf(name.data(), name.size(), "Korvane_Logger_Mutex_%s", title.c_str());
   mutex_ = new LOCK;
   owns_mutex_ = true;
   if (const int error = mutex_->open(name.data()); error != 0) {
-    std::array<char, 2 * kPathLimit> message;
+    std::array<char, 2 * kPathLimit> message{};
     std::snprintf(message.data(), message.size(),
                   "Log_Impl_T::open open lock name %s failed, error = %d.\n", name.data(), error);
     WriteToConsole(message.data());

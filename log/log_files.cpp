@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "log/paths.h"
@@ -27,7 +27,8 @@ std::string time_or_blank(const std::string& path) {
 
 std::string normalized(std::string path) {
   normalize_path(path.data());
-  return path.c_str();
+  path.resize(std::strlen(path.c_str()));  // it only gets shorter
+  return path;
 }
 
 // The last text that this thread made. Lines of one second differ in their milliseconds only, and

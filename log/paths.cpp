@@ -20,7 +20,7 @@ bool is_blank(char c) { return static_cast<unsigned char>(c) < 33; }
 
 // "directory/name", normalised; empty if it is too long.
 std::string path_of_entry(const char* directory, const char* name) {
-  std::array<char, kPathBytes> path;
+  std::array<char, kPathBytes> path{};
   const int length = std::snprintf(path.data(), path.size(), "%s/%s", directory, name);
   if (length < 0 || static_cast<std::size_t>(length) >= path.size()) {
     return {};
@@ -73,20 +73,17 @@ char* join_path(char* directory, const char* name) {
     return nullptr;
   }
   std::array<char, kPathBytes> tail{};
-  std::strcpy(tail.data(), name);
+  std::memcpy(tail.data(), name, std::strlen(name));
   normalize_path(tail.data());
-  if (normalize_path(directory) == 0) {
-    std::strcpy(directory, tail.data());
-  } else {
-    std::strcat(directory, tail[0] == '/' ? tail.data() + 1 : tail.data());
-  }
+  const bool replaces = normalize_path(directory) == 0;
+  const char* const rest = !replaces && tail[0] == '/' ? tail.data() + 1 : tail.data();
+  char* const end = replaces ? directory : directory + std::strlen(directory);
+  std::memcpy(end, rest, std::strlen(rest) + 1);
   return directory;
 }
 
 char* module_directory(char* out, ModuleHandle module) {
-  std::array<char, kPathLimit> path{};
-  ModulePath(module, path.data(), path.size());
-  std::strcpy(out, path.data());
+  ModulePath(module, out, kPathLimit);
   normalize_path(out);
   char* const last = std::strrchr(out, '/');
   (last != nullptr ? last[1] : out[0]) = '\0';

@@ -8,6 +8,8 @@
 
 namespace zevra {
 
+// The tag shows in the type's name, as everywhere this logger is used.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 struct __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__;
 
 // The logger of this copy of the library. Compiled once, in log/logger.cpp.

@@ -58,7 +58,7 @@ struct Key {
   std::string (*show)(const Log_Cfg_Values& values);
 };
 
-const Key kKeys[] = {
+constexpr Key kKeys[] = {
     {"file", Kind::kText, [](const Log_Cfg_Values& v) { return v.file; }},
     {"title", Kind::kText, [](const Log_Cfg_Values& v) { return v.title; }},
     {"output", Kind::kMask, [](const Log_Cfg_Values& v) { return hexadecimal(v.output); }},

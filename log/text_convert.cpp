@@ -1,6 +1,5 @@
 #include "log/text_convert.h"
 
-#include <array>
 #include <cstring>
 #include <cwchar>
 
@@ -30,20 +29,20 @@ std::wstring to_wide(const char* text) {
   if (std::strlen(text) + 1 >= kStackElements) {
     return convert_on_heap<wchar_t>(text, NarrowToWide);
   }
-  std::array<wchar_t, kStackElements> wide;
-  const std::size_t length = NarrowToWide(text, wide.data(), wide.size());
-  return length == kNotConvertible ? std::wstring() : std::wstring(wide.data(), length);
+  wchar_t wide[kStackElements];
+  const std::size_t length = NarrowToWide(text, wide, kStackElements);
+  return length == kNotConvertible ? std::wstring() : std::wstring(wide, length);
 }
 
 std::string to_narrow(const wchar_t* text) {
   if ((std::wcslen(text) + 1) * sizeof(wchar_t) >= kStackElements) {
     return convert_on_heap<char>(text, WideToNarrow);
   }
-  std::array<char, kStackElements> narrow;
-  const std::size_t length = WideToNarrow(text, narrow.data(), narrow.size());
+  char narrow[kStackElements];
+  const std::size_t length = WideToNarrow(text, narrow, kStackElements);
   // A character can take more bytes as narrow text than it had as a wide one.
   return length == kNotConvertible ? convert_on_heap<char>(text, WideToNarrow)
-                                   : std::string(narrow.data(), length);
+                                   : std::string(narrow, length);
 }
 
 }  // namespace zevra

@@ -58,7 +58,7 @@ std::size_t WriteWhole(int descriptor, const char* bytes, std::size_t count) {
 }
 
 int CopyContent(int source, int target) {
-  std::array<char, 65536> block;
+  std::array<char, 65536> block{};
   for (;;) {
     const ssize_t count = ::read(source, block.data(), block.size());
     if (count < 0 && errno == EINTR) {
@@ -226,6 +226,7 @@ int VisitEntries(const char* directory, const char* pattern,
     return errno;
   }
   bool any = false;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the directory stream is this call's own
   while (const dirent* entry = ::readdir(entries.get())) {
     if (!MatchesWildcards(pattern, entry->d_name)) {
       continue;

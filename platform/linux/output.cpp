@@ -40,8 +40,8 @@ class NoBrokenPipeSignal {
   NoBrokenPipeSignal& operator=(const NoBrokenPipeSignal&) = delete;
 
  private:
-  sigset_t broken_pipe_;
-  sigset_t before_;
+  sigset_t broken_pipe_{};
+  sigset_t before_{};
   bool was_pending_ = false;
 };
 

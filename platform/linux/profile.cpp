@@ -24,7 +24,7 @@ std::string ReadWhole(const char* path) {
   }
   struct stat status {};
   if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-    std::array<char, 4096> block;
+    std::array<char, 4096> block{};
     ssize_t count = 0;
     while ((count = ::read(descriptor, block.data(), block.size())) > 0 ||
            (count < 0 && errno == EINTR)) {

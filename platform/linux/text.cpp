@@ -43,6 +43,7 @@ std::string WideToUtf8(const wchar_t* text) {
 
 std::size_t NarrowToWide(const char* text, wchar_t* buffer, std::size_t size) {
   std::mbstate_t state{};
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is this call's own
   const std::size_t count = std::mbsrtowcs(buffer, &text, size, &state);
   // The source is followed to its end only if everything fitted, the terminator too.
   return buffer != nullptr && text != nullptr ? kNotConvertible : count;
@@ -50,6 +51,7 @@ std::size_t NarrowToWide(const char* text, wchar_t* buffer, std::size_t size) {
 
 std::size_t WideToNarrow(const wchar_t* text, char* buffer, std::size_t size) {
   std::mbstate_t state{};
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is this call's own
   const std::size_t count = std::wcsrtombs(buffer, &text, size, &state);
   return buffer != nullptr && text != nullptr ? kNotConvertible : count;
 }
@@ -80,7 +82,7 @@ bool SameIgnoringCase(const char* left, const char* right) {
 
 void SetProcessLocale(const char* locale) {
   if (locale == nullptr || std::strcmp(locale, ".ACP") != 0) {
-    std::setlocale(LC_ALL, locale);
+    std::setlocale(LC_ALL, locale);  // NOLINT(concurrency-mt-unsafe): the setting asks for it
   }
 }
 

@@ -19,7 +19,8 @@ inline void Require(bool holds) {
 
 // The input as a C text: up to its first zero byte.
 inline std::string Text(const std::uint8_t* data, std::size_t size) {
-  return std::string(reinterpret_cast<const char*>(data), size).c_str();
+  const std::string all(reinterpret_cast<const char*>(data), size);
+  return all.substr(0, all.find('\0'));
 }
 
 }  // namespace zevra::test

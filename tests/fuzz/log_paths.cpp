@@ -16,7 +16,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   std::string normal = first;
   const std::int32_t count = zevra::normalize_path(normal.data());
-  normal = normal.c_str();
+  normal.resize(std::strlen(normal.c_str()));
   Require(count >= 0 && static_cast<std::size_t>(count) <= normal.size());
   Require(normal.find("//") == std::string::npos && normal.find('\\', 2) == std::string::npos);
   std::string again = normal;

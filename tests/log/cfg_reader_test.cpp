@@ -112,16 +112,17 @@ TEST_F(CfgReader, GeneratedProfiles) {
       const std::string kind = pick({"section", "key", "key", "key", "comment", "junk"});
       if (kind == "section") {
         const std::string name = pick({"logger", "LOGGER", "other", "log ger"});
-        text += pick({"", " "}) + "[" + pick({"", " "}) + name + "]" + pick({"", " ; x"});
+        text += pick({"[", " [", "[ "}) + name + pick({"]", "] ; x"});
         done = done || inside;
         inside = !done && (name == "logger" || name == "LOGGER");
       } else if (kind == "key") {
         const std::string key = pick({"title", "file", "Title", "FILE", "other"});
         const std::string value = pick({"a", "b c", "=x", "a ; b", "[c]", "'q", "\xC3\xA4", ""});
-        const std::string quote = pick({"", "", "\"", "'"});
-        const bool quotable = value != "'q";
-        text += pick({"", "\t"}) + key + pick({"=", " = "}) +
-                (quotable ? quote + value + quote : value) + pick({"", "  "});
+        const std::string quote = value == "'q" ? "" : pick({"", "", "\"", "'"});
+        for (const std::string& part :
+             {pick({"", "\t"}), key, pick({"=", " = "}), quote, value, quote, pick({"", "  "})}) {
+          text += part;
+        }
         const std::string name = key == "Title" ? "title" : key == "FILE" ? "file" : key;
         if (inside) {
           model.emplace(name, value);

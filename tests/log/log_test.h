@@ -43,8 +43,8 @@ class LogTest : public testing::Test {
   LogTest() {
     std::string name = (fs::temp_directory_path() / "zevra_log_XXXXXX").string();
     dir = ::mkdtemp(name.data());
-    ::setenv("TZ", "UTC", 1);
-    now = 1741944413;  // 2025-03-14 09:26:53
+    ::setenv("TZ", "UTC", 1);  // NOLINT(concurrency-mt-unsafe): before any thread
+    now = 1741944413;          // 2025-03-14 09:26:53
     ticks = 5000000;
     // The counter and not the clock tells the time: 1.123 s after a start one second ago.
     settings.values.start_time = now - 1;

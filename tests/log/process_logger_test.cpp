@@ -52,15 +52,17 @@ TEST(Gate, StopsWhatIsNotWanted) {
 // Four processes with four threads each and `lines` lines a thread.
 void WriteFromEverywhere(const Log_Settings& settings, int lines) {
   std::vector<pid_t> children;
+  children.reserve(4);
   for (int process = 0; process < 4; ++process) {
     children.push_back(InChild([&] {
       Process_Logger logger;
       ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
       std::vector<std::thread> threads;
+      threads.reserve(4);
       for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&logger, process, thread, lines] {
           for (int i = 0; i < lines; ++i) {
-            // Every tenth longer than a stdio buffer; all but the warnings wait in it.
+            // Some are longer than a stdio buffer; all but the warnings wait in it.
             const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
             if (i % 10 == 0) {
               logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
@@ -172,6 +174,7 @@ TEST_F(ProcessLogger, OneLoggerHoweverManyAskForIt) {
   test::Write(beside / "zevra.cfu", "[logger]\nlevel=all\nstyle=16\nfile=" + Path("sub/p.log"));
   const pid_t child = InChild([&] {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
       threads.emplace_back([] {
         set_up_process_logger();

@@ -75,6 +75,7 @@ TEST_F(Reload, ReloadsWhileOthersLog) {
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
   std::atomic<bool> done{false};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       while (!done) {
