@@ -197,25 +197,14 @@ TEST(Threads, HaveTheirOwnLastError) {
   EXPECT_EQ(GetLastError(), 123u);
 }
 
-TEST(Threads, MultimediaClassIsAlwaysHadByItsName) {
-  const struct {
-    LPCWSTR name;
-    DWORD error;
-  } cases[] = {{u"Audio", 0},
-               {u"pro audio", 0},
-               {u"Audio2", ERROR_INVALID_TASK_NAME},
-               {nullptr, ERROR_INVALID_TASK_NAME}};
-  // On threads of their own, so that the test's thread keeps its class.
-  for (const auto& c : cases) {
-    std::thread([&] {
-      DWORD index = 0;
-      EXPECT_EQ(AvSetMmThreadCharacteristicsW(c.name, &index) != nullptr, c.error == 0);
-      if (c.error != 0) {
-        EXPECT_EQ(GetLastError(), c.error);
-      }
-      EXPECT_EQ(index != 0, c.error == 0);
-    }).join();
-  }
+TEST(Threads, MultimediaClassIsHadByItsName) {
+  // On a thread of its own, so that the test's keeps its class.
+  std::thread([] {
+    DWORD index = 0;
+    EXPECT_EQ(AvSetMmThreadCharacteristicsW(u"Audio2", &index), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_TASK_NAME);
+    EXPECT_NE(AvSetMmThreadCharacteristicsW(u"Audio", &index), nullptr);
+  }).join();
 }
 
 }  // namespace

