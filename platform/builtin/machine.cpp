@@ -7,7 +7,7 @@
 
 namespace zevra::builtin {
 
-Machine::Machine(std::vector<EndpointConfig> endpoints, std::shared_ptr<const Clock> clock) {
+Machine::Machine(std::vector<EndpointConfig> endpoints, const std::shared_ptr<const Clock>& clock) {
   auto made = std::make_shared<Endpoints>();
   for (EndpointConfig& config : endpoints) {
     made->push_back(std::make_shared<Endpoint>(std::move(config), clock));

@@ -23,7 +23,7 @@ class Machine {
  public:
   // std::invalid_argument for a configuration that describes no endpoint.
   explicit Machine(std::vector<EndpointConfig> endpoints,
-                   std::shared_ptr<const Clock> clock = RealClock());
+                   const std::shared_ptr<const Clock>& clock = RealClock());
   ~Machine();
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;

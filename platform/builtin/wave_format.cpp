@@ -40,7 +40,7 @@ std::optional<SampleKind> Recognise(const EndpointConfig& config, const WAVEFORM
   WORD tag = format.wFormatTag;
   if (tag == WAVE_FORMAT_EXTENSIBLE) {
     if (format.cbSize < kExtraBytes) return {};
-    WAVEFORMATEXTENSIBLE extensible;
+    WAVEFORMATEXTENSIBLE extensible{};
     std::memcpy(&extensible, &format, sizeof(extensible));
     if (IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)) {
       tag = WAVE_FORMAT_IEEE_FLOAT;

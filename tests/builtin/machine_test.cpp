@@ -133,7 +133,7 @@ TEST(WaveFormat, RoundsAndHolds16BitSamplesAtFullScale) {
 TEST(Programmes, RepeatWithoutAStep) {
   // 997.3 Hz has no whole number of cycles in a second of frames.
   const Loop sine = Sine(997.3, 0.5)(48000);
-  std::vector<float> played(48000 * 2);
+  std::vector<float> played(96000);
   const std::uint64_t first = sine.Frames() - 24000;
   sine.Play(first, 48000, 2, played.data());
   for (std::size_t frame = 0; frame < 48000; ++frame) {

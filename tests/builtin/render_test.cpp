@@ -47,10 +47,11 @@ TEST_F(RenderTest, WhatAStreamPlaysIsHeardOnceAndInOrder) {
   const auto fill = [&](UINT32 frames) {
     BYTE* data = nullptr;
     ASSERT_EQ(render->GetBuffer(frames, &data), S_OK);
-    auto* const samples = reinterpret_cast<float*>(data);
+    auto* samples = reinterpret_cast<float*>(data);
     for (UINT32 frame = 0; frame < frames; ++frame) {
-      samples[frame * 2] = next;
-      samples[frame * 2 + 1] = -next;
+      samples[0] = next;
+      samples[1] = -next;
+      samples += 2;
       next += 1;
     }
     ASSERT_EQ(render->ReleaseBuffer(frames, 0), S_OK);
@@ -75,7 +76,7 @@ TEST_F(RenderTest, WhatAStreamPlaysIsHeardOnceAndInOrder) {
 }
 
 TEST_F(RenderTest, StreamsAndTheProgrammeAddUp) {
-  Tap(Samples(std::vector<float>(480 * 2, 0.125F), 2, 48000));
+  Tap(Samples(std::vector<float>(960, 0.125F), 2, 48000));
   const auto first = OpenStream(0, 0, kOneSecond);
   const auto second = OpenStream(0, 0, kOneSecond);
   Write(*RenderOf(*first.Get()).Get(), 960, 0.25F);
