@@ -1,0 +1,108 @@
+// What many captures at once cost: processor time of the whole process for a stream and a second of
+// sound, and whether every frame came. The endpoints are the built-in ones, so nothing but the
+// library itself is measured; it runs in real time.
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <thread>
+#include <vector>
+
+#include "platform/builtin/machine.h"
+#include "zevra/zevra.h"
+
+namespace {
+
+constexpr std::size_t kMostStreams = 64;
+constexpr std::chrono::seconds kListening{5};
+constexpr std::uint32_t kRate = 48000;
+// 10 ms that the stop cuts off, and what the converter holds back.
+constexpr std::uint64_t kFramesInFlight = 2 * kRate / 100;
+
+// What one capture thread has seen of a ramp that counts up by one each frame.
+struct alignas(64) Heard {
+  std::uint64_t frames = 0;
+  std::uint64_t breaks = 0;
+  std::int16_t next = 0;
+};
+
+std::array<Heard, kMostStreams> heard;
+std::atomic<std::size_t> streams_heard{0};
+
+// A callback is given nothing of the host's; each capture thread finds its place by itself.
+void OnAudio(void* /*reserved*/, std::uint32_t /*silent*/, const std::uint8_t* data,
+             std::uint32_t length) {
+  thread_local Heard& mine = heard.at(streams_heard.fetch_add(1));
+  for (std::uint32_t at = 0; at < length; at += sizeof(std::int16_t)) {
+    std::int16_t sample = 0;
+    std::memcpy(&sample, data + at, sizeof(sample));
+    if (mine.frames > 0 && sample != mine.next) ++mine.breaks;
+    mine.next = static_cast<std::int16_t>(sample + 1);
+    ++mine.frames;
+  }
+}
+
+double ProcessorSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+std::vector<zevra::builtin::EndpointConfig> Ramp() {
+  zevra::builtin::EndpointConfig endpoint;
+  endpoint.name = u"ramp";
+  endpoint.rate = kRate;
+  endpoint.channels = 1;
+  endpoint.channel_mask = SPEAKER_FRONT_CENTER;
+  endpoint.programme = zevra::builtin::Ramp();
+  return {endpoint};
+}
+
+void Captures(benchmark::State& state) {
+  const auto streams = static_cast<std::size_t>(state.range(0));
+  const zevra::builtin::Machine machine(Ramp());
+  const auto registration = machine.Register();
+  ZevraInitialize();
+  ZevraAudioFormat format{};
+  format.channels = 1;
+  format.bits_per_sample = 16;
+  format.valid_bits_per_sample = 16;
+  format.samples_per_second = kRate;
+
+  for (auto _ : state) {
+    heard = {};
+    streams_heard = 0;
+    std::vector<ZevraHandle> handles(streams);
+    for (ZevraHandle& handle : handles) {
+      ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
+      if (ZevraStartCapture(handle, &format, OnAudio, nullptr) != ZEVRA_OK) {
+        state.SkipWithError("a capture does not start");
+      }
+    }
+    const double before = ProcessorSeconds();
+    std::this_thread::sleep_for(kListening);
+    const double used = ProcessorSeconds() - before;
+    for (const ZevraHandle handle : handles) {
+      ZevraStopCapture(handle);
+      ZevraCloseDevice(handle);
+    }
+    std::uint64_t breaks = 0;
+    std::uint64_t short_streams = 0;
+    for (std::size_t i = 0; i < streams; ++i) {
+      breaks += heard.at(i).breaks;
+      const auto expected = static_cast<std::uint64_t>(kListening.count()) * kRate;
+      if (heard.at(i).frames + kFramesInFlight < expected) ++short_streams;
+    }
+    const double stream_seconds = static_cast<double>(streams) * kListening.count();
+    state.counters["ms_per_stream_second"] = used * 1000 / stream_seconds;
+    state.counters["breaks"] = static_cast<double>(breaks);
+    state.counters["short_streams"] = static_cast<double>(short_streams);
+  }
+  ZevraUninitialize();
+}
+BENCHMARK(Captures)->Arg(1)->Arg(8)->Arg(32)->Arg(64)->Iterations(1)->Unit(benchmark::kSecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
