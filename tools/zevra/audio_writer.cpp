@@ -12,6 +12,7 @@
 
 #include "tools/zevra/failure.h"
 #include "tools/zevra/output_file.h"
+#include "tools/zevra/result_text.h"
 #include "tools/zevra/signals.h"
 #include "tools/zevra/text.h"
 
@@ -153,7 +154,7 @@ class FileWriter final : public AudioWriter {
     return sf_write_int(file_, samples_.data(), count) == count;
   }
   std::string Reason() const {
-    return output_.error() != 0 ? std::strerror(output_.error()) : sf_strerror(file_);
+    return output_.error() != 0 ? SystemText(output_.error()) : sf_strerror(file_);
   }
 
   const std::string path_;
@@ -175,7 +176,7 @@ class StandardOutputWriter final : public AudioWriter {
       } else if (errno == EPIPE) {
         throw Failure("whoever read standard output has gone");
       } else if (errno != EINTR) {
-        FailWriting("to standard output", std::strerror(errno));
+        FailWriting("to standard output", SystemText(errno));
       } else if (Interrupted()) {
         // Whoever should read may never do so again.
         return;

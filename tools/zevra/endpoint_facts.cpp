@@ -32,7 +32,7 @@ bool IsFloat(const WAVEFORMATEX& format) {
   if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE) {
     return format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
   }
-  WAVEFORMATEXTENSIBLE extensible;
+  WAVEFORMATEXTENSIBLE extensible{};
   std::memcpy(&extensible, &format, sizeof(extensible));
   return IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT);
 }

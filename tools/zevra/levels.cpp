@@ -10,6 +10,7 @@ namespace zevra::command {
 
 void Levels::Add(std::span<const float> samples) {
   const std::size_t channels = peaks_.size();
+  if (channels == 0) return;
   for (std::size_t channel = 0; channel < channels; ++channel) {
     float peak = peaks_[channel];
     double squares = 0;

@@ -36,7 +36,7 @@ int Complain(const std::string& line, int exit_code) {
 
 int Main(int argc, char** argv) {
   // Characters as the user's terminal has them, numbers as everywhere.
-  std::setlocale(LC_CTYPE, "");
+  std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): there is one thread yet
   CatchSignals();
   Options options;
   CLI::App app;
@@ -64,4 +64,10 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace zevra::command
 
-int main(int argc, char** argv) { return zevra::command::Main(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return zevra::command::Main(argc, argv);
+  } catch (...) {
+    return zevra::command::kExitFailed;
+  }
+}

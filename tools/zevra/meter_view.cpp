@@ -69,7 +69,7 @@ void MeterView::Draw(double seconds, double since_last) {
 
 std::string MeterView::TimeLine(double seconds, std::size_t width) const {
   const std::string time = "  " + TimeText(seconds);
-  if (!total_seconds_) return Clipped(time, width);
+  if (!total_seconds_) return Clipped(time + "  Ctrl-C ends it", width);
   const double part = std::clamp(seconds / *total_seconds_, 0.0, 1.0);
   const std::string rest =
       Format(" of %s  %3.0f %%", TimeText(*total_seconds_).c_str(), part * 100);

@@ -22,10 +22,9 @@ class PacketRing {
 
  private:
   std::vector<std::uint8_t> bytes_;
-  // Bytes since the beginning, each written by one side. Apart, so that the sides do not share a
-  // cache line.
-  alignas(64) std::atomic<std::uint64_t> pushed_{0};
-  alignas(64) std::atomic<std::uint64_t> taken_{0};
+  // Bytes since the beginning, each written by one side.
+  std::atomic<std::uint64_t> pushed_{0};
+  std::atomic<std::uint64_t> taken_{0};
 };
 
 }  // namespace zevra::command

@@ -77,9 +77,8 @@ class Recording {
   void Announce() {
     if (options_.quiet) return;
     const std::string where = writer_ ? " into " + FileText() : "";
-    const std::string until = options_.seconds ? "" : "; Ctrl-C ends it";
     terminal_.Line((writer_ ? "Recording " : "Listening to ") + device_.Text() + where + ": " +
-                   options_.format.Text() + until);
+                   options_.format.Text());
   }
 
   void Pump(Capture& capture) {

@@ -1,6 +1,6 @@
 #include "tools/zevra/result_text.h"
 
-#include <cstring>
+#include <system_error>
 
 #include "tools/zevra/text.h"
 #include "zevra/zevra.h"
@@ -31,10 +31,12 @@ const char* Words(std::int32_t result) {
 
 std::string ResultText(std::int32_t result) {
   // A thread that could not be created is reported as an error number of the system.
-  if (result > 0) return Format("%s (error %d)", std::strerror(result), result);
+  if (result > 0) return Format("%s (error %d)", SystemText(result).c_str(), result);
   const auto bits = static_cast<std::uint32_t>(result);
   const char* const words = Words(result);
   return words != nullptr ? Format("%s (0x%08X)", words, bits) : Format("error 0x%08X", bits);
 }
+
+std::string SystemText(int error) { return std::generic_category().message(error); }
 
 }  // namespace zevra::command

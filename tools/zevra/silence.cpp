@@ -31,8 +31,7 @@ void Silence(const Options& options) {
     throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));
   }
   Terminal terminal(stdout);
-  const std::string until = options.seconds ? "" : "; Ctrl-C ends it";
-  if (!options.quiet) terminal.Line("Playing silence on " + device.Text() + until);
+  if (!options.quiet) terminal.Line("Playing silence on " + device.Text());
 
   const auto begin = steady_clock::now();
   auto checked = begin;
@@ -41,7 +40,10 @@ void Silence(const Options& options) {
   };
   while (!Interrupted() && (!options.seconds || elapsed() < *options.seconds)) {
     std::this_thread::sleep_for(kLookTime);
-    if (terminal.IsLive() && !options.quiet) terminal.Redraw({"  " + TimeText(elapsed())});
+    if (terminal.IsLive() && !options.quiet) {
+      const char* const hint = options.seconds ? "" : "  Ctrl-C ends it";
+      terminal.Redraw({"  " + TimeText(elapsed()) + hint});
+    }
     if (steady_clock::now() - checked < kCheckTime) continue;
     checked = steady_clock::now();
     if (!silence.StillPlays()) throw Failure(device.Text() + " went away");

@@ -12,8 +12,17 @@ namespace {
 
 constexpr std::size_t kUsualWidth = 80;
 
+// Nothing in the program changes the environment or the locale once it has more than one thread.
+const char* Variable(const char* name) {
+  return std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
+}
+
+bool LocaleHasUtf8() {
+  return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;  // NOLINT(concurrency-mt-unsafe)
+}
+
 bool IsTerminal(std::FILE* out) {
-  const char* const kind = std::getenv("TERM");
+  const char* const kind = Variable("TERM");
   return isatty(fileno(out)) == 1 && (kind == nullptr || std::strcmp(kind, "dumb") != 0);
 }
 
@@ -22,8 +31,8 @@ bool IsTerminal(std::FILE* out) {
 Terminal::Terminal(std::FILE* out)
     : out_(out),
       live_(IsTerminal(out)),
-      utf8_(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0),
-      colour_(live_ && std::getenv("NO_COLOR") == nullptr) {}
+      utf8_(LocaleHasUtf8()),
+      colour_(live_ && Variable("NO_COLOR") == nullptr) {}
 
 Terminal::~Terminal() { Erase(); }
 
@@ -44,7 +53,7 @@ void Terminal::Redraw(const std::vector<std::string>& lines) {
   if (block_lines_ == 0) {
     frame = "\x1b[?25l";  // no cursor dancing about
   } else {
-    frame = "\x1b[" + std::to_string(block_lines_) + "A";
+    frame = "\r\x1b[" + std::to_string(block_lines_) + "A";
   }
   for (const std::string& line : lines) frame += line + "\x1b[K\n";
   frame += "\x1b[J";
@@ -55,7 +64,8 @@ void Terminal::Redraw(const std::vector<std::string>& lines) {
 
 void Terminal::Erase() {
   if (block_lines_ == 0) return;
-  std::fprintf(out_, "\x1b[%zuA\x1b[J\x1b[?25h", block_lines_);
+  // From the first column: an echoed ^C may have moved the cursor.
+  std::fprintf(out_, "\r\x1b[%zuA\x1b[J\x1b[?25h", block_lines_);
   std::fflush(out_);
   block_lines_ = 0;
 }
