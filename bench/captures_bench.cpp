@@ -70,7 +70,7 @@ void Captures(benchmark::State& state) {
   format.valid_bits_per_sample = 16;
   format.samples_per_second = kRate;
 
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     heard = {};
     streams_heard = 0;
     std::vector<ZevraHandle> handles(streams);

@@ -1,15 +1,13 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
-#include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <thread>
 #include <vector>
 
 #include "tests/cli/command_runner.h"
+#include "tests/cli/sound_file.h"
 
 namespace zevra::test {
 namespace {
@@ -17,38 +15,6 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-
-// A sound file as libsndfile reads it.
-struct Sound {
-  bool readable = false;
-  int format = 0;
-  int rate = 0;
-  int channels = 0;
-  std::size_t frames = 0;
-  float peak = 0;
-};
-
-Sound ReadSound(const std::filesystem::path& path) {
-  Sound sound;
-  SF_INFO info{};
-  SNDFILE* const file = sf_open(path.c_str(), SFM_READ, &info);
-  if (file == nullptr) return sound;
-  std::vector<float> samples;
-  std::vector<float> some(std::size_t{4096} * static_cast<std::size_t>(info.channels));
-  while (const auto count =
-             sf_read_float(file, some.data(), static_cast<sf_count_t>(some.size()))) {
-    for (sf_count_t i = 0; i < count; ++i) {
-      sound.peak = std::max(sound.peak, std::fabs(some[static_cast<std::size_t>(i)]));
-    }
-    sound.frames += static_cast<std::size_t>(count / info.channels);
-  }
-  sound.readable = sf_error(file) == SF_ERR_NO_ERROR;
-  sf_close(file);
-  sound.format = info.format;
-  sound.rate = info.samplerate;
-  sound.channels = info.channels;
-  return sound;
-}
 
 class RecordTest : public testing::Test {
  protected:

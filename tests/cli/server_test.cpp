@@ -1,0 +1,84 @@
+// The command on a real sound server; runs beside a private one.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "tests/cli/command_runner.h"
+#include "tests/cli/sound_file.h"
+
+namespace zevra::test {
+namespace {
+
+using testing::HasSubstr;
+
+class CommandOnServer : public testing::Test {
+ protected:
+  void Pactl(const std::string& arguments) const {
+    const std::string line =
+        "pactl " + arguments + " >" + (folder_.path() / "pactl").string() + " 2>&1";
+    ASSERT_EQ(std::system(line.c_str()), 0) << line;  // NOLINT(concurrency-mt-unsafe)
+  }
+  // Gives what takes the sink away again. The description is one word: the servers quote others
+  // differently.
+  std::string AddSink(const std::string& name, const std::string& description) const {
+    Pactl("load-module module-null-sink sink_name=" + name +
+          " sink_properties=device.description=" + description);
+    const std::string module = ReadFile(folder_.path() / "pactl");
+    return "unload-module " + module.substr(0, module.find('\n'));
+  }
+
+  const ScratchFolder folder_;
+};
+
+TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
+  struct Case {
+    const char* arguments;
+    const char* message;
+  };
+  for (const Case& c : {Case{"record -q -d GoneSoon x.wav", "; x.wav keeps the first "},
+                        Case{"meter -d GoneSoon", "the endpoint was removed"},
+                        Case{"silence -q -d GoneSoon", "\"GoneSoon\" went away"}}) {
+    SCOPED_TRACE(c.arguments);
+    const std::string removal = AddSink("gone_soon", "GoneSoon");
+    CommandRun run(folder_.path(), c.arguments, "LIMIT=20;");
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    Pactl(removal);
+    const Outcome outcome = run.Wait();
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, testing::MatchesRegex("zevra: \"GoneSoon\" went away[^\n]*\n"));
+    EXPECT_THAT(outcome.err, HasSubstr(c.message));
+  }
+  const Sound kept = ReadSound(folder_.path() / "x.wav");
+  EXPECT_TRUE(kept.readable);
+  EXPECT_GT(kept.frames, 24000U);
+}
+
+TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
+  Pactl("set-sink-volume zevra_surround 30%");
+  Pactl("set-default-sink zevra_surround");
+  Outcome list;
+  // The server may take a moment to agree with itself about the default.
+  for (int tries = 0; tries < 50 && list.out.find("render   yes      30 %") == std::string::npos;
+       ++tries) {
+    list = RunCommand(folder_.path(), "list");
+  }
+  EXPECT_THAT(list.out, HasSubstr("Zevra Surround    render   yes      30 %"));
+  EXPECT_THAT(list.out, HasSubstr("Zevra Speakers    render            100 %"));
+  EXPECT_THAT(list.out, HasSubstr("Zevra Microphone  capture  yes"));
+  EXPECT_EQ(RunCommand(folder_.path(), "volume").out, "Zevra Surround: 30 %\n");
+  Pactl("set-default-sink zevra_speakers");
+
+  const std::string removals[] = {AddSink("first", "Twin"), AddSink("second", "Twin")};
+  const Outcome twin = RunCommand(folder_.path(), "volume -d twin");
+  EXPECT_EQ(twin.exit_code, 1);
+  EXPECT_THAT(twin.err, HasSubstr("more than one is named \"twin\"; there are \"Zevra "));
+  EXPECT_THAT(RunCommand(folder_.path(), "list").out, HasSubstr("Twin              render   ?"));
+  for (const std::string& removal : removals) Pactl(removal);
+}
+
+}  // namespace
+}  // namespace zevra::test
