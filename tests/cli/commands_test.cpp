@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <fstream>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "tests/cli/command_runner.h"
 
@@ -60,11 +59,23 @@ TEST_F(CommandsTest, StandsInForASoundServerThatIsNotThereAndSaysSo) {
   EXPECT_GT(std::filesystem::file_size(folder_.path() / "x.wav"), 0.3 * 48000 * 4);
 }
 
+TEST_F(CommandsTest, TellsWhereALibrarysLogIsAndWhatItsSettingsAre) {
+  std::ofstream(folder_.path() / "lib.so") << "";
+  std::ofstream(folder_.path() / "zevra.cfu") << "[logger]\nmaxsize=10M\n";
+  const Outcome outcome = Zevra("log --library lib.so");
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("Log file       " + (folder_.path() / "zevra.log").string()));
+  EXPECT_THAT(outcome.out, testing::ContainsRegex("\nmaxsize +file +65536\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("zevra: warning: maxsize=10M reads as 10"));
+  EXPECT_EQ(Zevra("log --library nowhere.so").exit_code, 1);
+  EXPECT_THAT(Zevra("log").out, HasSubstr("zevra.cfu"));
+}
+
 TEST_F(CommandsTest, EveryCommandHasItsHelpAndItsPlaceInTheManual) {
   const Outcome whole = Zevra("--help");
   EXPECT_EQ(whole.exit_code, 0);
   const std::string manual = ReadFile(ZEVRA_MANUAL);
-  for (const std::string command : {"record", "meter", "list", "volume", "silence"}) {
+  for (const std::string command : {"record", "meter", "list", "volume", "silence", "log"}) {
     SCOPED_TRACE(command);
     EXPECT_THAT(whole.out, HasSubstr("\n  " + command + " "));
     EXPECT_THAT(manual, HasSubstr(".SS zevra " + command));

@@ -87,9 +87,10 @@ void AddLayout(CLI::App& command, Options& options) {
 }
 
 void AddKeepAlive(CLI::App& command, Options& options) {
-  command.add_flag("!--no-keep-alive", options.keep_alive,
-                   "Do not play silence meanwhile. An endpoint on which nothing plays then "
-                   "delivers nothing, and the recording has no gap in its place.");
+  command.add_flag(
+      "!--no-keep-alive", options.keep_alive,
+      "Do not play silence meanwhile. An endpoint on which nothing plays then delivers nothing, so "
+      "that quiet stretches are missing.");
 }
 
 void AddQuiet(CLI::App& command, Options& options) {
@@ -130,10 +131,10 @@ void AddRecord(CLI::App& app, Options& options) {
   AddKeepAlive(command, options);
   AddQuiet(command, options);
   command.footer(
-      "  zevra record --seconds 10 tune.wav\n"
-      "  zevra record --rate 16000 --channels 1 speech.flac\n"
-      "  zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
-      "  zevra record --format s16 - | aplay -f dat");
+      "zevra record --seconds 10 tune.wav\n"
+      "zevra record --rate 16000 --channels 1 speech.flac\n"
+      "zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
+      "zevra record --format s16 - | aplay -f dat");
 }
 
 void AddMeter(CLI::App& app, Options& options) {
@@ -177,6 +178,19 @@ void AddSilence(CLI::App& app, Options& options) {
   AddQuiet(command, options);
 }
 
+void AddLog(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(
+      app, options, Options::Command::kLog, "log",
+      "Print where a library's log and its settings file are, the settings in force and where each "
+      "comes from, and a warning for all in the file that is not taken as it was meant.");
+  command
+      .add_option("--library", options.library,
+                  "The library whose log is meant, such as the libzevra.so that a host loads. "
+                  "Without it the copy inside this program.")
+      ->type_name("PATH");
+  command.footer("zevra log --library /usr/lib/x86_64-linux-gnu/libzevra.so.1");
+}
+
 }  // namespace
 
 void Describe(CLI::App& app, Options& options) {
@@ -196,6 +210,7 @@ void Describe(CLI::App& app, Options& options) {
   AddList(app, options);
   AddVolume(app, options);
   AddSilence(app, options);
+  AddLog(app, options);
   app.footer(
       "0  done, also when Ctrl-C ended it\n"
       "1  failed, with one line on standard error that says why\n"

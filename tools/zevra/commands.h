@@ -12,6 +12,7 @@ void Meter(const Options& options);
 void List(const Options& options);
 void Volume(const Options& options);
 void Silence(const Options& options);
+void Log(const Options& options);
 
 }  // namespace zevra::command
 

@@ -9,6 +9,7 @@
 #include "tools/zevra/endpoint_facts.h"
 #include "tools/zevra/failure.h"
 #include "tools/zevra/session.h"
+#include "tools/zevra/table.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
@@ -64,7 +65,7 @@ std::string MixFormatText(const std::optional<MixFormat>& format) {
                 format->rate, format->channels, format->channels == 1 ? "" : "s");
 }
 
-void PrintTable(const std::vector<Row>& rows) {
+void PrintRows(const std::vector<Row>& rows) {
   std::vector<std::vector<std::string>> table = {
       {"NAME", "FLOW", "DEFAULT", "VOLUME", "MIX FORMAT"}};
   for (const Row& row : rows) {
@@ -75,20 +76,7 @@ void PrintTable(const std::vector<Row>& rows) {
                      row.volume ? Format("%.0f %%", *row.volume * 100) : "?",
                      MixFormatText(row.mix_format)});
   }
-  std::vector<std::size_t> widths(table[0].size());
-  for (const auto& cells : table) {
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      widths[i] = std::max(widths[i], Columns(cells[i]));
-    }
-  }
-  for (const auto& cells : table) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      line += cells[i];
-      if (i + 1 < cells.size()) line.append(widths[i] - Columns(cells[i]) + 2, ' ');
-    }
-    std::puts(line.c_str());
-  }
+  PrintTable(table);
 }
 
 void PrintJson(const std::vector<Row>& rows) {
@@ -125,7 +113,7 @@ void List(const Options& options) {
     std::puts("There is no active endpoint.");
     return;
   }
-  PrintTable(rows);
+  PrintRows(rows);
   for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
     const auto count = std::count_if(rows.begin(), rows.end(),
                                      [flow](const Row& row) { return row.flow == flow; });

@@ -24,6 +24,8 @@ void Run(const Options& options) {
       return Volume(options);
     case Options::Command::kSilence:
       return Silence(options);
+    case Options::Command::kLog:
+      return Log(options);
     case Options::Command::kNone:
       return;
   }

@@ -24,7 +24,7 @@ struct EndpointChoice {
 };
 
 struct Options {
-  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence };
+  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence, kLog };
 
   Command command = Command::kNone;
   EndpointChoice endpoint;
@@ -35,6 +35,8 @@ struct Options {
   bool json = false;
   // Where the recording goes; "-" for raw audio on standard output.
   std::string file;
+  // Whose log is meant; empty for the copy of the library in this program.
+  std::string library;
 };
 
 // Declares the command line: parsing `app` fills `options`, which outlive it. The one source of the

@@ -1,0 +1,49 @@
+#include <cstdio>
+#include <filesystem>
+
+#include "log/report.h"
+#include "platform/modules.h"
+#include "tools/zevra/commands.h"
+#include "tools/zevra/failure.h"
+#include "tools/zevra/table.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+constexpr std::size_t kPathBytes = 4096;
+
+std::string OwnPath() {
+  std::string path(kPathBytes, '\0');
+  path.resize(ModulePath(kThisLibrary, path.data(), path.size()));
+  return path;
+}
+
+std::string FullPath(const std::string& library) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(library, error)) {
+    throw Failure("there is no library " + library);
+  }
+  return std::filesystem::absolute(library, error).lexically_normal().string();
+}
+
+}  // namespace
+
+void Log(const Options& options) {
+  const std::string library = options.library.empty() ? OwnPath() : FullPath(options.library);
+  const Log_Report report = describe_log(library);
+  PrintTable({{"Log file", report.log_file},
+              {"Settings file",
+               report.config_file + (report.config_file_found ? "" : " (not there: defaults)")}});
+  std::puts("");
+  std::vector<std::vector<std::string>> table = {{"SETTING", "FROM", "VALUE"}};
+  for (const Log_Setting& setting : report.settings) {
+    table.push_back({setting.key, setting.source, setting.value});
+  }
+  PrintTable(table);
+  for (const std::string& warning : report.warnings) {
+    std::fprintf(stderr, "zevra: warning: %s\n", warning.c_str());
+  }
+}
+
+}  // namespace zevra::command
