@@ -26,7 +26,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (first.size() <= zevra::kPathLimit) {
     // From the heap, so that one byte too many is seen.
     const auto directory = std::make_unique<char[]>(zevra::kPathBytes);
-    std::strcpy(directory.get(), first.c_str());
+    std::memcpy(directory.get(), first.c_str(), first.size() + 1);
     const bool joined = zevra::join_path(directory.get(), second.c_str()) != nullptr;
     Require(joined == (first.size() + second.size() <= zevra::kPathLimit));
     Require(joined || first == directory.get());
