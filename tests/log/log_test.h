@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,6 +13,7 @@
 
 #include "log/masks.h"
 #include "log/process_logger.h"
+#include "support/system.h"
 
 namespace zevra::test {
 
@@ -24,8 +24,15 @@ inline std::string Read(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// A file that was written in text mode.
+inline std::string Text(const fs::path& path) { return FromTextMode(Read(path)); }
+
 inline void Write(const fs::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
+}
+
+inline void WriteText(const fs::path& path, const std::string& text) {
+  std::ofstream(path) << text;
 }
 
 inline std::vector<std::string> Lines(const std::string& text) {
@@ -41,10 +48,9 @@ inline std::vector<std::string> Lines(const std::string& text) {
 class LogTest : public testing::Test {
  protected:
   LogTest() {
-    std::string name = (fs::temp_directory_path() / "zevra_log_XXXXXX").string();
-    dir = ::mkdtemp(name.data());
-    ::setenv("TZ", "UTC", 1);  // NOLINT(concurrency-mt-unsafe): before any thread
-    now = 1741944413;          // 2025-03-14 09:26:53
+    dir = MakeTemporaryFolder();
+    UseUtc();
+    now = 1741944413;  // 2025-03-14 09:26:53
     ticks = 5000000;
     // The counter and not the clock tells the time: 1.123 s after a start one second ago.
     settings.values.start_time = now - 1;
@@ -59,7 +65,7 @@ class LogTest : public testing::Test {
     fs::remove_all(dir, ignored);
   }
 
-  std::string Path(const std::string& name) const { return (dir / name).string(); }
+  std::string Path(const std::string& name) const { return (dir / name).generic_string(); }
 
   // What the settings make of the lines that `work` logs.
   template <class Work>
@@ -69,7 +75,7 @@ class LogTest : public testing::Test {
     EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
     work(logger);
     logger.close();
-    return Read(settings.values.file);
+    return Text(settings.values.file);
   }
 
   static inline std::atomic<std::int64_t> now;

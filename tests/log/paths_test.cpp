@@ -106,12 +106,16 @@ TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
   test::fs::create_directories(dir / "other");
   test::Write(dir / "z_d.log" / "z_3.log", "");
   test::Write(dir / "other" / "z_4.log", "");
-  test::fs::create_directory_symlink(dir, dir / "z_loop.log");
-  const std::string base = dir.string() + "/";
+  const bool loops = test::MakeFolderLink(dir, dir / "z_loop.log");
+  const std::string base = dir.generic_string() + "/";
   std::list<std::string> found;
   EXPECT_EQ(list_files(base.c_str(), "z_*.log", found), 0);
-  EXPECT_THAT(found, testing::UnorderedElementsAre(base + "z_1.log", base + "z_[a].log",
-                                                   base + "z_d.log/z_3.log", base + "z_loop.log"));
+  std::list<std::string> expected = {base + "z_1.log", base + "z_[a].log",
+                                     base + "z_d.log/z_3.log"};
+  if (loops) {
+    expected.push_back(base + "z_loop.log");
+  }
+  EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
   std::list<std::string> none;
   EXPECT_EQ(list_files(base.c_str(), "q*", none), ENOENT);
   EXPECT_NE(list_files((base + "missing").c_str(), "*", none), 0);

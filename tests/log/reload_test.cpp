@@ -1,7 +1,4 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <chrono>
 #include <thread>
 
 #include "log_test.h"
@@ -16,11 +13,10 @@ TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
   int stamp = 1000;
   const auto edit = [&](const std::string& keys) {
     test::Write(file, "[logger]\n" + keys);
-    const timespec times[2] = {{0, 0}, {++stamp, 0}};
-    ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+    test::SetModifiedTime(file, ++stamp);
   };
   edit("level=error\nflush=1\nlevel=6");
-  settings.read_log_config("logger", file.c_str());
+  settings.read_log_config("logger", file.string().c_str());
   settings.values.console_level = 2;
   Process_Logger logger(clock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
@@ -86,9 +82,8 @@ TEST_F(Reload, ReloadsWhileOthersLog) {
   }
   for (int i = 0; i < 50; ++i) {
     test::Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
-    const timespec times[2] = {{0, 0}, {1000 + i, 0}};
-    ::utimensat(AT_FDCWD, Path("zevra.cfu").c_str(), times, 0);
-    ::usleep(1000);
+    test::SetModifiedTime(dir / "zevra.cfu", 1000 + i);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   done = true;
   for (std::thread& thread : threads) {

@@ -1,0 +1,175 @@
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+#include <thread>
+
+#include "log/gate.h"
+#include "log/paths.h"
+#include "log_test.h"
+
+namespace zevra {
+namespace {
+
+using Processes = test::LogTest;
+
+// Runs `work` in a child and gives its id.
+template <class Work>
+pid_t InChild(Work work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    work();
+    ::_exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  return child;
+}
+
+int StatusOf(pid_t child) {
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return status;
+}
+
+// Four processes with four threads each and `lines` lines a thread.
+void WriteFromEverywhere(const Log_Settings& settings, int lines) {
+  std::vector<pid_t> children;
+  children.reserve(4);
+  for (int process = 0; process < 4; ++process) {
+    children.push_back(InChild([&] {
+      Process_Logger logger;
+      ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+      std::vector<std::thread> threads;
+      threads.reserve(4);
+      for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&logger, process, thread, lines] {
+          for (int i = 0; i < lines; ++i) {
+            // Some are longer than a stdio buffer; all but the warnings wait in it.
+            const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
+            if (i % 10 == 0) {
+              logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
+            } else {
+              logger.log_verbose("<%d %d %d %s>", process, thread, i, filler.c_str());
+            }
+          }
+        });
+      }
+      for (std::thread& thread : threads) {
+        thread.join();
+      }
+    }));
+  }
+  for (const pid_t child : children) {
+    EXPECT_EQ(StatusOf(child), 0);
+  }
+}
+
+// How often each line came; a torn line fails.
+std::map<std::string, int> CountWholeLines(const std::string& text) {
+  std::map<std::string, int> counts;
+  for (const std::string& line : test::Lines(text)) {
+    const bool whole = line.size() > 2 && line.front() == '<' && line.back() == '>' &&
+                       line.find_first_of("<>", 1) == line.size() - 1;
+    EXPECT_TRUE(whole) << line.substr(0, 200);
+    ++counts[line.substr(0, line.find('x'))];
+    if (!whole) {
+      break;
+    }
+  }
+  return counts;
+}
+
+TEST_F(Processes, ManyWritersLoseAndTearNothing) {
+  settings.values.style = 16;
+  WriteFromEverywhere(settings, 10000);
+  const auto counts = CountWholeLines(test::Read(settings.file()));
+  EXPECT_EQ(counts.size(), 160000u);
+  for (const auto& [line, count] : counts) {
+    EXPECT_EQ(count, 1) << line;
+  }
+}
+
+TEST_F(Processes, ManyWritersRotate) {
+  settings.values.style = 16;
+  settings.values.maxsize = 5000000;  // one rotation: a second one in its second would replace it
+  WriteFromEverywhere(settings, 10000);
+  ASSERT_EQ(std::distance(test::fs::directory_iterator(dir), {}), 2);
+  std::size_t lines = 0;
+  for (const auto& file : test::fs::directory_iterator(dir)) {
+    EXPECT_LE(file.file_size(), 5000000u + 65536u);
+    lines += CountWholeLines(test::Read(file.path())).size();
+  }
+  // Between the last look at the file and its emptying a thread that was just held up may write.
+  EXPECT_LE(lines, 160000u);
+  EXPECT_GE(lines, 160000u - 16u);
+
+  settings.values.maxsize = 65536;  // hundreds of them
+  WriteFromEverywhere(settings, 3000);
+  for (const auto& file : test::fs::directory_iterator(dir)) {
+    CountWholeLines(test::Read(file.path()));
+  }
+}
+
+TEST(NamedMutex, AKilledHolderLetsTheNextOneIn) {
+  const char* const name = "zevra test mutex";
+  int pipe_ends[2];
+  ASSERT_EQ(::pipe(pipe_ends), 0);
+  const pid_t holder = InChild([&] {
+    Log_Win32_Process_Mutex mutex;
+    mutex.open(name);
+    mutex.acquire(kWaitForEver);
+    static_cast<void>(!::write(pipe_ends[1], "x", 1));
+    ::pause();
+  });
+  char held = 0;
+  ASSERT_EQ(::read(pipe_ends[0], &held, 1), 1);
+  std::atomic<bool> acquired{false};
+  Log_Win32_Process_Mutex mutex;
+  ASSERT_EQ(mutex.open(name), 0);
+  EXPECT_STREQ(mutex.name(), name);
+  EXPECT_EQ(mutex.acquire(20), 0) << "a wait that ran out";
+  std::thread waiter([&] {
+    EXPECT_EQ(mutex.acquire(kWaitForEver), 0);
+    acquired = true;
+    mutex.release();
+  });
+  ::usleep(50000);
+  EXPECT_FALSE(acquired) << "the holder still lives";
+  ::kill(holder, SIGKILL);
+  StatusOf(holder);
+  waiter.join();
+  EXPECT_NE(mutex.open(std::string(300, 'n').c_str()), 0);
+  EXPECT_NE(mutex.acquire(0), 0);
+}
+
+// In a child each, since a process has one logger for good.
+TEST_F(Processes, OneLoggerHoweverManyAskForIt) {
+  char directory[kPathBytes];
+  const test::fs::path beside = module_directory(directory, kThisLibrary);
+  test::Write(beside / "zevra.cfu", "[logger]\nlevel=all\nstyle=16\nfile=" + Path("sub/p.log"));
+  const pid_t child = InChild([&] {
+    std::vector<std::thread> threads;
+    threads.reserve(8);
+    for (int i = 0; i < 8; ++i) {
+      threads.emplace_back([] {
+        set_up_process_logger();
+        ZEVRA_LOG_ERROR("ready");
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    const Log_Settings& cfg = process_logger_in_use()->cfg();
+    EXPECT_STREQ(cfg.title(), "zevra logging");
+    EXPECT_EQ(cfg.module(), kThisLibrary);
+    EXPECT_EQ(srlog_open(nullptr), -1);
+    EXPECT_STREQ(cfg.title(), "zevra logging");
+  });
+  EXPECT_EQ(StatusOf(child), 0);
+  test::fs::remove(beside / "zevra.cfu");
+  const std::vector<std::string> lines = test::Lines(test::Read(dir / "sub/p.log"));
+  EXPECT_EQ(lines.size(), 8u + 8u) << "one banner of eight lines, and nobody's line lost";
+}
+
+}  // namespace
+}  // namespace zevra
