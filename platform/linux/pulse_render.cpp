@@ -16,7 +16,9 @@ HRESULT PulseRender::Prepare() {
 }
 
 // The server asks for what has left the queue; what it has asked for and not got yet is room.
-HRESULT PulseRender::QueuedFrames(UINT32* frames) const {
+HRESULT PulseRender::GetCurrentPadding(UINT32* frames) {
+  while (stream_.Pump()) {
+  }
   if (const HRESULT result = stream_.State(); FAILED(result)) return result;
   const std::size_t room = pa_stream_writable_size(stream_.Get());
   if (room == static_cast<std::size_t>(-1)) return AUDCLNT_E_DEVICE_INVALIDATED;
@@ -27,18 +29,12 @@ HRESULT PulseRender::QueuedFrames(UINT32* frames) const {
   return S_OK;
 }
 
-HRESULT PulseRender::GetCurrentPadding(UINT32* frames) {
-  while (stream_.Pump()) {
-  }
-  return QueuedFrames(frames);
-}
-
 HRESULT PulseRender::GetBuffer(UINT32 frames, BYTE** data) {
   if (data == nullptr) return E_POINTER;
   *data = nullptr;
   if (block_ != nullptr) return AUDCLNT_E_OUT_OF_ORDER;
   UINT32 queued = 0;
-  if (const HRESULT result = QueuedFrames(&queued); FAILED(result)) return result;
+  if (const HRESULT result = GetCurrentPadding(&queued); FAILED(result)) return result;
   if (frames > stream_.BufferFrames() - queued) return AUDCLNT_E_BUFFER_TOO_LARGE;
 
   block_ = gather_.get();

@@ -23,8 +23,6 @@ class PulseRender {
   HRESULT GetCurrentPadding(UINT32* frames);
 
  private:
-  HRESULT QueuedFrames(UINT32* frames) const;
-
   PulseStream& stream_;
   std::unique_ptr<BYTE[]> gather_;  // room for the whole queue
   BYTE* block_ = nullptr;           // between GetBuffer and ReleaseBuffer

@@ -1,0 +1,161 @@
+#include <dlfcn.h>
+#include <pulse/stream.h>
+
+#include <cmath>
+#include <numbers>
+#include <thread>
+
+#include "server_host.h"
+
+namespace {
+
+// Bytes of a hole that the next peek reports, as a server does that lost data.
+std::size_t injected_hole_bytes = 0;
+bool in_hole = false;
+
+}  // namespace
+
+// No server loses data on demand, so these stand in front of the client library's.
+extern "C" int pa_stream_peek(pa_stream* stream, const void** data, std::size_t* bytes) {
+  static const auto real =
+      reinterpret_cast<decltype(&pa_stream_peek)>(dlsym(RTLD_NEXT, "pa_stream_peek"));
+  in_hole = injected_hole_bytes != 0;
+  if (!in_hole) return real(stream, data, bytes);
+  *data = nullptr;
+  *bytes = injected_hole_bytes;
+  return 0;
+}
+
+extern "C" int pa_stream_drop(pa_stream* stream) {
+  static const auto real =
+      reinterpret_cast<decltype(&pa_stream_drop)>(dlsym(RTLD_NEXT, "pa_stream_drop"));
+  if (!in_hole) return real(stream);
+  injected_hole_bytes = 0;
+  return 0;
+}
+
+namespace zevra::test {
+namespace {
+
+class PulseCapture : public ServerTest {};
+
+std::vector<float> Tone(double hertz, double seconds) {
+  std::vector<float> samples;
+  for (int frame = 0; frame < seconds * kRate; ++frame) {
+    const double phase = 2 * std::numbers::pi * hertz * frame / kRate;
+    samples.insert(samples.end(), 2, static_cast<float>(std::sin(phase) / 2));
+  }
+  return samples;
+}
+
+// How loud one frequency is on the left of the last second of a stereo recording.
+double Loudness(const std::vector<float>& samples, double hertz) {
+  if (samples.size() < 2 * kRate) return 0;
+  double sine = 0;
+  double cosine = 0;
+  const float* const begin = samples.data() + samples.size() - std::size_t{2} * kRate;
+  for (int frame = 0; frame < static_cast<int>(kRate); ++frame) {
+    const double phase = 2 * std::numbers::pi * hertz * frame / kRate;
+    sine += begin[2 * frame] * std::sin(phase);
+    cosine += begin[2 * frame] * std::cos(phase);
+  }
+  return 2 * std::hypot(sine, cosine) / kRate;
+}
+
+TEST_F(PulseCapture, HearsItsOwnEndpointAndNoOther) {
+  const NullSink second("second", "front-left,front-right", 2, "Second");
+  const Player here("second", Tone(997, 8), 2, "stereo");
+  const Player elsewhere("zevra_surround", Tone(1500, 8), 2, "stereo");
+  const struct {
+    const char16_t* name;
+    DWORD flags;
+    double hertz, other_hertz;
+  } cases[] = {
+      {u"Second", kLoopback, 997, 1500},
+      {u"Zevra Microphone", 0, 1500, 997},
+  };
+  for (const auto& one : cases) {
+    Stream stream(Find(one.name).Get());
+    StartCapture(stream, one.flags);
+    RecordFirstSound(stream);
+    const std::vector<float> samples = Record(stream, milliseconds(1200));
+    EXPECT_NEAR(Loudness(samples, one.hertz), 0.5, 0.001);
+    EXPECT_NEAR(Loudness(samples, one.other_hertz), 0, 0.0001);
+  }
+}
+
+TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
+  Stream stream(Find(u"Zevra Speakers").Get());
+  ASSERT_EQ(stream.Initialize(kLoopback), S_OK);
+  auto samples = Record(stream, milliseconds(200));
+  EXPECT_TRUE(samples.empty());
+  ASSERT_EQ(stream.client->Start(), S_OK);
+  const auto begin = Clock::now();
+  const Player player("zevra_speakers", Ramp(5 * kRate), 2, "stereo");
+  for (const milliseconds late : {milliseconds(500), milliseconds(2000)}) {
+    const auto prompt = Record(stream, milliseconds(1000));
+    samples.insert(samples.end(), prompt.begin(), prompt.end());
+    std::this_thread::sleep_for(late);
+  }
+  const auto rest = Record(stream, milliseconds(2000));
+  samples.insert(samples.end(), rest.begin(), rest.end());
+  const RampCheck ramp = CheckRamp(samples);
+  EXPECT_EQ(ramp.frames, 5 * kRate);
+  EXPECT_EQ(ramp.breaks, 0u);
+  // As much as the time that has passed, give or take what the server holds.
+  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  EXPECT_NEAR(static_cast<double>(samples.size()) / 2, seconds * kRate, 0.2 * kRate);
+  ASSERT_EQ(stream.client->Stop(), S_OK);
+  Record(stream, milliseconds(100));
+  EXPECT_TRUE(Record(stream, milliseconds(200)).empty());
+}
+
+TEST_F(PulseCapture, AHoleComesAsFlaggedZeros) {
+  Stream stream(Find(u"Zevra Speakers").Get());
+  StartCapture(stream);
+  for (const UINT32 hole_frames : {1u, 5'000u, 3 * kRate}) {
+    std::vector<float> before;
+    ASSERT_TRUE(Eventually(milliseconds(2000), [&] {
+      Drain(stream, &before);
+      return !before.empty();
+    }));
+    injected_hole_bytes = hole_frames * 8 + 3;
+    std::this_thread::sleep_for(milliseconds(50));
+    UINT32 seen = 0;
+    while (seen < hole_frames) {
+      const Packet packet(stream);
+      ASSERT_EQ(packet.result, S_OK);
+      ASSERT_EQ(packet.flags, AUDCLNT_BUFFERFLAGS_SILENT | AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY);
+      ASSERT_GT(packet.frames, 0u);
+      for (std::size_t i = 0; i < packet.frames * std::size_t{8}; ++i) ASSERT_EQ(packet.data[i], 0);
+      ASSERT_EQ(stream.capture->ReleaseBuffer(packet.frames), S_OK);
+      seen += packet.frames;
+    }
+    EXPECT_EQ(seen, hole_frames);
+    EXPECT_EQ(injected_hole_bytes, 0u);
+  }
+}
+
+TEST_F(PulseCapture, APacketIsOneHostsUntilItIsReleased) {
+  Stream stream(Find(u"Zevra Speakers").Get());
+  StartCapture(stream);
+  EXPECT_EQ(stream.capture->ReleaseBuffer(480), AUDCLNT_E_OUT_OF_ORDER);
+  UINT32 next = 0;
+  ASSERT_TRUE(Eventually(milliseconds(2000), [&] {
+    return stream.capture->GetNextPacketSize(&next) == S_OK && next != 0;
+  }));
+  const Packet packet(stream);
+  EXPECT_EQ(packet.frames, next);
+  EXPECT_EQ(Packet(stream).result, AUDCLNT_E_OUT_OF_ORDER);
+  EXPECT_EQ(stream.capture->ReleaseBuffer(next - 1), AUDCLNT_E_INVALID_SIZE);
+  // Not taken, it comes again, also through another service of the stream, which keeps it alive.
+  EXPECT_EQ(stream.capture->ReleaseBuffer(0), S_OK);
+  ASSERT_EQ(stream.client->GetService(IID_IAudioCaptureClient, stream.capture.PutVoid()), S_OK);
+  stream.client.Reset();
+  const Packet again(stream);
+  EXPECT_EQ(again.data, packet.data);
+  EXPECT_EQ(stream.capture->ReleaseBuffer(again.frames), S_OK);
+}
+
+}  // namespace
+}  // namespace zevra::test
