@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/linux/core_audio.h"
+#include "platform/linux/pulse_shared_memory.h"
 
 namespace zevra::platform {
 
@@ -22,6 +23,7 @@ HRESULT PulseConnection::Open() {
   // Without a name of ours the server shows the host program's.
   context_.reset(pa_context_new(pa_mainloop_get_api(loop_.get()), nullptr));
   if (!context_) return AUDCLNT_E_SERVICE_NOT_RUNNING;
+  KeepSharedMemoryFromChildren();
   if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
     return AUDCLNT_E_SERVICE_NOT_RUNNING;
   }

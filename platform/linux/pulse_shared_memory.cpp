@@ -26,6 +26,7 @@ void KeepSharedMemoryFromChildren() {
   const std::unique_ptr<DIR, CloseDirectory> descriptors(opendir("/proc/self/fd"));
   if (!descriptors) return;
   std::array<char, kPoolName.size()> target{};
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the directory stream is this call's own
   while (const dirent* const entry = readdir(descriptors.get())) {
     const ssize_t size =
         readlinkat(dirfd(descriptors.get()), entry->d_name, target.data(), target.size());
