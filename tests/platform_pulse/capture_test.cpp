@@ -16,20 +16,20 @@ bool in_hole = false;
 }  // namespace
 
 // No server loses data on demand, so these stand in front of the client library's.
-extern "C" int pa_stream_peek(pa_stream* stream, const void** data, std::size_t* bytes) {
+extern "C" int pa_stream_peek(pa_stream* p, const void** data, std::size_t* bytes) {
   static const auto real =
       reinterpret_cast<decltype(&pa_stream_peek)>(dlsym(RTLD_NEXT, "pa_stream_peek"));
   in_hole = injected_hole_bytes != 0;
-  if (!in_hole) return real(stream, data, bytes);
+  if (!in_hole) return real(p, data, bytes);
   *data = nullptr;
   *bytes = injected_hole_bytes;
   return 0;
 }
 
-extern "C" int pa_stream_drop(pa_stream* stream) {
+extern "C" int pa_stream_drop(pa_stream* p) {
   static const auto real =
       reinterpret_cast<decltype(&pa_stream_drop)>(dlsym(RTLD_NEXT, "pa_stream_drop"));
-  if (!in_hole) return real(stream);
+  if (!in_hole) return real(p);
   injected_hole_bytes = 0;
   return 0;
 }
@@ -50,14 +50,15 @@ std::vector<float> Tone(double hertz, double seconds) {
 
 // How loud one frequency is on the left of the last second of a stereo recording.
 double Loudness(const std::vector<float>& samples, double hertz) {
-  if (samples.size() < 2 * kRate) return 0;
+  constexpr std::size_t kSamples = std::size_t{2} * kRate;
+  if (samples.size() < kSamples) return 0;
   double sine = 0;
   double cosine = 0;
-  const float* const begin = samples.data() + samples.size() - std::size_t{2} * kRate;
-  for (int frame = 0; frame < static_cast<int>(kRate); ++frame) {
-    const double phase = 2 * std::numbers::pi * hertz * frame / kRate;
-    sine += begin[2 * frame] * std::sin(phase);
-    cosine += begin[2 * frame] * std::cos(phase);
+  for (std::size_t i = 0; i < kSamples; i += 2) {
+    const double phase = std::numbers::pi * hertz * static_cast<double>(i) / kRate;
+    const double value = samples[samples.size() - kSamples + i];
+    sine += value * std::sin(phase);
+    cosine += value * std::cos(phase);
   }
   return 2 * std::hypot(sine, cosine) / kRate;
 }
@@ -91,7 +92,7 @@ TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   EXPECT_TRUE(samples.empty());
   ASSERT_EQ(stream.client->Start(), S_OK);
   const auto begin = Clock::now();
-  const Player player("zevra_speakers", Ramp(5 * kRate), 2, "stereo");
+  const Player player("zevra_speakers", Ramp(std::size_t{5} * kRate), 2, "stereo");
   for (const milliseconds late : {milliseconds(500), milliseconds(2000)}) {
     const auto prompt = Record(stream, milliseconds(1000));
     samples.insert(samples.end(), prompt.begin(), prompt.end());

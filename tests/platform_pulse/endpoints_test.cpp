@@ -1,7 +1,8 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <array>
 #include <sstream>
+#include <thread>
 
 #include "platform/linux/utf16.h"
 #include "server_host.h"
@@ -9,111 +10,65 @@
 namespace zevra::test {
 namespace {
 
-using ::testing::ElementsAre;
-
-constexpr HRESULT kNotFound = HresultFromBits(0x80070490);
-
 class PulseEndpoints : public ServerTest {};
 
-// The descriptions that the server's own tool shows, in the order of the index.
+// The descriptions that the server's own tool shows.
 std::vector<std::u16string> ToolNames(const std::string& kind) {
-  std::vector<std::pair<int, std::u16string>> found;
-  std::istringstream lines(Shell("LC_ALL=C.UTF-8 pactl list " + kind));
-  const auto after = [](const std::string& line, const char* mark) {
-    const std::size_t at = line.find(mark);
-    return at == std::string::npos ? "" : line.substr(at + std::strlen(mark));
-  };
-  for (std::string line; std::getline(lines, line);) {
-    if (const std::string index = after(line, " #"); line[0] == 'S') {
-      found.emplace_back(std::stoi(index), u"");
-    } else if (const std::string text = after(line, "\tDescription: "); !text.empty()) {
-      found.back().second = platform::Utf16FromUtf8(text);
-    }
-  }
-  std::erase_if(found, [](const auto& one) { return one.second.starts_with(u"Monitor of "); });
-  std::sort(found.begin(), found.end());
+  std::istringstream lines(Shell("LC_ALL=C.UTF-8 pactl list " + kind +
+                                 " | sed -n '/Description: Monitor of/d; s/^\tDescription: //p'"));
   std::vector<std::u16string> names;
-  for (auto& one : found) names.push_back(std::move(one.second));
+  for (std::string line; std::getline(lines, line);) names.push_back(platform::Utf16FromUtf8(line));
   return names;
 }
 
 TEST_F(PulseEndpoints, AreThoseOfTheServersOwnTool) {
-  const NullSink twin_one("twin_one", "mono", 1, "Zwilling \u00e4\u00f6\u00fc \U0001F3A7");
-  const NullSink twin_two("twin_two", "mono", 1, "Zwilling \u00e4\u00f6\u00fc \U0001F3A7");
-  const auto sinks = ToolNames("sinks");
+  const std::string name = "Zwilling \u00e4\u00f6\u00fc \U0001F3A7";
+  const NullSink twins[] = {{"twin_one", "mono", 1, name}, {"twin_two", "mono", 1, name}};
+  const auto names = [](EDataFlow flow) {
+    std::vector<std::u16string> all;
+    for (const Listed& endpoint : List(flow)) all.push_back(endpoint.name);
+    return all;
+  };
+  auto both = ToolNames("sinks");
   const auto sources = ToolNames("sources");
-  ASSERT_EQ(sinks.size(), 4u);
-  EXPECT_EQ(sinks.back(), u"Zwilling \u00e4\u00f6\u00fc \U0001F3A7");
-  EXPECT_EQ(Names(eRender), sinks);
-  EXPECT_EQ(Names(eCapture), sources);
-  auto both = sinks;
+  EXPECT_EQ(names(eRender), both);
+  EXPECT_EQ(names(eCapture), sources);
+  EXPECT_EQ(both.size(), 4u);
+  EXPECT_EQ(sources.size(), 1u);
   both.insert(both.end(), sources.begin(), sources.end());
-  EXPECT_EQ(Names(eAll), both);
-}
-
-TEST_F(PulseEndpoints, AListDoesNotChange) {
-  NullSink extra("extra", "mono", 1);
-  ComPtr<IMMDeviceCollection> devices;
-  ASSERT_EQ(MakeEnumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, devices.Put()),
-            S_OK);
-  extra.Unload();
-  UINT count = 0;
-  EXPECT_EQ(devices->GetCount(&count), S_OK);
-  EXPECT_EQ(count, 3u);
-  ComPtr<IMMDevice> device;
-  EXPECT_EQ(devices->Item(3, device.Put()), E_INVALIDARG);
-  ASSERT_EQ(devices->Item(2, device.Put()), S_OK);
-  EXPECT_EQ(NameOf(device.Get()), u"Extra");
-  for (const IID& iid : {IID_IAudioClient, IID_IAudioEndpointVolume}) {
-    ComPtr<IUnknown> object;
-    EXPECT_EQ(device->Activate(iid, CLSCTX_ALL, nullptr, object.PutVoid()),
-              AUDCLNT_E_DEVICE_INVALIDATED);
-  }
-  ComPtr<IUnknown> object;
-  EXPECT_EQ(device->Activate(IID_IPropertyStore, CLSCTX_ALL, nullptr, object.PutVoid()),
-            E_NOINTERFACE);
+  EXPECT_EQ(names(eAll), both);
 }
 
 TEST_F(PulseEndpoints, TheDefaultIsTheServers) {
-  const auto name_of_default = [](EDataFlow flow) -> std::u16string {
-    ComPtr<IMMDevice> device;
-    const HRESULT result = MakeEnumerator()->GetDefaultAudioEndpoint(flow, eConsole, device.Put());
-    EXPECT_EQ(static_cast<bool>(device), SUCCEEDED(result));
-    if (result == kNotFound) return u"none";
-    return SUCCEEDED(result) ? NameOf(device.Get()) : u"failure";
+  const auto is_default = [](EDataFlow flow, HRESULT result, const std::u16string& name) {
+    return Eventually(std::chrono::seconds(5), [&] {
+      ComPtr<IMMDevice> device;
+      const HRESULT found = MakeEnumerator()->GetDefaultAudioEndpoint(flow, eConsole, device.Put());
+      return found == result && (device ? NameOf(device.Get()) : u"") == name;
+    });
   };
-  const auto becomes = [&](EDataFlow flow, const std::u16string& name) {
-    return Eventually(std::chrono::seconds(5), [&] { return name_of_default(flow) == name; });
-  };
-  EXPECT_EQ(name_of_default(eRender), u"Zevra Speakers");
-  EXPECT_EQ(name_of_default(eCapture), u"Zevra Microphone");
-  EXPECT_EQ(name_of_default(eAll), u"failure");
-  Shell("pactl set-default-sink zevra_surround");
-  EXPECT_TRUE(becomes(eRender, u"Zevra Surround"));
-  Shell("pactl set-default-source zevra_speakers.monitor");
-  EXPECT_TRUE(becomes(eCapture, u"none"));
-  Shell("pactl set-default-sink zevra_speakers; pactl set-default-source zevra_microphone");
-  EXPECT_TRUE(becomes(eCapture, u"Zevra Microphone"));
+  EXPECT_TRUE(is_default(eAll, E_INVALIDARG, u""));
+  EXPECT_TRUE(is_default(eRender, S_OK, u"Zevra Speakers"));
+  EXPECT_TRUE(is_default(eCapture, S_OK, u"Zevra Microphone"));
+  Shell("pactl set-default-sink zevra_surround; pactl set-default-source zevra_speakers.monitor");
+  EXPECT_TRUE(is_default(eRender, S_OK, u"Zevra Surround"));
+  EXPECT_TRUE(is_default(eCapture, HresultFromBits(0x80070490), u""));
 }
 
-TEST_F(PulseEndpoints, RefuseWhatTheyDoNotKnow) {
-  const struct {
-    int flow;
-    DWORD states;
-    HRESULT result;
-  } cases[] = {{3, 1, E_INVALIDARG},    {-1, 1, E_INVALIDARG}, {0, 0, E_INVALIDARG},
-               {0, 0x10, E_INVALIDARG}, {2, 0xF, S_OK},        {2, 8, S_OK}};
-  for (const auto& one : cases) {
-    ComPtr<IMMDeviceCollection> devices;
-    EXPECT_EQ(MakeEnumerator()->EnumAudioEndpoints(static_cast<EDataFlow>(one.flow), one.states,
-                                                   devices.Put()),
-              one.result);
-    UINT count = 0;
-    if (devices) {
-      EXPECT_EQ(devices->GetCount(&count), S_OK);
-      EXPECT_EQ(count, one.states == 8 ? 0u : 3u);
-    }
+TEST_F(PulseEndpoints, ServeSeveralThreads) {
+  const ComPtr<IMMDevice> device = Find(u"Zevra Speakers");
+  std::array<std::thread, 4> threads;
+  for (std::thread& thread : threads) {
+    thread = std::thread([&device] {
+      for (int round = 0; round < 5; ++round) {
+        EXPECT_EQ(NameOf(device.Get()), u"Zevra Speakers");
+        Stream stream(device.Get());
+        StartCapture(stream);
+        EXPECT_FALSE(Record(stream, milliseconds(200)).empty());
+      }
+    });
   }
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(PulseEndpoints, VolumeIsTheMixers) {
@@ -136,17 +91,14 @@ TEST_F(PulseEndpoints, VolumeIsTheMixers) {
         S_OK);
     Shell(std::string("pactl ") + one.command);
     float level = -1;
-    // PipeWire answers a new volume only after the graph has taken it.
-    EXPECT_TRUE(Eventually(std::chrono::seconds(2),
+    // PipeWire tells a new volume only after its graph has taken it.
+    EXPECT_TRUE(Eventually(milliseconds(2000),
                            [&] {
                              return volume->GetMasterVolumeLevelScalar(&level) == S_OK &&
                                     std::abs(level - one.level) < 0.001F;
                            }))
         << one.command << ": " << level;
   }
-  Shell(
-      "pactl set-sink-mute zevra_speakers 0; pactl set-sink-volume zevra_speakers 100%;"
-      "pactl set-source-volume zevra_microphone 100%");
 }
 
 }  // namespace

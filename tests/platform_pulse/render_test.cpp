@@ -21,7 +21,7 @@ UINT32 Padding(Stream& stream) {
 void Write(Stream& stream, const void* data, UINT32 frames, DWORD flags = 0) {
   BYTE* block = nullptr;
   ASSERT_EQ(stream.render->GetBuffer(frames, &block), S_OK);
-  std::memcpy(block, data, frames * stream.format.Format.nBlockAlign);
+  std::memcpy(block, data, std::size_t{frames} * stream.format.Format.nBlockAlign);
   ASSERT_EQ(stream.render->ReleaseBuffer(frames, flags), S_OK);
 }
 
@@ -72,7 +72,7 @@ TEST_F(PulseRender, TheQueueFillsAndDrains) {
   const UINT32 kept = Padding(stream);
   EXPECT_GE(kept, room / 2);
   std::this_thread::sleep_for(milliseconds(300));
-  EXPECT_NEAR(Padding(stream), kept, kRate / 20);
+  EXPECT_NEAR(Padding(stream), kept, 0.05 * kRate);
 }
 
 // Small blocks go straight into the server's memory, large ones through a copy.
@@ -88,7 +88,7 @@ TEST_F(PulseRender, WhatIsWrittenIsPlayedInOrder) {
   listen(200);
   Stream stream(device.Get());
   ASSERT_EQ(stream.Initialize(0, kOneSecond), S_OK);
-  const std::vector<float> ramp = Ramp(3 * kRate);
+  const std::vector<float> ramp = Ramp(std::size_t{3} * kRate);
   // The second fifth of a second is marked silent, whatever it holds.
   constexpr UINT32 kSilentFrom = kRate / 5;
   constexpr UINT32 kSilentTo = 2 * kSilentFrom;

@@ -29,16 +29,17 @@ std::string Shell(const std::string& command) {
   return output;
 }
 
-bool Eventually(std::chrono::milliseconds limit, const std::function<bool()>& condition) {
+bool Eventually(milliseconds limit, const std::function<bool()>& condition) {
   const auto end = Clock::now() + limit;
   while (!condition()) {
     if (Clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(milliseconds(5));
   }
   return true;
 }
 
 void SignalServer(int signal) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets the environment meanwhile
   const char* const process = std::getenv("ZEVRA_TEST_SERVER_PID");
   ASSERT_NE(process, nullptr);
   ASSERT_EQ(kill(std::atoi(process), signal), 0);
@@ -95,6 +96,23 @@ ComPtr<IMMDeviceEnumerator> MakeEnumerator() {
   return enumerator;
 }
 
+void ExpectNoServer(IMMDevice* device) {
+  ComPtr<IMMDevice> found;
+  ComPtr<IMMDeviceCollection> list;
+  ComPtr<IUnknown> object;
+  std::vector<std::function<HRESULT()>> questions = {
+      [&] { return MakeEnumerator()->GetDefaultAudioEndpoint(eRender, eConsole, found.Put()); },
+      [&] { return MakeEnumerator()->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, list.Put()); }};
+  for (const IID iid : {IID_IAudioClient, IID_IAudioEndpointVolume}) {
+    if (device == nullptr) break;
+    questions.emplace_back(
+        [&, iid] { return device->Activate(iid, CLSCTX_ALL, nullptr, object.PutVoid()); });
+  }
+  for (const auto& ask : questions) {
+    EXPECT_LT(SecondsOf([&] { EXPECT_EQ(ask(), AUDCLNT_E_SERVICE_NOT_RUNNING); }), kPatience);
+  }
+}
+
 std::u16string NameOf(IMMDevice* device) {
   ComPtr<IPropertyStore> store;
   platform::PropVariant name;
@@ -117,12 +135,6 @@ std::vector<Listed> List(EDataFlow flow) {
     list.push_back({std::move(name), std::move(device)});
   }
   return list;
-}
-
-std::vector<std::u16string> Names(EDataFlow flow) {
-  std::vector<std::u16string> names;
-  for (const Listed& endpoint : List(flow)) names.push_back(endpoint.name);
-  return names;
 }
 
 ComPtr<IMMDevice> Find(const std::u16string& name) {
@@ -159,26 +171,34 @@ void Drain(Stream& stream, std::vector<float>* samples) {
   UINT32 next = 0;
   ASSERT_EQ(stream.capture->GetNextPacketSize(&next), S_OK);
   while (next != 0) {
-    BYTE* data = nullptr;
-    UINT32 frames = 0;
-    DWORD flags = 0;
-    ASSERT_EQ(stream.capture->GetBuffer(&data, &frames, &flags, nullptr, nullptr), S_OK);
-    ASSERT_EQ(frames, next);
-    ASSERT_EQ(flags, 0u);
-    const auto* const first = reinterpret_cast<const float*>(data);
-    samples->insert(samples->end(), first, first + frames * stream.format.Format.nChannels);
-    ASSERT_EQ(stream.capture->ReleaseBuffer(frames), S_OK);
+    const Packet packet(stream);
+    ASSERT_EQ(packet.result, S_OK);
+    ASSERT_EQ(packet.frames, next);
+    ASSERT_EQ(packet.flags, 0u);
+    const auto* const first = reinterpret_cast<const float*>(packet.data);
+    samples->insert(samples->end(), first,
+                    first + std::size_t{next} * stream.format.Format.nChannels);
+    ASSERT_EQ(stream.capture->ReleaseBuffer(next), S_OK);
     ASSERT_EQ(stream.capture->GetNextPacketSize(&next), S_OK);
   }
 }
 
-std::vector<float> Record(Stream& stream, std::chrono::milliseconds time) {
+std::vector<float> Record(Stream& stream, milliseconds time) {
   std::vector<float> samples;
   const auto end = Clock::now() + time;
   while (Clock::now() < end && !::testing::Test::HasFatalFailure()) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(milliseconds(5));
     Drain(stream, &samples);
   }
+  return samples;
+}
+
+std::vector<float> RecordFirstSound(Stream& stream) {
+  std::vector<float> samples;
+  EXPECT_TRUE(Eventually(milliseconds(8000), [&] {
+    Drain(stream, &samples);
+    return ::testing::Test::HasFatalFailure() || (!samples.empty() && samples.back() != 0);
+  }));
   return samples;
 }
 

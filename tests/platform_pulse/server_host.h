@@ -17,16 +17,23 @@ namespace zevra::test {
 
 using platform::ComPtr;
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 inline constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
-inline constexpr UINT32 kRate = 48'000;
+inline constexpr UINT32 kRate = 48'000;  // frames a second, of all the endpoints
 
 // What a shell command prints, without the last line end. Failing fails the test.
 std::string Shell(const std::string& command);
-bool Eventually(std::chrono::milliseconds limit, const std::function<bool()>& condition);
+bool Eventually(milliseconds limit, const std::function<bool()>& condition);
 // Signals the process that clients talk to.
 void SignalServer(int signal);
 double SecondsOf(const std::function<void()>& work);
+
+// A host's call must come back within these seconds, whatever the server does.
+inline constexpr double kPatience = 5;
+// That every question to the server ends in AUDCLNT_E_SERVICE_NOT_RUNNING, and in time. The device
+// may be null.
+void ExpectNoServer(IMMDevice* device);
 
 // A null sink of 48 kHz float, there until it is unloaded.
 class NullSink {
@@ -64,7 +71,6 @@ struct Listed {
 
 ComPtr<IMMDeviceEnumerator> MakeEnumerator();
 std::vector<Listed> List(EDataFlow flow);
-std::vector<std::u16string> Names(EDataFlow flow);
 std::u16string NameOf(IMMDevice* device);
 // The last endpoint of that name; null, and a failed test, without one.
 ComPtr<IMMDevice> Find(const std::u16string& name);
@@ -80,12 +86,25 @@ struct Stream {
   ComPtr<IAudioRenderClient> render;
 };
 
+// The oldest packet, the host's until it is released. `result` is GetBuffer's.
+struct Packet {
+  explicit Packet(Stream& stream)
+      : result(stream.capture->GetBuffer(&data, &frames, &flags, nullptr, nullptr)) {}
+  BYTE* data = nullptr;
+  UINT32 frames = 0;
+  DWORD flags = 0;
+  HRESULT result;
+};
+
 // Initialises and starts a capture of float frames.
 void StartCapture(Stream& stream, DWORD flags = kLoopback);
 // Appends what has arrived to `samples`; fails the test at an error or a flagged packet.
 void Drain(Stream& stream, std::vector<float>* samples);
 // Drains every 5 ms for that long.
-std::vector<float> Record(Stream& stream, std::chrono::milliseconds time);
+std::vector<float> Record(Stream& stream, milliseconds time);
+
+// Drains until the newest frame is sound.
+std::vector<float> RecordFirstSound(Stream& stream);
 
 // Interleaved stereo: counts up on the left and down on the right in steps of 2^-23, which a float
 // holds exactly, so that one lost or doubled frame shows.
