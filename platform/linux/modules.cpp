@@ -64,7 +64,6 @@ std::string PathOfModule(ModuleHandle module) {
     return PathAt(reinterpret_cast<const void*>(&PathOfModule));
   }
   const link_map* map = nullptr;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle, made from a pointer
   if (::dlinfo(reinterpret_cast<void*>(module), RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
     return {};
   }

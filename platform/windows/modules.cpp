@@ -56,7 +56,7 @@ std::string FileVersionText(const char* path) {
     return text;
   }
   for (UINT i = 0; i < bytes / sizeof(Translation); ++i) {
-    std::array<char, 64> query;
+    std::array<char, 64> query{};
     std::snprintf(query.data(), query.size(), "\\StringFileInfo\\%04x%04x\\%s", pairs[i].language,
                   pairs[i].code_page, "FileVersion");
     char* answer = nullptr;

@@ -21,6 +21,7 @@ std::size_t NarrowToWide(const char* text, wchar_t* buffer, std::size_t size) {
 }
 
 std::size_t WideToNarrow(const wchar_t* text, char* buffer, std::size_t size) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): this run-time library keeps no state for it
   const std::size_t needed = std::wcstombs(nullptr, text, 0);
   if (buffer == nullptr || needed == kNotConvertible) {
     return needed;
@@ -59,6 +60,8 @@ std::size_t CutOnCharacter(const wchar_t* text, std::size_t limit) {
 
 bool SameIgnoringCase(const char* left, const char* right) { return ::_stricmp(left, right) == 0; }
 
-void SetProcessLocale(const char* locale) { std::setlocale(LC_ALL, locale); }
+void SetProcessLocale(const char* locale) {
+  std::setlocale(LC_ALL, locale);  // NOLINT(concurrency-mt-unsafe): the setting asks for it
+}
 
 }  // namespace zevra
