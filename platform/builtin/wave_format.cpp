@@ -42,9 +42,10 @@ std::optional<SampleKind> Recognise(const EndpointConfig& config, const WAVEFORM
     if (format.cbSize < kExtraBytes) return {};
     WAVEFORMATEXTENSIBLE extensible{};
     std::memcpy(&extensible, &format, sizeof(extensible));
-    if (IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)) {
+    const GUID sub_format = extensible.SubFormat;  // the record is packed
+    if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)) {
       tag = WAVE_FORMAT_IEEE_FLOAT;
-    } else if (IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_PCM)) {
+    } else if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_PCM)) {
       tag = WAVE_FORMAT_PCM;
     }
   }

@@ -6,9 +6,13 @@
 // Durations and positions in time are in 100-ns units.
 using REFERENCE_TIME = LONGLONG;
 
-enum EDataFlow { eRender = 0, eCapture = 1, eAll = 2 };
-enum ERole { eConsole = 0 };
-enum AUDCLNT_SHAREMODE { AUDCLNT_SHAREMODE_SHARED = 0, AUDCLNT_SHAREMODE_EXCLUSIVE = 1 };
+// A host's numbers may be anything, so each has a type that holds them all.
+enum EDataFlow : std::uint32_t { eRender = 0, eCapture = 1, eAll = 2 };
+enum ERole : std::uint32_t { eConsole = 0 };
+enum AUDCLNT_SHAREMODE : std::uint32_t {
+  AUDCLNT_SHAREMODE_SHARED = 0,
+  AUDCLNT_SHAREMODE_EXCLUSIVE = 1
+};
 
 inline constexpr DWORD DEVICE_STATE_ACTIVE = 1;
 

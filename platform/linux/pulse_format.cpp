@@ -63,10 +63,12 @@ Layout MixLayout(const PulseEndpoint& endpoint) {
 // The sample type of a format whose fields agree with each other, else PA_SAMPLE_INVALID.
 pa_sample_format_t SampleFormat(const WAVEFORMATEX& format, const WAVEFORMATEXTENSIBLE* extended) {
   if (format.nBlockAlign != format.nChannels * format.wBitsPerSample / 8) return PA_SAMPLE_INVALID;
-  const bool is_float = extended != nullptr ? extended->SubFormat == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT
+  // The block is packed, so its GUID may lie at an odd address.
+  const GUID sub_format = extended != nullptr ? extended->SubFormat : GUID{};
+  const bool is_float = extended != nullptr ? sub_format == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT
                                             : format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
   if (is_float) return format.wBitsPerSample == 32 ? PA_SAMPLE_FLOAT32LE : PA_SAMPLE_INVALID;
-  const bool is_pcm = extended != nullptr ? extended->SubFormat == KSDATAFORMAT_SUBTYPE_PCM
+  const bool is_pcm = extended != nullptr ? sub_format == KSDATAFORMAT_SUBTYPE_PCM
                                           : format.wFormatTag == WAVE_FORMAT_PCM;
   if (!is_pcm) return PA_SAMPLE_INVALID;
   // Fewer valid bits than the container has stand at its top, so the container alone matters.

@@ -29,7 +29,7 @@ for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -q "^[[:space:]]*$flag" "$work/headers" || { echo "no $flag" && exit 1; }
 done
 # Without relocations the loader could not move it, whatever the flags say.
-"$objdump" -h "$dll" | grep -q ' \.reloc '
+"$objdump" -h "$dll" | grep ' \.reloc ' >/dev/null
 
 echo "import library and header:"
 cat >"$work/host.c" <<'END'
@@ -47,5 +47,5 @@ flags=(-Wall -Wextra -Wpedantic -Wconversion -Werror -I "$include")
 compiler=${objdump%objdump}
 "${compiler}gcc" -std=c99 "${flags[@]}" "$work/host.c" "$import_library" -o "$work/host.exe"
 "${compiler}g++" -std=c++17 "${flags[@]}" "$work/host.cpp" "$import_library" -o "$work/host.exe"
-"$objdump" -p "$work/host.exe" | grep -q 'DLL Name: zevra\.dll'
+"$objdump" -p "$work/host.exe" | grep 'DLL Name: zevra\.dll' >/dev/null
 echo "all passed"
