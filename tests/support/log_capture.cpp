@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "log/masks.h"
 #include "log/process_logger.h"
@@ -46,7 +47,8 @@ class Line_Store final : public Log_IO {
 };
 
 Line_Store store;
-std::unique_ptr<Process_Logger> logger;
+// All that were made: a thread that has just written its line may still look at its logger.
+std::vector<std::unique_ptr<Process_Logger>> loggers;
 
 }  // namespace
 
@@ -56,15 +58,13 @@ LogCapture::LogCapture(std::uint32_t level) {
   settings.values.level = level;
   settings.values.style = kStyleNone;
   settings.values.locale = "skip";
-  logger = std::make_unique<Process_Logger>();
+  auto logger = std::make_unique<Process_Logger>();
   logger->open(&settings, &store, 0);
   process_logger = logger.get();
+  loggers.push_back(std::move(logger));
 }
 
-LogCapture::~LogCapture() {
-  process_logger = nullptr;
-  logger.reset();
-}
+LogCapture::~LogCapture() { process_logger = nullptr; }
 
 std::vector<std::string> LogCapture::Lines() const { return store.Lines(); }
 
