@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/com_object.h"
+#include "support/eventually.h"
 #include "support/log_capture.h"
 #include "support/scripted_platform.h"
 #include "zevra/zevra.h"
@@ -25,16 +23,6 @@ inline ZevraAudioFormat SpeechFormat() {
   format.valid_bits_per_sample = 16;
   format.samples_per_second = 16'000;
   return format;
-}
-
-// Waits until the condition holds; false after ten seconds, which no sound run comes near.
-inline bool Eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
 }
 
 // A scripted platform with a captured log, COM on the test's thread, and the promise that nothing

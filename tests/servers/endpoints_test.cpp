@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+#include "servers/server_host.h"
+#include "servers/server_tools.h"
+
+namespace zevra::test {
+namespace {
+
+using Endpoints = ServerTest;
+using Names = std::vector<std::string>;
+
+Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*)) {
+  ZevraDeviceList list{};
+  EXPECT_EQ(list_function(&list), 0);
+  Names names;
+  for (std::uint32_t row = 0; row < list.count; ++row) {
+    names.push_back(std::filesystem::path(list.names[row]).string());  // in UTF-8
+  }
+  return names;
+}
+
+// What a person reads; a monitor is no endpoint of its own.
+Names Descriptions(const std::string& kind) {
+  return Shell("pactl list " + kind + " | sed -n 's/^\tDescription: //p' | sed '/^Monitor of/d'");
+}
+
+TEST_F(Endpoints, TheListsAreThoseOfTheServer) {
+  const Sink umlaut("zevra_umlaut", "Zévra – Überall 🔊");
+  const Names sinks = Descriptions("sinks");
+  const Names sources = Descriptions("sources");
+  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), sinks);
+  EXPECT_EQ(NamesIn(ZevraGetOutRecordDeviceList), sources);
+  Names all = sinks;
+  all.insert(all.end(), sources.begin(), sources.end());
+  EXPECT_EQ(NamesIn(ZevraGetDeviceList), all);
+  EXPECT_THAT(all,
+              ::testing::IsSupersetOf({"Zevra Speakers", "Zevra Microphone", "Zévra – Überall 🔊"}));
+
+  // Letters of either case lead to it, and only to it.
+  EXPECT_EQ(Device(u"ZÉVRA – ÜBERALL 🔊").Result(), 0);
+  EXPECT_EQ(Device(u"Zévra – Überall").Result(), ZEVRA_E_NOT_FOUND);
+  EXPECT_EQ(Device(u"Zévra – Überall 🔊", ZEVRA_FLOW_CAPTURE).Result(), ZEVRA_E_NOT_FOUND);
+}
+
+TEST_F(Endpoints, AListEndsAtEightRows) {
+  std::vector<std::unique_ptr<Sink>> sinks;
+  for (int n = 0; n < 7; ++n) {
+    const std::string number = std::to_string(n);
+    sinks.push_back(std::make_unique<Sink>("zevra_" + number, "Zevra " + number));
+  }
+  Names first = Descriptions("sinks");
+  ASSERT_GT(first.size(), 8U);
+  first.resize(8);
+  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), first);
+  EXPECT_EQ(NamesIn(ZevraGetDeviceList), first);
+}
+
+TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {
+  const Sink other("zevra_other", "Zevra Other");
+  Shell("pactl set-default-sink zevra_other");
+  Shell("pactl set-sink-volume zevra_other 25%");
+  float volume = 0;
+  EXPECT_EQ(ZevraGetVolume(Device(), &volume), 0);
+  EXPECT_NEAR(volume, 0.25F, 1e-4);
+  Shell("pactl set-default-sink zevra_speakers");
+  // The default is always tapped by loopback, which a source has not got.
+  const Device source(nullptr, ZEVRA_FLOW_CAPTURE);
+  EXPECT_EQ(source.Result(), 0);
+  EXPECT_EQ(source.Start(Recording()), ZEVRA_E_FAIL);
+  EXPECT_EQ(ZevraStartPlay(source), ZEVRA_E_FAIL);
+}
+
+TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
+  const struct {
+    const char* command;
+    float volume;
+  } kSettings[] = {
+      {"volume TARGET 30%", 0.3F},     {"volume TARGET 0%", 0},   {"volume TARGET 150%", 1},
+      {"volume TARGET 20% 60%", 0.4F}, {"mute TARGET 1", 0.4F},   {"volume TARGET 75%", 0.75F},
+      {"mute TARGET 0", 0.75F},        {"volume TARGET 100%", 1},
+  };
+  const struct {
+    const char* kind;
+    const char* target;
+    Device device;
+  } kEndpoints[] = {
+      {"set-sink-", "zevra_speakers", Device(u"Zevra Speakers")},
+      {"set-source-", "zevra_microphone", Device(u"Zevra Microphone", ZEVRA_FLOW_CAPTURE)},
+  };
+  for (const auto& endpoint : kEndpoints) {
+    for (const auto& setting : kSettings) {
+      std::string command = setting.command;
+      command.replace(command.find("TARGET"), 6, endpoint.target);
+      SCOPED_TRACE(command);
+      Shell(std::string("pactl ") + endpoint.kind + command);
+      float volume = -1;
+      EXPECT_EQ(ZevraGetVolume(endpoint.device, &volume), 0);
+      EXPECT_NEAR(volume, setting.volume, 1e-3);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zevra::test

@@ -1,0 +1,88 @@
+#include "servers/server_host.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "support/eventually.h"
+
+namespace zevra::test {
+namespace {
+
+std::array<std::atomic<Recording*>, Recording::kMost> slots;
+
+template <std::size_t slot>
+void Deliver(void* reserved, std::uint32_t, const std::uint8_t* data, std::uint32_t length) {
+  EXPECT_EQ(reserved, nullptr);
+  slots[slot].load()->Take(data, length);
+}
+
+template <std::size_t... slot>
+constexpr auto Functions(std::index_sequence<slot...>) {
+  return std::array<ZevraCaptureCallback, sizeof...(slot)>{&Deliver<slot>...};
+}
+
+constexpr auto kFunctions = Functions(std::make_index_sequence<Recording::kMost>());
+
+}  // namespace
+
+ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t rate,
+                            std::uint16_t channels) {
+  constexpr std::uint32_t kFivePointOne = 0x3F;
+  return {kind, channels, bits, rate, channels == 6 ? kFivePointOne : 0, bits, 0};
+}
+
+Recording::Recording(std::size_t most_bytes) : slot_(0), most_bytes_(most_bytes) {
+  bytes_.reserve(most_bytes);
+  for (; slot_ < slots.size(); ++slot_) {
+    Recording* none = nullptr;
+    if (slots[slot_].compare_exchange_strong(none, this)) return;
+  }
+  ADD_FAILURE() << "too many recordings at a time";
+  std::abort();
+}
+
+Recording::~Recording() { slots[slot_] = nullptr; }
+
+ZevraCaptureCallback Recording::Callback() const { return kFunctions[slot_]; }
+
+void Recording::Take(const std::uint8_t* data, std::uint32_t length) {
+  if (on_packet) on_packet();
+  {
+    const std::lock_guard hold(mutex_);
+    bytes_.insert(bytes_.end(), data,
+                  data + std::min<std::size_t>(length, most_bytes_ - bytes_.size()));
+  }
+  ++packets_;
+}
+
+bool Recording::IsFull() const {
+  const std::lock_guard hold(mutex_);
+  return bytes_.size() == most_bytes_;
+}
+
+std::vector<std::uint8_t> Recording::Bytes() const {
+  const std::lock_guard hold(mutex_);
+  return bytes_;
+}
+
+bool Recording::Goes(unsigned count) const {
+  const unsigned wanted = packets_ + count;
+  return Eventually([&] { return packets_ >= wanted; });
+}
+
+void Recording::WaitUntilQuiet() const {
+  unsigned before = 0;
+  do {
+    before = packets_;
+    std::this_thread::sleep_for(std::chrono::milliseconds(333));
+  } while (packets_ != before);
+}
+
+std::int32_t Device::Start(const Recording& recording) const {
+  return Start(recording, MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1));
+}
+
+}  // namespace zevra::test

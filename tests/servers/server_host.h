@@ -1,0 +1,91 @@
+#ifndef ZEVRA_TESTS_SERVERS_SERVER_HOST_H
+#define ZEVRA_TESTS_SERVERS_SERVER_HOST_H
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "zevra/zevra.h"
+
+// A host program beside a real sound server. It knows the public header and the shared library,
+// nothing of what is behind them.
+
+namespace zevra::test {
+
+ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t rate,
+                            std::uint16_t channels);
+
+// What one callback receives. The library passes nothing through to it, so each recording has a
+// function of its own; there are at most kMost at a time.
+class Recording {
+ public:
+  static constexpr std::size_t kMost = 16;
+
+  // Keeps the first `most_bytes` bytes.
+  explicit Recording(std::size_t most_bytes = 0);
+  ~Recording();
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+  ZevraCaptureCallback Callback() const;
+  unsigned Packets() const { return packets_; }
+  bool IsFull() const;
+  std::vector<std::uint8_t> Bytes() const;
+  // Waits for `count` further packets.
+  bool Goes(unsigned count = 3) const;
+  // Waits until no packet has come for a third of a second.
+  void WaitUntilQuiet() const;
+
+  // Runs inside the callback; set it before the start.
+  std::function<void()> on_packet;
+
+  void Take(const std::uint8_t* data, std::uint32_t length);
+
+ private:
+  std::size_t slot_;
+  const std::size_t most_bytes_;
+  std::atomic<unsigned> packets_{0};
+  mutable std::mutex mutex_;
+  std::vector<std::uint8_t> bytes_;
+};
+
+// An open handle. `Open()` is the result, the handle null after a failure.
+class Device {
+ public:
+  explicit Device(const ZevraChar* name = nullptr, std::uint32_t flow = ZEVRA_FLOW_RENDER)
+      : result_(ZevraOpenDevice(&handle_, name, flow)) {}
+  ~Device() { Close(); }
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  void Close() {
+    EXPECT_EQ(ZevraCloseDevice(handle_), 0);
+    handle_ = nullptr;
+  }
+  std::int32_t Result() const { return result_; }
+  operator ZevraHandle() const { return handle_; }  // NOLINT(google-explicit-constructor)
+  std::int32_t Start(const Recording& recording, const ZevraAudioFormat& format) const {
+    return ZevraStartCapture(handle_, &format, recording.Callback(), nullptr);
+  }
+  // In the format of a speech recogniser.
+  std::int32_t Start(const Recording& recording) const;
+
+ private:
+  ZevraHandle handle_ = nullptr;
+  std::int32_t result_;
+};
+
+class ServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_GE(ZevraInitialize(), 0); }
+  void TearDown() override { ZevraUninitialize(); }
+};
+
+}  // namespace zevra::test
+
+#endif

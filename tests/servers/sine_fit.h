@@ -1,0 +1,72 @@
+#ifndef ZEVRA_TESTS_SERVERS_SINE_FIT_H
+#define ZEVRA_TESTS_SERVERS_SINE_FIT_H
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <numbers>
+#include <span>
+#include <vector>
+
+#include "zevra/zevra.h"
+
+namespace zevra::test {
+
+struct SineFit {
+  double level = 0;   // amplitude of the sine
+  double snr_db = 0;  // the sine's power over that of everything else
+};
+
+// Fits a sine of the given frequency to whole seconds of samples. Nothing but that sine without a
+// break passes for signal: another frequency, noise, an offset, and the step in phase that a lost
+// or doubled sample leaves all count as the rest.
+inline SineFit FitSine(std::span<const double> samples, double hertz, double rate) {
+  double in_phase = 0, in_quadrature = 0;
+  const double count = static_cast<double>(samples.size());
+  const double step = 2 * std::numbers::pi * hertz / rate;
+  for (std::size_t n = 0; n < samples.size(); ++n) {
+    in_phase += samples[n] * std::sin(step * static_cast<double>(n)) * 2 / count;
+    in_quadrature += samples[n] * std::cos(step * static_cast<double>(n)) * 2 / count;
+  }
+  double rest = 0;
+  for (std::size_t n = 0; n < samples.size(); ++n) {
+    const double angle = step * static_cast<double>(n);
+    rest += std::pow(samples[n] - in_phase * std::sin(angle) - in_quadrature * std::cos(angle), 2);
+  }
+  const double level = std::hypot(in_phase, in_quadrature);
+  return {level, 10 * std::log10(level * level / 2 / (rest / count + 1e-20))};
+}
+
+// One sample at -1.0 to 1.0, little-endian as the library delivers it.
+inline double DecodeSample(const std::uint8_t* bytes, const ZevraAudioFormat& format) {
+  if (format.sample_kind != ZEVRA_SAMPLE_PCM) {
+    float value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+  }
+  if (format.bits_per_sample == 8) return (bytes[0] - 128) / 128.0;
+  std::uint32_t upper = 0;  // the sample in the upper bits
+  const int width = format.bits_per_sample / 8;
+  for (int byte = 0; byte < width; ++byte)
+    upper |= std::uint32_t{bytes[byte]} << 8 * (4 - width + byte);
+  return static_cast<std::int32_t>(upper) / 2147483648.0;
+}
+
+// The samples of one channel in `seconds` of sound that begins at `first_second`.
+inline std::vector<double> Channel(const std::vector<std::uint8_t>& bytes,
+                                   const ZevraAudioFormat& format, unsigned channel,
+                                   double first_second, double seconds) {
+  const std::size_t sample_bytes = format.bits_per_sample / 8;
+  const std::size_t first = static_cast<std::size_t>(first_second * format.samples_per_second);
+  std::vector<double> samples(static_cast<std::size_t>(seconds * format.samples_per_second));
+  for (std::size_t n = 0; n < samples.size(); ++n) {
+    samples[n] =
+        DecodeSample(&bytes.at(((first + n) * format.channels + channel) * sample_bytes), format);
+  }
+  return samples;
+}
+
+}  // namespace zevra::test
+
+#endif
