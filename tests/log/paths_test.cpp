@@ -47,7 +47,7 @@ TEST(Paths, NormalizeAndJoin) {
       {std::string(200, 'd'), std::string(60, 'n'), std::string(200, 'd') + std::string(60, 'n')}};
   for (const auto& row : joins) {
     char buffer[kPathBytes];
-    std::strcpy(buffer, row.directory.c_str());
+    buffer[row.directory.copy(buffer, sizeof buffer - 1)] = '\0';
     EXPECT_EQ(join_path(buffer, row.name.c_str()), buffer);
     EXPECT_EQ(buffer, row.joined);
   }

@@ -17,7 +17,8 @@ using KilledServer = ServerTest;
 using FrozenServer = ServerTest;
 
 void Signal(int signal) {
-  const char* const server = std::getenv("ZEVRA_TEST_SERVER_PID");
+  const char* const server =
+      std::getenv("ZEVRA_TEST_SERVER_PID");  // NOLINT(concurrency-mt-unsafe): nobody sets it
   ASSERT_NE(server, nullptr);
   ASSERT_EQ(kill(std::stoi(server), signal), 0);
 }
