@@ -9,9 +9,9 @@
 
 namespace {
 
-// Bytes of a hole that the next peek reports, as a server does that lost data.
-std::size_t injected_hole_bytes = 0;
-bool in_hole = false;
+// Bytes of a hole that this thread's next peek reports, as a server does that lost data.
+thread_local std::size_t injected_hole_bytes = 0;
+thread_local bool in_hole = false;
 
 }  // namespace
 
