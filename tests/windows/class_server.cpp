@@ -1,0 +1,106 @@
+#include "windows/class_server.h"
+
+#include <utility>
+
+#include "platform/builtin/machine.h"
+#include "platform/builtin/no_throw.h"
+#include "platform/com_object.h"
+#include "platform/owners.h"
+#include "windows/served_resampler.h"
+
+namespace zevra::platform {
+
+template <>
+inline constexpr const IID* kInterfaceId<IClassFactory> = &IID_IClassFactory;
+
+}  // namespace zevra::platform
+
+namespace zevra::test {
+namespace {
+
+using builtin::EndpointConfig;
+using builtin::Machine;
+
+// The classes' own ids, as sound_test.sh registers them.
+constexpr CLSID kServedResampler = {
+    0x5F1C6A10, 0x3D0B, 0x4C6E, {0x9A, 0x41, 0x7B, 0x52, 0xE0, 0x36, 0xC8, 0x01}};
+constexpr CLSID kServedEnumerator = {
+    0x5F1C6A10, 0x3D0B, 0x4C6E, {0x9A, 0x41, 0x7B, 0x52, 0xE0, 0x36, 0xC8, 0x02}};
+
+// In the order of ServedEndpoint.
+std::vector<EndpointConfig> Endpoints() {
+  EndpointConfig speakers;
+  speakers.name = u"Served Speakers";
+  speakers.is_default = true;
+  speakers.programme = builtin::Sine(997, 0.5);
+  speakers.volume = 0.75F;
+
+  EndpointConfig headphones;
+  headphones.name = u"Served Headphones";
+
+  EndpointConfig microphone;
+  microphone.name = u"Served Microphone";
+  microphone.flow = eCapture;
+  microphone.is_default = true;
+  microphone.rate = 44'100;
+  microphone.channels = 1;
+  microphone.channel_mask = SPEAKER_FRONT_CENTER;
+  microphone.packet_frames = 441;
+  microphone.programme = builtin::Sine(440, 0.25);
+  microphone.volume = 0.5F;
+  return {std::move(speakers), std::move(headphones), std::move(microphone)};
+}
+
+Machine& TheMachine() {
+  static Machine machine(Endpoints());
+  return machine;
+}
+
+class Factory final : public platform::ComObject<IClassFactory> {
+ public:
+  explicit Factory(HRESULT (*create)(REFIID iid, void** object)) : create_(create) {}
+
+  HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    return outer != nullptr ? CLASS_E_NOAGGREGATION : create_(iid, object);
+  }
+  HRESULT LockServer(BOOL /*lock*/) override { return S_OK; }
+
+ private:
+  HRESULT (*const create_)(REFIID iid, void** object);
+};
+
+HRESULT CreateEnumerator(REFIID iid, void** object) {
+  return builtin::NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
+}
+
+}  // namespace
+}  // namespace zevra::test
+
+STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
+  using zevra::test::Factory;
+  using zevra::test::kServedEnumerator;
+  using zevra::test::kServedResampler;
+  *object = nullptr;
+  decltype(&zevra::test::CreateResampler) create = nullptr;
+  if (IsEqualGUID(class_id, kServedResampler)) create = &zevra::test::CreateResampler;
+  if (IsEqualGUID(class_id, kServedEnumerator)) create = &zevra::test::CreateEnumerator;
+  if (create == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
+  const auto factory =
+      zevra::platform::ComPtr<IClassFactory>::Attach(zevra::platform::MakeCom<Factory>(create));
+  return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
+}
+
+// What it counts must be there to the end of the test.
+STDAPI DllCanUnloadNow() { return S_FALSE; }
+
+long ServedObjects() { return zevra::platform::live_com_objects.load(); }
+
+void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
+  zevra::test::TheMachine().SetVolume(endpoint, volume);
+}
+
+void RemoveServedEndpoint(zevra::test::ServedEndpoint endpoint) {
+  zevra::test::TheMachine().Remove(endpoint);
+}

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Runs sound_test.cpp's program in the Wine that it is called in, with classes of the class server
+# in the place of the system's.
+#   sound_test.sh monitor|served HOST.exe      `monitor` wants a sound server around it
+set -euo pipefail
+suite=$1 host=$2
+folder=$(dirname "$host")
+server=$(winepath -w "$folder/class_server.dll")
+served=5F1C6A10-3D0B-4C6E-9A41-7B52E036C80 # and a last digit
+
+# What the registry needs to have one class treated as another. Wine looks for classes only in the
+# machine's part of it.
+treat_as() { # CLASS_ID SERVED_CLASS_ID
+  local classes='HKEY_LOCAL_MACHINE\Software\Classes\CLSID'
+  printf '%s\n' "[$classes\\{$1}\\TreatAs]" "@=\"{$2}\"" \
+    "[$classes\\{$2}\\InprocServer32]" "@=\"${server//\\/\\\\}\"" '"ThreadingModel"="Both"'
+}
+
+# A round of it closes without a step.
+tone() { # HERTZ LEVEL
+  perl -e 'binmode STDOUT;
+           $round = pack "f<*", map { ($_, $_) }
+             map { $ARGV[1] * sin(2 * atan2(0, -1) * $ARGV[0] * $_ / 48000) } 0 .. 47999;
+           print $round while 1' "$@"
+}
+
+{
+  echo "Windows Registry Editor Version 5.00"
+  treat_as F447B69E-1884-4A7E-8055-346F74D6EDB3 "${served}1" # the resampler
+  [[ $suite != served ]] || treat_as BCDE0395-E52F-467C-8E3D-C4579291692E "${served}2" # endpoints
+} | wine regedit /S -
+
+if [[ $suite == monitor ]]; then
+  tone 997 0.5 | pacat --raw --format=float32le --rate=48000 --channels=2 \
+    --device=zevra_speakers --latency-msec=1000 &
+  trap 'kill $!' EXIT
+fi
+cd "$folder"
+wine "$(basename "$host")" --gtest_filter="${suite^}.*"
