@@ -97,8 +97,7 @@ Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*)) {
   return names;
 }
 
-// --- Wine's own endpoints, which are those of the sound server
-// ------------------------------------
+// --- Wine's own endpoints, which are those of the sound server ---
 
 // What sound_test.sh plays.
 constexpr Expected kPlayed{997, 0.5};
@@ -158,8 +157,7 @@ TEST_F(Monitor, TheExampleRecordsIt) {
   EXPECT_EQ(std::remove(path), 0);
 }
 
-// --- The served endpoints
-// -------------------------------------------------------------------------
+// --- The served endpoints ---
 
 class Served : public ServerTest {
  protected:

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Runs a program in the Wine that it is called in, with a display of its own: Wine gives no program
+# a console without one.
+#   on_display.sh PROGRAM.exe [ARG...]
+set -euo pipefail
+number=$(mktemp)
+Xvfb -displayfd 3 -screen 0 640x480x16 -nolisten tcp 3>"$number" 2>/dev/null &
+server=$!
+trap 'wineserver -k; kill $server; rm -f "$number"' EXIT
+while [[ ! -s $number ]]; do
+  kill -0 $server || exit 1
+  sleep 0.05
+done
+DISPLAY=:$(<"$number") wine "$@"
