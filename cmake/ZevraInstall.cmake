@@ -24,5 +24,13 @@ install(FILES "${CMAKE_BINARY_DIR}/zevra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
         COMPONENT development)
 install(FILES include/zevra/zevra.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zevra"
         COMPONENT development)
-install(FILES examples/record.c DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
-        COMPONENT development)
+if(WIN32)
+  # A zip is unpacked anywhere and read as it lies there. Other tool chains make an import library
+  # of their own from the .def file.
+  install(FILES cmake/zevra.def DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+  install(FILES examples/record.c DESTINATION examples COMPONENT development)
+  install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
+else()
+  install(FILES examples/record.c DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
+          COMPONENT development)
+endif()

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Unpacks the zip of scripts/package where a user might, builds the example against it in each way
+# that it offers, and lists a sound server's endpoints with each.
+#   package_test.sh REPOSITORY OBJDUMP
+set -euo pipefail
+root=$1 tools=${2%objdump}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+"$root/scripts/package" windows "$work"
+mkdir "$work/some place"
+cd "$work/some place"
+cmake -E tar xf "$work"/zevra-*-windows-x86_64.zip
+cd zevra-*/
+diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
+./LICENSE.txt
+./bin/record.exe
+./bin/zevra.dll
+./examples/record.c
+./include/zevra/zevra.h
+./lib/cmake/zevra/zevra-config-version.cmake
+./lib/cmake/zevra/zevra-config.cmake
+./lib/cmake/zevra/zevra-targets-release.cmake
+./lib/cmake/zevra/zevra-targets.cmake
+./lib/libzevra.dll.a
+./lib/pkgconfig/zevra.pc
+./lib/zevra.def
+END_OF_LIST
+
+build() { # NAME ARG...
+  local name=$1
+  shift
+  "${tools}gcc" -std=c99 -Wall -Wextra -Wpedantic -Werror examples/record.c "$@" -o "bin/$name"
+}
+build linked.exe -Iinclude lib/libzevra.dll.a
+"${tools}dlltool" -d lib/zevra.def -l "$work/made.lib"
+build made.exe -Iinclude "$work/made.lib"
+cmake -S "$root/tests/house/consumer" -B "$work/host" -Dzevra_DIR="$PWD/lib/cmake/zevra" \
+  -DEXAMPLE="$PWD/examples/record.c" -DCMAKE_BUILD_TYPE=Release \
+  --toolchain "$root/cmake/toolchain-mingw64.cmake" >/dev/null
+cmake --build "$work/host" >/dev/null
+cp "$work/host/host.exe" bin/by-cmake.exe
+
+# shellcheck disable=SC2016  # the variables are the inner shell's
+"$root/scripts/sound-server" pulseaudio -- "$root/scripts/with-wine" -- bash -euc '
+  for host in record linked made by-cmake; do
+    list=$(wine "bin/$host.exe")
+    [[ $list == *"  Monitor of Zevra Speakers"* ]] || { echo "$host.exe lists: $list" && exit 1; }
+  done'
+echo "all passed"
