@@ -27,14 +27,16 @@ diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
 ./lib/zevra.def
 END_OF_LIST
 
-build() { # NAME ARG...
-  local name=$1
-  shift
-  "${tools}gcc" -std=c99 -Wall -Wextra -Wpedantic -Werror examples/record.c "$@" -o "bin/$name"
+build() { # SOURCE NAME ARG...
+  local source=$1 name=$2
+  shift 2
+  "${tools}gcc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$source" "$@" -Iinclude -o "bin/$name"
 }
-build linked.exe -Iinclude lib/libzevra.dll.a
+build examples/record.c linked.exe lib/libzevra.dll.a
+sed -n '/^```c$/,/^```$/{/^```/d;p}' "$root/README.md" >"$work/readme.c"
+build "$work/readme.c" readme.exe lib/libzevra.dll.a
 "${tools}dlltool" -d lib/zevra.def -l "$work/made.lib"
-build made.exe -Iinclude "$work/made.lib"
+build examples/record.c made.exe "$work/made.lib"
 cmake -S "$root/tests/house/consumer" -B "$work/host" -Dzevra_DIR="$PWD/lib/cmake/zevra" \
   -DEXAMPLE="$PWD/examples/record.c" -DCMAKE_BUILD_TYPE=Release \
   --toolchain "$root/cmake/toolchain-mingw64.cmake" >/dev/null
