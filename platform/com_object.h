@@ -48,15 +48,42 @@ inline constexpr const IID* kInterfaceId<IWMResamplerProps> = &IID_IWMResamplerP
 // sees any reference that was lost.
 inline std::atomic<long> live_com_objects{0};
 
-// Reference count and QueryInterface over the interfaces named. A class derives from it as
-// `class Device final : public ComObject<IMMDevice>` and is made by MakeCom; the first interface
-// stands for IUnknown. Operations of the interfaces that the library never calls answer E_NOTIMPL.
-template <class First, class... More>
-class ComObject : public Stub<First>, public Stub<More>... {
+// How an object counts its references, and whether it is counted itself.
+//
+// For objects that any thread may share.
+class SharedReferences {
  public:
-  ComObject() { live_com_objects.fetch_add(1, std::memory_order_relaxed); }
-  ComObject(const ComObject&) = delete;
-  ComObject& operator=(const ComObject&) = delete;
+  SharedReferences() { live_com_objects.fetch_add(1, std::memory_order_relaxed); }
+  ~SharedReferences() { live_com_objects.fetch_sub(1, std::memory_order_relaxed); }
+  SharedReferences(const SharedReferences&) = delete;
+  SharedReferences& operator=(const SharedReferences&) = delete;
+
+  ULONG Add() { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  ULONG Remove() { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+
+ private:
+  std::atomic<ULONG> count_{1};
+};
+
+// For objects that one thread has at a time, references included: those that come and go with every
+// packet, where locked instructions would be most of the cost.
+class LocalReferences {
+ public:
+  ULONG Add() { return ++count_; }
+  ULONG Remove() { return --count_; }
+
+ private:
+  ULONG count_ = 1;
+};
+
+// Reference count and QueryInterface over the interfaces named; the first one stands for IUnknown.
+// Operations of the interfaces that the library never calls answer E_NOTIMPL.
+template <class References, class First, class... More>
+class CountedObject : public Stub<First>, public Stub<More>... {
+ public:
+  CountedObject() = default;
+  CountedObject(const CountedObject&) = delete;
+  CountedObject& operator=(const CountedObject&) = delete;
 
   HRESULT QueryInterface(REFIID iid, void** object) override {
     if (object == nullptr) return E_POINTER;
@@ -71,15 +98,15 @@ class ComObject : public Stub<First>, public Stub<More>... {
     AddRef();
     return S_OK;
   }
-  ULONG AddRef() override { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  ULONG AddRef() override { return references_.Add(); }
   ULONG Release() override {
-    const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    const ULONG left = references_.Remove();
     if (left == 0) delete this;
     return left;
   }
 
  protected:
-  virtual ~ComObject() { live_com_objects.fetch_sub(1, std::memory_order_relaxed); }
+  virtual ~CountedObject() = default;
 
  private:
   template <class Interface>
@@ -87,13 +114,25 @@ class ComObject : public Stub<First>, public Stub<More>... {
     if (iid == *kInterfaceId<Interface>) *object = static_cast<Interface*>(this);
   }
 
-  std::atomic<ULONG> references_{1};
+  References references_;
 };
+
+// A class derives from it as `class Device final : public ComObject<IMMDevice>` and is made by
+// MakeCom.
+template <class... Interfaces>
+class ComObject : public CountedObject<SharedReferences, Interfaces...> {};
+template <class... Interfaces>
+class LocalComObject : public CountedObject<LocalReferences, Interfaces...> {};
 
 // Makes an object with one reference, the caller's; null if there is no memory.
 template <class Object, class... Arguments>
 Object* MakeCom(Arguments&&... arguments) noexcept {
-  return new (std::nothrow) Object(std::forward<Arguments>(arguments)...);
+  if constexpr (sizeof...(Arguments) == 0) {
+    // With parentheses all its memory would be set to zero first.
+    return new (std::nothrow) Object;
+  } else {
+    return new (std::nothrow) Object(std::forward<Arguments>(arguments)...);
+  }
 }
 
 }  // namespace zevra::platform

@@ -1,6 +1,7 @@
 #include "platform/linux/block_cache.h"
 
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <new>
@@ -30,45 +31,68 @@ void DeleteBlock(Header* block) {
   ::operator delete (block, std::align_val_t{kBlockAlignment}, std::nothrow);
 }
 
-class Cache {
- public:
-  Cache() = default;
-  ~Cache();
-  Cache(const Cache&) = delete;
-  Cache& operator=(const Cache&) = delete;
+// What a thread has. Plain data, so that reaching it asks for no construction first: these are the
+// most frequent calls of the whole packet path.
+struct Thread {
+  std::array<Header*, kBins> first;
+  std::array<std::uint32_t, kBins> count;
+  long in_use;  // taken here less given back here, which may be less than none
+  bool end_is_watched;
+  bool has_ended;
+};
+constinit thread_local Thread thread{};
 
-  Header* Take(std::size_t bin) {
-    Header* const block = first_[bin];
-    if (block == nullptr) return nullptr;
-    first_[bin] = block->next;
-    --count_[bin];
-    return block;
-  }
-  bool Keep(Header* block) {
-    if (count_[block->bin] == kSpareBlocksInBin) return false;
-    block->next = first_[block->bin];
-    first_[block->bin] = block;
-    ++count_[block->bin];
-    return true;
-  }
-  void Trim() {
-    for (std::size_t bin = 0; bin < kBins; ++bin) {
-      while (Header* const block = Take(bin)) DeleteBlock(block);
+std::atomic<long> in_use_by_ended_threads{0};
+
+void Trim() {
+  for (std::size_t bin = 0; bin < kBins; ++bin) {
+    while (Header* const block = thread.first[bin]) {
+      thread.first[bin] = block->next;
+      DeleteBlock(block);
     }
+    thread.count[bin] = 0;
   }
+}
 
- private:
-  std::array<Header*, kBins> first_{};
-  std::array<std::uint32_t, kBins> count_{};
+// Objects may still be released by destructors that run behind this one at a thread's end.
+struct ThreadEnd {
+  ~ThreadEnd() {
+    Trim();
+    in_use_by_ended_threads += thread.in_use;
+    thread.has_ended = true;
+  }
 };
 
-// Objects may still be released by destructors that run behind the cache's own at a thread's end.
-thread_local bool cache_gone = false;
-thread_local Cache cache;
+// Sees to the thread's end. To be called before the thread has anything.
+void WatchForEnd() {
+  if (thread.end_is_watched) return;
+  thread.end_is_watched = true;
+  thread_local const ThreadEnd end;
+}
 
-Cache::~Cache() {
-  Trim();
-  cache_gone = true;
+void CountInUse(long change) {
+  if (thread.has_ended) {
+    in_use_by_ended_threads += change;
+  } else {
+    thread.in_use += change;
+  }
+}
+
+Header* TakeSpare(std::size_t bin) {
+  Header* const block = thread.first[bin];
+  if (block == nullptr) return nullptr;
+  thread.first[bin] = block->next;
+  --thread.count[bin];
+  return block;
+}
+
+// False if the thread has enough of that size.
+bool Keep(Header* block) {
+  if (thread.has_ended || thread.count[block->bin] == kSpareBlocksInBin) return false;
+  block->next = thread.first[block->bin];
+  thread.first[block->bin] = block;
+  ++thread.count[block->bin];
+  return true;
 }
 
 }  // namespace
@@ -78,23 +102,27 @@ void* TakeBlock(std::size_t bytes) noexcept {
   const std::size_t whole = bytes + sizeof(Header);
   const auto shift = static_cast<std::size_t>(std::bit_width(whole - 1));
   const std::size_t bin = shift <= kSmallestShift ? 0 : shift - kSmallestShift;
-  if (bin >= kBins) {
-    Header* const block = NewBlock(whole, kBins);
-    return block != nullptr ? block + 1 : nullptr;
+  Header* block = bin < kBins ? TakeSpare(bin) : nullptr;
+  if (block == nullptr) {
+    WatchForEnd();
+    block = bin < kBins ? NewBlock(std::size_t{1} << (kSmallestShift + bin), bin)
+                        : NewBlock(whole, kBins);
+    if (block == nullptr) return nullptr;
   }
-  Header* block = cache_gone ? nullptr : cache.Take(bin);
-  if (block == nullptr) block = NewBlock(std::size_t{1} << (kSmallestShift + bin), bin);
-  return block != nullptr ? block + 1 : nullptr;
+  CountInUse(1);
+  return block + 1;
 }
 
 void GiveBlock(void* block) noexcept {
   if (block == nullptr) return;
+  WatchForEnd();
+  CountInUse(-1);
   Header* const header = static_cast<Header*>(block) - 1;
-  if (header->bin == kBins || cache_gone || !cache.Keep(header)) DeleteBlock(header);
+  if (header->bin == kBins || !Keep(header)) DeleteBlock(header);
 }
 
-void TrimBlocks() noexcept {
-  if (!cache_gone) cache.Trim();
-}
+void TrimBlocks() noexcept { Trim(); }
+
+long BlocksInUse() noexcept { return in_use_by_ended_threads + thread.in_use; }
 
 }  // namespace zevra::platform

@@ -21,6 +21,10 @@ void GiveBlock(void* block) noexcept;
 // Gives the calling thread's spare blocks to the heap now.
 void TrimBlocks() noexcept;
 
+// Blocks that were taken and not given back, by the calling thread and by threads that have ended.
+// A test that asks before and after sees any block that was lost.
+long BlocksInUse() noexcept;
+
 }  // namespace zevra::platform
 
 #endif

@@ -6,7 +6,8 @@
 #include "platform/linux/types.h"
 
 // Every object counts its references; the last Release destroys it. AddRef and Release may be
-// called on any thread, the other operations as each interface says. No operation throws.
+// called on any thread where an interface does not say otherwise, the other operations as each one
+// says. No operation throws.
 struct IUnknown {
   // Gives a new reference for `iid`, or E_NOINTERFACE and null.
   virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;

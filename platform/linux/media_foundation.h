@@ -25,7 +25,9 @@ enum MFT_MESSAGE_TYPE : std::uint32_t {
   MFT_MESSAGE_NOTIFY_START_OF_STREAM = 0x10000003,
 };
 
-// A bag of attributes. One thread at a time.
+// The objects below belong to one thread at a time, AddRef and Release included.
+
+// A bag of attributes.
 struct IMFAttributes : IUnknown {
   virtual HRESULT GetUINT32(REFGUID key, UINT32* value) = 0;
   virtual HRESULT GetGUID(REFGUID key, GUID* value) = 0;
@@ -35,7 +37,7 @@ struct IMFAttributes : IUnknown {
 
 struct IMFMediaType : IMFAttributes {};
 
-// A block of bytes with a capacity and a current length. One thread at a time.
+// A block of bytes with a capacity and a current length.
 struct IMFMediaBuffer : IUnknown {
   // `*data` stays valid until Unlock; both lengths, in bytes, may be null.
   virtual HRESULT Lock(BYTE** data, DWORD* capacity, DWORD* length) = 0;
@@ -45,7 +47,7 @@ struct IMFMediaBuffer : IUnknown {
   virtual HRESULT SetCurrentLength(DWORD length) = 0;
 };
 
-// A list of buffers. One thread at a time.
+// A list of buffers.
 struct IMFSample : IMFAttributes {
   // Takes a reference of its own.
   virtual HRESULT AddBuffer(IMFMediaBuffer* buffer) = 0;

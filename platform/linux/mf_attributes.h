@@ -35,13 +35,14 @@ class AttributeBag {
   const Attribute* Find(REFGUID key) const;
   Attribute* FindOrAdd(REFGUID key);
 
-  std::array<Attribute, kCapacity> attributes_{};
+  // Not set beyond the count: a sample has none, and one is made for every packet.
+  std::array<Attribute, kCapacity> attributes_;
   std::size_t count_ = 0;
 };
 
 // An object with attributes, made of recycled memory.
 template <class Interface>
-class AttributesObject : public ComObject<Interface> {
+class AttributesObject : public LocalComObject<Interface> {
  public:
   static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
     return TakeBlock(bytes);
@@ -51,7 +52,7 @@ class AttributesObject : public ComObject<Interface> {
   static void operator delete(void* block, const std::nothrow_t&) noexcept { GiveBlock(block); }
 
   HRESULT QueryInterface(REFIID iid, void** object) override {
-    return ComObject<Interface>::QueryInterface(
+    return LocalComObject<Interface>::QueryInterface(
         iid == IID_IMFAttributes ? *kInterfaceId<Interface> : iid, object);
   }
   HRESULT GetUINT32(REFGUID key, UINT32* value) override { return attributes_.Get(key, value); }

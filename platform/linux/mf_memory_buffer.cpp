@@ -9,7 +9,7 @@ namespace {
 using zevra::platform::kBlockAlignment;
 
 // The object and its bytes are one recycled block.
-class MemoryBuffer final : public zevra::platform::ComObject<IMFMediaBuffer> {
+class MemoryBuffer final : public zevra::platform::LocalComObject<IMFMediaBuffer> {
  public:
   struct DataBytes {
     DWORD count;

@@ -1,7 +1,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 
 #include "platform/linux/mf_attributes.h"
 #include "platform/owners.h"
@@ -29,22 +28,29 @@ HRESULT CopyBytes(IMFMediaBuffer* from, BYTE* to, DWORD* copied) {
 
 class Sample final : public zevra::platform::AttributesObject<IMFSample> {
  public:
+  ~Sample() override { ReleaseBuffers(); }
+
   HRESULT AddBuffer(IMFMediaBuffer* buffer) override;
   HRESULT ConvertToContiguousBuffer(IMFMediaBuffer** buffer) override;
 
  private:
   HRESULT Join();
+  void ReleaseBuffers() {
+    while (count_ > 0) buffers_[--count_]->Release();
+  }
 
-  // Fixed, so that adding one never allocates.
+  // Fixed, so that adding one never allocates. Nearly every sample has one buffer, and the others'
+  // places are not even looked at.
   static constexpr std::size_t kMaxBuffers = 16;
-  std::array<Buffer, kMaxBuffers> buffers_;
+  std::array<IMFMediaBuffer*, kMaxBuffers> buffers_;
   std::size_t count_ = 0;
 };
 
 HRESULT Sample::AddBuffer(IMFMediaBuffer* buffer) {
   if (buffer == nullptr) return E_POINTER;
   if (count_ == kMaxBuffers) return E_OUTOFMEMORY;
-  buffers_[count_++] = Buffer::Share(buffer);
+  buffer->AddRef();
+  buffers_[count_++] = buffer;
   return S_OK;
 }
 
@@ -52,7 +58,7 @@ HRESULT Sample::AddBuffer(IMFMediaBuffer* buffer) {
 HRESULT Sample::Join() {
   DWORD total = 0;
   for (std::size_t index = 0; index < count_; ++index) {
-    if (const HRESULT result = AddLength(buffers_[index].Get(), &total); FAILED(result)) {
+    if (const HRESULT result = AddLength(buffers_[index], &total); FAILED(result)) {
       return result;
     }
   }
@@ -63,13 +69,13 @@ HRESULT Sample::Join() {
   if (result = joined->Lock(&to, nullptr, nullptr); FAILED(result)) return result;
   for (std::size_t index = 0; index < count_; ++index) {
     DWORD copied = 0;
-    if (result = CopyBytes(buffers_[index].Get(), to, &copied); FAILED(result)) return result;
+    if (result = CopyBytes(buffers_[index], to, &copied); FAILED(result)) return result;
     to += copied;
   }
   joined->Unlock();
   joined->SetCurrentLength(total);
-  while (count_ > 0) buffers_[--count_].Reset();
-  buffers_[count_++] = std::move(joined);
+  ReleaseBuffers();
+  buffers_[count_++] = joined.Detach();
   return S_OK;
 }
 
@@ -80,7 +86,7 @@ HRESULT Sample::ConvertToContiguousBuffer(IMFMediaBuffer** buffer) {
   if (count_ > 1) {
     if (const HRESULT result = Join(); FAILED(result)) return result;
   }
-  *buffer = Buffer::Share(buffers_[0].Get()).Detach();
+  *buffer = Buffer::Share(buffers_[0]).Detach();
   return S_OK;
 }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/com_object.h"
+#include "platform/linux/block_cache.h"
 #include "platform/owners.h"
 
 namespace {
@@ -43,7 +43,7 @@ ComPtr<IMFMediaBuffer> BufferOf(const std::string& text, DWORD capacity) {
 }
 
 TEST(MediaFoundation, SamplesJoinTheirBuffers) {
-  const long objects = zevra::platform::live_com_objects;
+  const long blocks = zevra::platform::BlocksInUse();
   {
     ComPtr<IMFSample> sample;
     ASSERT_EQ(MFCreateSample(sample.Put()), S_OK);
@@ -65,7 +65,7 @@ TEST(MediaFoundation, SamplesJoinTheirBuffers) {
     for (int i = 0; i < 100 && SUCCEEDED(result); ++i) result = sample->AddBuffer(joined.Get());
     EXPECT_EQ(result, E_OUTOFMEMORY);
   }
-  EXPECT_EQ(zevra::platform::live_com_objects, objects);
+  EXPECT_EQ(zevra::platform::BlocksInUse(), blocks);
 }
 
 TEST(MediaFoundation, StartupsAreCounted) {

@@ -4,6 +4,7 @@
 
 #include "descriptors.h"
 #include "platform/com_object.h"
+#include "platform/linux/block_cache.h"
 #include "resampler_driver.h"
 
 namespace zevra::test {
@@ -13,7 +14,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
   CoInitialize(nullptr);
   const auto descriptors = OpenDescriptors();
   const std::size_t threads = ThreadCount();
-  const long objects = platform::live_com_objects;
+  const long objects = platform::live_com_objects, blocks = platform::BlocksInUse();
   const Format input = Float(48'000, 2), output = Pcm(24, 0, 16'000, 1);
   const Bytes packet(480 * 8);
   for (int round = 0; round < 1000; ++round) {
@@ -26,6 +27,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
     }
   }
   EXPECT_EQ(platform::live_com_objects, objects);
+  EXPECT_EQ(platform::BlocksInUse(), blocks);
   EXPECT_EQ(OpenDescriptors(), descriptors);
   EXPECT_EQ(ThreadCount(), threads);
   CoUninitialize();
@@ -34,7 +36,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
 // Samples made on one thread and released on others: their memory changes hands between the
 // threads' caches, also behind a cache that is gone already.
 TEST(ResamplerLifetime, SamplesMayBeReleasedOnAnyThread) {
-  const long objects = platform::live_com_objects;
+  const long blocks = platform::BlocksInUse();
   for (int round = 0; round < 50; ++round) {
     std::vector<ComPtr<IMFMediaBuffer>> buffers(20);
     for (auto& buffer : buffers) MFCreateMemoryBuffer(4'000, buffer.Put());
@@ -46,7 +48,7 @@ TEST(ResamplerLifetime, SamplesMayBeReleasedOnAnyThread) {
       for (auto& buffer : buffers) buffer.Reset();
     }).join();
   }
-  EXPECT_EQ(platform::live_com_objects, objects);
+  EXPECT_EQ(platform::BlocksInUse(), blocks);
 }
 
 }  // namespace
