@@ -167,7 +167,8 @@ HRESULT Resampler::Fill(BYTE* output, UINT32 room, UINT32* frames) {
   *frames = 0;
   while (*frames < room) {
     // What the engine holds goes out before it is fed again, so that it never holds much.
-    const UINT32 fed = kept_inside_ ? 0 : std::min(packet_.Frames(), SwrEngine::kMaxInputFrames);
+    const UINT32 fed =
+        kept_inside_ ? 0 : std::min(packet_.Frames(), engine_.MostInput(room - *frames));
     UINT32 written = 0;
     const HRESULT result =
         engine_.Convert(packet_.Data(), fed, output + std::size_t{*frames} * output_->BlockBytes(),

@@ -1,5 +1,6 @@
 #include "platform/linux/sample_packing.h"
 
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -29,17 +30,48 @@ struct Quantizer {
   std::uint32_t shift;
 };
 
-template <std::size_t kBytes, class Sample>
-void PackPlane(const Sample* plane, std::size_t frames, const ResamplerFormat& format,
-               BYTE* packed) {
-  const Quantizer quantize(format);
-  const std::size_t step = format.BlockBytes();
+// Samples that are rounded in one go; a fixed count becomes vector code at every level of
+// optimisation.
+constexpr std::size_t kRun = 64;
+using Integers = std::array<std::uint32_t, kRun>;
+
+// Any number of integers, one by one. The last one must not write past its end.
+template <std::size_t kBytes>
+void Store(const Integers& integers, std::size_t count, BYTE* packed) {
   // 8-bit samples are unsigned: silence is 128.
   constexpr std::uint32_t kOffset = kBytes == 1 ? 0x80 : 0;
-  for (std::size_t frame = 0; frame < frames; ++frame, packed += step) {
-    const std::uint32_t value = quantize(static_cast<double>(plane[frame])) + kOffset;
-    std::memcpy(packed, &value, kBytes);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t value = integers[i] + kOffset;
+    std::memcpy(packed + kBytes * i, &value, kBytes);
   }
+}
+
+// A whole run of 24-bit integers in pairs of six bytes. Each is written as eight, of which the next
+// pair overwrites the last two.
+void StoreRun24(const Integers& integers, BYTE* packed) {
+  constexpr std::uint64_t kFirst = 0xFFFFFF;
+  auto pairs = std::bit_cast<std::array<std::uint64_t, kRun / 2>>(integers);
+  for (std::uint64_t& pair : pairs) pair = (pair & kFirst) | (pair >> 8 & kFirst << 24);
+  const std::uint64_t last = pairs.back();
+  for (std::size_t i = 0; i + 1 < pairs.size(); ++i) std::memcpy(packed + 6 * i, &pairs[i], 8);
+  std::memcpy(packed + 6 * (pairs.size() - 1), &last, 6);
+}
+
+template <std::size_t kBytes, class Sample>
+void Pack(const Sample* samples, std::size_t count, const Quantizer quantize, BYTE* packed) {
+  Integers integers;
+  for (; count >= kRun; count -= kRun, samples += kRun, packed += kBytes * kRun) {
+    for (std::size_t i = 0; i < kRun; ++i) {
+      integers[i] = quantize(static_cast<double>(samples[i]));
+    }
+    if constexpr (kBytes == 3) {
+      StoreRun24(integers, packed);
+    } else {
+      Store<kBytes>(integers, kRun, packed);
+    }
+  }
+  for (std::size_t i = 0; i < count; ++i) integers[i] = quantize(static_cast<double>(samples[i]));
+  Store<kBytes>(integers, count, packed);
 }
 
 }  // namespace
@@ -53,28 +85,22 @@ void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked
 }
 
 template <class Sample>
-void PackPcm(const Sample* const* planes, std::size_t frames, const ResamplerFormat& format,
+void PackPcm(const Sample* samples, std::size_t count, const ResamplerFormat& format,
              BYTE* packed) {
-  for (UINT32 channel = 0; channel < format.channels; ++channel) {
-    BYTE* const first = packed + channel * format.bits / 8;
-    switch (format.bits) {
-      case 8:
-        PackPlane<1>(planes[channel], frames, format, first);
-        break;
-      case 16:
-        PackPlane<2>(planes[channel], frames, format, first);
-        break;
-      case 24:
-        PackPlane<3>(planes[channel], frames, format, first);
-        break;
-      default:
-        PackPlane<4>(planes[channel], frames, format, first);
-        break;
-    }
+  const Quantizer quantize(format);
+  switch (format.bits) {
+    case 8:
+      return Pack<1>(samples, count, quantize, packed);
+    case 16:
+      return Pack<2>(samples, count, quantize, packed);
+    case 24:
+      return Pack<3>(samples, count, quantize, packed);
+    default:
+      return Pack<4>(samples, count, quantize, packed);
   }
 }
 
-template void PackPcm(const float* const*, std::size_t, const ResamplerFormat&, BYTE*);
-template void PackPcm(const double* const*, std::size_t, const ResamplerFormat&, BYTE*);
+template void PackPcm(const float*, std::size_t, const ResamplerFormat&, BYTE*);
+template void PackPcm(const double*, std::size_t, const ResamplerFormat&, BYTE*);
 
 }  // namespace zevra::platform

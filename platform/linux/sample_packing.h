@@ -13,11 +13,10 @@ namespace zevra::platform {
 // Packed 24-bit samples to 32-bit ones with the same upper bits and zero below.
 void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked);
 
-// Planar samples, -1.0 to 1.0, to interleaved integers of `format`: rounded to its valid bits with
-// zero below, limited to full scale. Sample is float or double.
+// Samples, -1.0 to 1.0, to as many integers of `format`: rounded to its valid bits, from halfway to
+// the even one, with zero below; limited to full scale. Sample is float or double.
 template <class Sample>
-void PackPcm(const Sample* const* planes, std::size_t frames, const ResamplerFormat& format,
-             BYTE* packed);
+void PackPcm(const Sample* samples, std::size_t count, const ResamplerFormat& format, BYTE* packed);
 
 }  // namespace zevra::platform
 

@@ -38,6 +38,12 @@ bool WrittenDirectly(const ResamplerFormat& input, const ResamplerFormat& output
          (input.is_float || input.bits <= output.bits);
 }
 
+// What PackPcm takes and what float output is: libswresample would only copy it, sample by sample.
+bool ArrivesUnpacked(const ResamplerFormat& input, const ResamplerFormat& output) {
+  return input.is_float && input.samples_per_second == output.samples_per_second &&
+         input.channel_mask == output.channel_mask;
+}
+
 // Sets options one after the other and remembers whether all were taken.
 class Options {
  public:
@@ -125,11 +131,12 @@ SwrEngine::SwrEngine() = default;
 SwrEngine::~SwrEngine() = default;
 
 void SwrEngine::Close() {
+  is_open_ = false;
   mixer_.reset();
   context_.reset();
   unpacked_input_.reset();
   mixed_input_.reset();
-  planar_output_.reset();
+  unpacked_output_.reset();
 }
 
 HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& output,
@@ -139,9 +146,11 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
   input_ = input;
   output_ = output;
   direct_ = WrittenDirectly(input, output);
-  double_inside_ = NeedsDouble(input) || NeedsDouble(output);
-  const HRESULT result = SetUp(half_filter_length);
+  passes_ = ArrivesUnpacked(input, output) && (output.is_float || !direct_);
+  double_inside_ = !passes_ && (NeedsDouble(input) || NeedsDouble(output));
+  const HRESULT result = passes_ ? S_OK : SetUp(half_filter_length);
   if (FAILED(result)) Close();
+  is_open_ = SUCCEEDED(result);
   return result;
 }
 
@@ -162,7 +171,9 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
     input = mixed;
   }
   const Side output{output_.channel_mask, output_.samples_per_second,
-                    direct_ ? InputSampleFormat(output_) : inside};
+                    direct_          ? InputSampleFormat(output_)
+                    : double_inside_ ? AV_SAMPLE_FMT_DBL
+                                     : AV_SAMPLE_FMT_FLT};
   return Start(context_.get(), input, output, inside, half_filter_length);
 }
 
@@ -174,7 +185,7 @@ bool SwrEngine::MakeScratch() {
   const bool unpacks = !input_.is_float && input_.bits == 24;
   return (!unpacks || make(sizeof(std::int32_t), input_.channels, &unpacked_input_)) &&
          (mixer_ == nullptr || make(sizeof(double), output_.channels, &mixed_input_)) &&
-         (direct_ || make(sizeof(double), output_.channels, &planar_output_));
+         (direct_ || make(sizeof(double), output_.channels, &unpacked_output_));
 }
 
 // The output's channels in a scratch block.
@@ -200,6 +211,11 @@ HRESULT SwrEngine::Mix(Frames* frames, UINT32 count) {
 HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
                            UINT32 output_frames, UINT32* written) {
   *written = 0;
+  if (passes_) {
+    Write(input, input_frames, output);
+    *written = input_frames;
+    return S_OK;
+  }
   Frames frames = {input};
   if (unpacked_input_ != nullptr) {
     auto* const unpacked = reinterpret_cast<std::int32_t*>(unpacked_input_.get());
@@ -209,7 +225,7 @@ HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
   if (mixer_ != nullptr && input_frames > 0) {
     if (const HRESULT result = Mix(&frames, input_frames); FAILED(result)) return result;
   }
-  if (!direct_) return ConvertPlanar(frames, input_frames, output, output_frames, written);
+  if (!direct_) return ConvertAndPack(frames, input_frames, output, output_frames, written);
   std::uint8_t* outputs[] = {output};
   const int count = Run(frames, input_frames, outputs, output_frames);
   if (count < 0) return ResultOf(count);
@@ -222,21 +238,28 @@ int SwrEngine::Run(Frames input, UINT32 input_frames, std::uint8_t** output, UIN
                      static_cast<int>(input_frames));
 }
 
-HRESULT SwrEngine::ConvertPlanar(const Frames& input, UINT32 input_frames, BYTE* output,
-                                 UINT32 output_frames, UINT32* written) {
-  Planes planes = PlanesOf(planar_output_);
+// Interleaved float or double samples to the output's.
+void SwrEngine::Write(const BYTE* unpacked, UINT32 frames, BYTE* output) const {
+  const auto count = std::size_t{frames} * output_.channels;
+  if (output_.is_float) {
+    std::copy_n(unpacked, count * sizeof(float), output);
+  } else if (double_inside_) {
+    PackPcm(reinterpret_cast<const double*>(unpacked), count, output_, output);
+  } else {
+    PackPcm(reinterpret_cast<const float*>(unpacked), count, output_, output);
+  }
+}
+
+HRESULT SwrEngine::ConvertAndPack(const Frames& input, UINT32 input_frames, BYTE* output,
+                                  UINT32 output_frames, UINT32* written) {
+  std::uint8_t* unpacked[] = {unpacked_output_.get()};
   while (*written < output_frames) {
     const UINT32 room = std::min(output_frames - *written, kScratchFrames);
-    const int frames = Run(input, input_frames, planes.data(), room);
+    const int frames = Run(input, input_frames, unpacked, room);
     if (frames < 0) return ResultOf(frames);
     input_frames = 0;
-    BYTE* const packed = output + std::size_t{*written} * output_.BlockBytes();
-    const auto count = static_cast<std::size_t>(frames);
-    if (double_inside_) {
-      PackPcm(reinterpret_cast<const double* const*>(planes.data()), count, output_, packed);
-    } else {
-      PackPcm(reinterpret_cast<const float* const*>(planes.data()), count, output_, packed);
-    }
+    Write(unpacked_output_.get(), static_cast<UINT32>(frames),
+          output + std::size_t{*written} * output_.BlockBytes());
     *written += static_cast<UINT32>(frames);
     if (static_cast<UINT32>(frames) < room) break;
   }

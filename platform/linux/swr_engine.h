@@ -1,6 +1,7 @@
 #ifndef ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
 #define ZEVRA_PLATFORM_LINUX_SWR_ENGINE_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -34,9 +35,14 @@ class SwrEngine {
   HRESULT Open(const ResamplerFormat& input, const ResamplerFormat& output,
                UINT32 half_filter_length);
   void Close();
-  bool IsOpen() const { return context_ != nullptr; }
+  bool IsOpen() const { return is_open_; }
 
-  // Takes `input_frames` frames, 0 to kMaxInputFrames, and writes at most `output_frames`, 1 to
+  // The most input frames that one call of Convert takes with room for `output_frames`.
+  UINT32 MostInput(UINT32 output_frames) const {
+    return passes_ ? std::min(output_frames, kMaxInputFrames) : kMaxInputFrames;
+  }
+
+  // Takes `input_frames` frames, 0 to what MostInput says, and writes at most `output_frames`, 1 to
   // INT32_MAX; what does not fit is kept for the next call. `*written` below `output_frames` means
   // that nothing is kept that could be written yet. `input` must not be null, also for 0 frames.
   HRESULT Convert(const BYTE* input, UINT32 input_frames, BYTE* output, UINT32 output_frames,
@@ -60,11 +66,14 @@ class SwrEngine {
   Planes PlanesOf(const Block& block) const;
   HRESULT Mix(Frames* frames, UINT32 count);
   int Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames);
-  HRESULT ConvertPlanar(const Frames& input, UINT32 input_frames, BYTE* output,
-                        UINT32 output_frames, UINT32* written);
+  void Write(const BYTE* unpacked, UINT32 frames, BYTE* output) const;
+  HRESULT ConvertAndPack(const Frames& input, UINT32 input_frames, BYTE* output,
+                         UINT32 output_frames, UINT32* written);
 
   ResamplerFormat input_;
   ResamplerFormat output_;
+  bool is_open_ = false;
+  bool passes_ = false;  // samples as they come; nothing is left to do for libswresample
   bool direct_ = false;  // libswresample writes the output's own layout
   bool double_inside_ = false;
   // Only where there are fewer channels afterwards and the rate changes: libswresample by itself
@@ -73,7 +82,7 @@ class SwrEngine {
   Context context_;
   Block unpacked_input_;
   Block mixed_input_;
-  Block planar_output_;
+  Block unpacked_output_;
 };
 
 }  // namespace zevra::platform
