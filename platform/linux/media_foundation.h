@@ -9,7 +9,6 @@ inline constexpr DWORD MFSTARTUP_LITE = 1;
 inline constexpr HRESULT MF_E_BUFFERTOOSMALL = HresultFromBits(0xC00D36B1);
 inline constexpr HRESULT MF_E_INVALIDSTREAMNUMBER = HresultFromBits(0xC00D36B3);
 inline constexpr HRESULT MF_E_INVALIDMEDIATYPE = HresultFromBits(0xC00D36B4);
-inline constexpr HRESULT MF_E_NOTACCEPTING = HresultFromBits(0xC00D36B5);
 inline constexpr HRESULT MF_E_PLATFORM_NOT_INITIALIZED = HresultFromBits(0xC00D36B0);
 inline constexpr HRESULT MF_E_INVALIDTYPE = HresultFromBits(0xC00D36BD);
 inline constexpr HRESULT MF_E_BAD_STARTUP_VERSION = HresultFromBits(0xC00D36E3);
@@ -70,7 +69,7 @@ struct IMFTransform : IUnknown {
   virtual HRESULT SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) = 0;
   virtual HRESULT GetInputStatus(DWORD stream, DWORD* flags) = 0;
   virtual HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t parameter) = 0;
-  // Takes the whole sample, or MF_E_NOTACCEPTING while output of the one before waits.
+  // Takes the whole sample. What was left unasked for of the one before is lost.
   virtual HRESULT ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) = 0;
   // Fills at most the capacity of the sample's buffer, keeps the rest for the next request, and
   // gives MF_E_TRANSFORM_NEED_MORE_INPUT once it has nothing more.

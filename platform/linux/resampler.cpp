@@ -116,7 +116,7 @@ HRESULT Resampler::GetInputStatus(DWORD stream, DWORD* flags) {
   *flags = 0;
   if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
   if (!TypesSet()) return MF_E_TRANSFORM_TYPE_NOT_SET;
-  if (!output_waits_) *flags = MFT_INPUT_STATUS_ACCEPT_DATA;
+  *flags = MFT_INPUT_STATUS_ACCEPT_DATA;
   return S_OK;
 }
 
@@ -125,9 +125,11 @@ HRESULT Resampler::ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) {
   if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
   if (flags != 0) return E_INVALIDARG;
   if (const HRESULT result = Prepare(); FAILED(result)) return result;
-  if (output_waits_) return MF_E_NOTACCEPTING;
+  // A caller who comes with more before all output was asked for has failed at asking: refused, it
+  // would fail for ever.
+  packet_.Drop();
   const HRESULT result = packet_.Take(sample, input_->BlockBytes());
-  output_waits_ = SUCCEEDED(result);
+  output_waits_ = SUCCEEDED(result) || kept_inside_;
   return result;
 }
 

@@ -1,74 +1,132 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <thread>
+#include <vector>
+
 #include "counting_heap.h"
-#include "resampler_driver.h"
+#include "platform/linux/block_cache.h"
+#include "stream/conversion_arithmetic.h"
+#include "stream/conversion_stage.h"
 
 namespace zevra::test {
 namespace {
 
 constexpr std::size_t kPacketFrames = 480;
 
-void RunPackets(const ResamplerDriver& resampler, const Bytes& packet, int packets, Bytes* output) {
-  while (packets-- > 0) {
-    ASSERT_EQ(resampler.Push(packet.data(), packet.size()), S_OK);
-    output->clear();
-    HRESULT result = S_OK;
-    while (SUCCEEDED(result)) result = resampler.Pull(2'048, output);
-  }
+ZevraAudioFormat Float(std::uint32_t rate, std::uint16_t channels) {
+  return {ZEVRA_SAMPLE_FLOAT, channels, 32, rate, 0, 32, 0};
+}
+ZevraAudioFormat Pcm(std::uint16_t bits, std::uint32_t rate, std::uint16_t channels) {
+  return {ZEVRA_SAMPLE_PCM, channels, bits, rate, 0, bits, 0};
 }
 
-TEST(Allocation, APacketTakesNothingFromTheHeap) {
-  CoInitialize(nullptr);
+// A conversion stage and a packet for it.
+struct Stage {
+  Stage(const ZevraAudioFormat& source, const ZevraAudioFormat& target)
+      : packet(kPacketFrames * BlockBytes(source)) {
+    context.source_format = source;
+    context.target_format = target;
+  }
+
+  HRESULT Convert() {
+    converted.Clear();
+    return ConvertBuffer(context, packet.data(), static_cast<std::uint32_t>(packet.size()),
+                         converted);
+  }
+
+  const std::vector<std::uint8_t> packet;
+  ZevraConversionContext context;
+  ZevraConvertedBuffer converted;
+};
+
+class Allocation : public ::testing::Test {
+ protected:
+  void SetUp() override { CoInitialize(nullptr); }
+  void TearDown() override { CoUninitialize(); }
+};
+
+TEST_F(Allocation, APacketTakesNothingFromTheHeap) {
   const struct {
-    Format input, output;
-  } cases[] = {{Float(48'000, 2), Pcm(16, 0, 16'000, 1)},
-               {Float(48'000, 2), Float(44'100, 2)},
-               {Float(48'000, 8), Pcm(24, 0, 48'000, 2)},
-               {Float(44'100, 1), Pcm(32, 0, 192'000, 6)},
-               {Pcm(24), Pcm(8, 0, 8'000, 1)},
-               {Float(48'000, 2), Float(48'000, 2)}};
+    ZevraAudioFormat source, target;
+  } cases[] = {{Float(48'000, 2), Pcm(16, 16'000, 1)}, {Float(48'000, 2), Float(44'100, 2)},
+               {Float(48'000, 8), Pcm(24, 48'000, 2)}, {Float(44'100, 1), Pcm(32, 192'000, 6)},
+               {Pcm(24, 48'000, 2), Pcm(8, 8'000, 1)}, {Float(48'000, 2), Float(48'000, 2)},
+               {Float(48'000, 2), Pcm(24, 48'000, 2)}};
   for (const auto& c : cases) {
-    const Bytes packet(kPacketFrames * c.input.BlockBytes());
-    Bytes output;
-    output.reserve(1 << 20);
-    const ResamplerDriver resampler(c.input, c.output);
+    Stage stage(c.source, c.target);
+    ASSERT_EQ(StartConversion(stage.context), S_OK);
     const long at_first = Allocations();
-    RunPackets(resampler, packet, 40, &output);
+    for (int i = 0; i < 40; ++i) ASSERT_EQ(stage.Convert(), S_OK);
     EXPECT_GT(Allocations(), at_first) << "the count does not count";
     const long before = Allocations();
-    RunPackets(resampler, packet, 500, &output);
-    EXPECT_EQ(Allocations(), before) << c.output.rate << ' ' << c.output.bits;
+    for (int i = 0; i < 500; ++i) ASSERT_EQ(stage.Convert(), S_OK);
+    EXPECT_EQ(Allocations(), before)
+        << c.target.samples_per_second << ' ' << c.target.bits_per_sample;
   }
-  CoUninitialize();
 }
 
-TEST(Allocation, StartAndStopGiveEverythingBack) {
-  CoInitialize(nullptr);
-  const Format input = Float(48'000, 2), output = Pcm(24, 0, 16'000, 1);
-  const Bytes packet(kPacketFrames * input.BlockBytes());
-  Bytes converted;
-  converted.reserve(1 << 20);
+// Calls `run` with 1, 2, ... until it gives false, each time on a thread whose caches are empty.
+// Gives the number of times that it gave true.
+int CountFailures(const std::function<bool(long)>& run) {
+  int failures = -1;
+  for (bool failed = true; failed; ++failures) {
+    std::thread([&] {
+      CoInitialize(nullptr);
+      // The C library ends a process that has no memory to note a thread's destructors.
+      platform::GiveBlock(platform::TakeBlock(1));
+      platform::TrimBlocks();
+      AllocateConvertedBlock(1);
+      failed = run(failures + 2);
+      CoUninitialize();
+    }).join();
+  }
+  return failures;
+}
+
+// Each allocation of a conversion's beginning and of its first packet fails in turn.
+TEST_F(Allocation, OneThatFailsCostsAPacketAndNoMore) {
+  const auto start = [](long number) {
+    Stage stage(Float(48'000, 2), Pcm(24, 16'000, 1));
+    FailAllocation(number);
+    const HRESULT result = StartConversion(stage.context);
+    const bool failed = FailAllocation(0);
+    EXPECT_EQ(result, failed ? E_OUTOFMEMORY : S_OK) << number;
+    return failed;
+  };
+  EXPECT_GT(CountFailures(start), 10);
+  const auto convert = [](long number) {
+    Stage stage(Float(48'000, 2), Pcm(24, 16'000, 1));
+    EXPECT_EQ(StartConversion(stage.context), S_OK);
+    FailAllocation(number);
+    const HRESULT result = stage.Convert();
+    const bool failed = FailAllocation(0);
+    EXPECT_EQ(result, failed ? E_OUTOFMEMORY : S_OK) << number;
+    EXPECT_EQ(stage.Convert(), S_OK) << number;
+    EXPECT_GT(stage.converted.length, 0U) << number;
+    return failed;
+  };
+  EXPECT_GT(CountFailures(convert), 3);
+}
+
+TEST_F(Allocation, StartAndStopGiveEverythingBack) {
   const auto round = [&] {
-    ASSERT_EQ(MFStartup(MF_VERSION, MFSTARTUP_LITE), S_OK);
-    {
-      const ResamplerDriver resampler(input, output);
-      RunPackets(resampler, packet, 3, &converted);
-    }
-    ASSERT_EQ(MFShutdown(), S_OK);
+    Stage stage(Float(48'000, 2), Pcm(24, 16'000, 1));
+    ASSERT_EQ(StartConversion(stage.context), S_OK);
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(stage.Convert(), S_OK);
   };
   round();
   const long before = LiveBlocks();
   for (int i = 0; i < 100; ++i) round();
   EXPECT_EQ(LiveBlocks(), before);
   // A thread's spare blocks do not outlive its use of the platform.
-  ComPtr<IMFMediaBuffer> buffer;
+  platform::ComPtr<IMFMediaBuffer> buffer;
   MFStartup(MF_VERSION, MFSTARTUP_LITE);
   MFCreateMemoryBuffer(100, buffer.Put());
   buffer.Reset();
   EXPECT_EQ(LiveBlocks(), before + 1);
   MFShutdown();
   EXPECT_EQ(LiveBlocks(), before);
-  CoUninitialize();
 }
 
 }  // namespace

@@ -8,6 +8,10 @@ namespace zevra::test {
 long Allocations();
 long LiveBlocks();
 
+// Has the `number`-th allocation of the calling thread from here on fail, once; 0 for none. Tells
+// whether the one that was chosen before has failed.
+bool FailAllocation(long number);
+
 }  // namespace zevra::test
 
 #endif
