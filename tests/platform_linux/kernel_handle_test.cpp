@@ -133,9 +133,9 @@ TEST(Handles, ClosingUnderOtherThreadsReachesNobodyElse) {
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0};
   const UniqueHandle bystander(MakeEvent());
-  std::vector<std::thread> users;
-  for (int user = 0; user < 2; ++user) {
-    users.emplace_back([&] {
+  std::array<std::thread, 2> users;
+  for (std::thread& user : users) {
+    user = std::thread([&] {
       while (!stop) {
         HANDLE const handle = shared;
         if (!SetEvent(handle) && GetLastError() != ERROR_INVALID_HANDLE) ++wrong;
@@ -154,7 +154,7 @@ TEST(Handles, ClosingUnderOtherThreadsReachesNobodyElse) {
     wrong += WaitForSingleObject(fresh.Get(), 0) != WAIT_TIMEOUT;
   }
   stop = true;
-  for (auto& user : users) user.join();
+  for (std::thread& user : users) user.join();
   CloseHandle(shared);
   EXPECT_EQ(wrong, 0);
   EXPECT_EQ(WaitForSingleObject(bystander.Get(), 0), WAIT_TIMEOUT);

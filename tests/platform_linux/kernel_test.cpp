@@ -8,7 +8,6 @@
 #include <chrono>
 #include <csignal>
 #include <thread>
-#include <vector>
 
 #include "platform/owners.h"
 
@@ -152,15 +151,20 @@ TEST(Threads, AWaitEndsWhenTheThreadIsGoneForGood) {
   EXPECT_NE(id, 0u);
   EXPECT_NE(id, GetCurrentThreadId());
   // Each waiter, not just the first, comes back behind the thread's last destructor.
-  std::array<int, 3> seen{};
-  std::vector<std::thread> waiters;
-  for (int& s : seen) {
-    waiters.emplace_back([&] {
-      if (WaitForSingleObject(thread.Get(), INFINITE) == WAIT_OBJECT_0) s = leavings;
+  struct Waiter {
+    int seen = 0;
+    std::thread thread;
+  };
+  std::array<Waiter, 3> waiters;
+  for (Waiter& waiter : waiters) {
+    waiter.thread = std::thread([&] {
+      if (WaitForSingleObject(thread.Get(), INFINITE) == WAIT_OBJECT_0) waiter.seen = leavings;
     });
   }
-  for (auto& waiter : waiters) waiter.join();
-  EXPECT_EQ(seen, (std::array{1, 1, 1}));
+  for (Waiter& waiter : waiters) {
+    waiter.thread.join();
+    EXPECT_EQ(waiter.seen, 1);
+  }
   EXPECT_EQ(ReadyWaits(thread.Get(), 3), 3);
 }
 

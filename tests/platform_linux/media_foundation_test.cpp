@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 
 #include "platform/linux/block_cache.h"
@@ -37,7 +37,7 @@ ComPtr<IMFMediaBuffer> BufferOf(const std::string& text, DWORD capacity) {
   BYTE* data = nullptr;
   MFCreateMemoryBuffer(capacity, buffer.Put());
   buffer->Lock(&data, nullptr, nullptr);
-  std::memcpy(data, text.data(), text.size());
+  std::copy(text.begin(), text.end(), data);
   EXPECT_EQ(buffer->SetCurrentLength(static_cast<DWORD>(text.size())), S_OK);
   return buffer;
 }

@@ -16,7 +16,7 @@ TEST(ResamplerLifetime, AThousandLeaveNothingBehind) {
   const std::size_t threads = ThreadCount();
   const long objects = platform::live_com_objects, blocks = platform::BlocksInUse();
   const Format input = Float(48'000, 2), output = Pcm(24, 0, 16'000, 1);
-  const Bytes packet(480 * 8);
+  const Bytes packet(std::size_t{480} * 8);
   for (int round = 0; round < 1000; ++round) {
     const ResamplerDriver resampler(input, output);
     // Every second one goes with a packet inside.

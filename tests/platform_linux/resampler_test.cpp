@@ -31,7 +31,8 @@ std::vector<double> Noise(std::size_t samples, double amplitude) {
 std::vector<double> Tone(double frequency, const Format& format, std::size_t frames) {
   std::vector<double> tone(frames * format.channels);
   for (std::size_t i = 0; i < tone.size(); ++i) {
-    const double time = static_cast<double>(i / format.channels) / format.rate;
+    const std::size_t frame = i / format.channels;
+    const double time = static_cast<double>(frame) / format.rate;
     tone[i] = 0.5 * std::sin(2 * std::numbers::pi * frequency * time);
   }
   return tone;
@@ -69,7 +70,7 @@ TEST_F(ResamplerTest, OutputDoesNotDependOnPacketsOrRequests) {
                // Rates without a handy common divisor take another way through the filter.
                {Float(88'200, 1), Float(84'488, 2)}};
   for (const auto& c : cases) {
-    const Bytes input = Encode(Noise(12'000 * c.input.channels, 0.9), c.input);
+    const Bytes input = Encode(Noise(std::size_t{12'000} * c.input.channels, 0.9), c.input);
     const auto run = [&](const std::function<std::size_t()>& packet, std::size_t capacity) {
       return ResamplerDriver(c.input, c.output).Run(input, packet, capacity);
     };
@@ -77,9 +78,9 @@ TEST_F(ResamplerTest, OutputDoesNotDependOnPacketsOrRequests) {
     const Bytes whole = run([] { return std::size_t{12'000}; }, std::size_t{1} << 24);
     const double frames = 12'000.0 * c.output.rate / c.input.rate;
     EXPECT_EQ(whole.size() % block, 0u);
-    EXPECT_LE(static_cast<double>(whole.size() / block), frames + 1);
-    EXPECT_GE(static_cast<double>(whole.size() / block),
-              frames - 140 * std::max(1.0, frames / 12'000));
+    const double converted = static_cast<double>(whole.size()) / static_cast<double>(block);
+    EXPECT_LE(converted, frames + 1);
+    EXPECT_GE(converted, frames - 140 * std::max(1.0, frames / 12'000));
     EXPECT_TRUE(whole == run([] { return std::size_t{480}; }, 352 * block));
     EXPECT_TRUE(whole == run([] { return std::size_t{1}; }, 1'000 * block));
     EXPECT_TRUE(whole == run(any, 7 * block + block / 2));

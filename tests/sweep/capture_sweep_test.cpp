@@ -419,8 +419,9 @@ TEST(ConversionArithmetic, Capacity) {
       {format(1, 8, 8), format(8, 32, 384'000), 2'797, 1'224'704 + 512},
   };
   for (const Case& item : cases) {
-    ASSERT_TRUE(CanConvert(item.source, item.target));
-    EXPECT_EQ(OutputCapacity(item.source, item.target, item.bytes), item.capacity);
+    const bool can_convert = CanConvert(item.source, item.target);
+    EXPECT_EQ(can_convert ? OutputCapacity(item.source, item.target, item.bytes) : 0,
+              item.capacity);
   }
   for (const ZevraAudioFormat& bad :
        {format(0, 16, 48'000), format(2, 0, 48'000), format(2, 16, 0), format(1, 4, 8'000)}) {

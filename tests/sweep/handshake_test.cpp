@@ -132,6 +132,7 @@ TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
 TEST_F(Handshake, ThreadsWithAnObjectEach) {
   script.pulls.clear();
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int index = 0; index < 4; ++index) {
     threads.emplace_back([index] {
       ASSERT_GE(ZevraInitialize(), 0);

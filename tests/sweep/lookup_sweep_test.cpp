@@ -58,7 +58,7 @@ TEST_F(LookupSweep, OpenFailures) {
       failing.Fail(failure.call, failure.occurrence);
       log.Clear();
       int untouched = 0;
-      auto handle = reinterpret_cast<ZevraHandle>(&untouched);
+      auto* handle = reinterpret_cast<ZevraHandle>(&untouched);
       EXPECT_EQ(ZevraOpenDevice(&handle, wanted, ZEVRA_FLOW_RENDER), kFailed);
       EXPECT_EQ(handle, reinterpret_cast<ZevraHandle>(&untouched));
       Lines expected = failure.lines;
@@ -80,7 +80,7 @@ struct NameCase {
 
 TEST_F(LookupSweep, Names) {
   // Windows compares letters outside ASCII by the host's locale.
-  std::setlocale(LC_CTYPE, "");
+  std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): no other thread runs
   const WideString accented = {0x00C9, 0x0410, 0x0131};  // É, Cyrillic A, dotless i
   const WideString accented_lower = {0x00E9, 0x0430, 0x0131};
   const WideString pair = {'a', 0xD83D, 0xDD0A};
@@ -123,7 +123,7 @@ TEST_F(LookupSweep, Names) {
     EXPECT_EQ(log.Lines(), expected);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
   }
-  std::setlocale(LC_CTYPE, "C");
+  std::setlocale(LC_CTYPE, "C");  // NOLINT(concurrency-mt-unsafe)
 }
 
 // The loopback flag follows the argument, not the kind of endpoint found.

@@ -124,7 +124,7 @@ LogCapture::LogCapture(std::uint32_t level) {
   wanted_levels = level;
 }
 
-LogCapture::~LogCapture() = default;
+LogCapture::~LogCapture() { Clear(); }
 
 std::vector<std::string> LogCapture::Lines() const {
   const std::lock_guard hold(lines_mutex);

@@ -15,7 +15,7 @@ fs::path MakeTemporaryFolder() {
   static std::atomic<unsigned> count{0};
   const std::string name =
       "zevra_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
-  const fs::path folder = fs::temp_directory_path() / name;
+  fs::path folder = fs::temp_directory_path() / name;
   fs::remove_all(folder);
   fs::create_directory(folder);
   return folder;
