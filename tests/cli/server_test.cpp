@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <thread>
 
+#include "support/linux/sound_server.h"
 #include "tests/cli/command_runner.h"
 #include "tests/cli/sound_file.h"
 
@@ -17,20 +17,6 @@ using testing::HasSubstr;
 
 class CommandOnServer : public testing::Test {
  protected:
-  void Pactl(const std::string& arguments) const {
-    const std::string line =
-        "pactl " + arguments + " >" + (folder_.path() / "pactl").string() + " 2>&1";
-    ASSERT_EQ(std::system(line.c_str()), 0) << line;  // NOLINT(concurrency-mt-unsafe)
-  }
-  // Gives what takes the sink away again. The description is one word: the servers quote others
-  // differently.
-  std::string AddSink(const std::string& name, const std::string& description) const {
-    Pactl("load-module module-null-sink sink_name=" + name +
-          " sink_properties=device.description=" + description);
-    const std::string module = ReadFile(folder_.path() / "pactl");
-    return "unload-module " + module.substr(0, module.find('\n'));
-  }
-
   const ScratchFolder folder_;
 };
 
@@ -43,10 +29,10 @@ TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
                         Case{"meter -d GoneSoon", "the endpoint was removed"},
                         Case{"silence -q -d GoneSoon", "\"GoneSoon\" went away"}}) {
     SCOPED_TRACE(c.arguments);
-    const std::string removal = AddSink("gone_soon", "GoneSoon");
+    NullSink sink("gone_soon", "GoneSoon");
     CommandRun run(folder_.path(), c.arguments, "LIMIT=20;");
     std::this_thread::sleep_for(std::chrono::seconds(3));
-    Pactl(removal);
+    sink.Remove();
     const Outcome outcome = run.Wait();
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_THAT(outcome.err, testing::MatchesRegex("zevra: \"GoneSoon\" went away[^\n]*\n"));
@@ -58,8 +44,8 @@ TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
 }
 
 TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
-  Pactl("set-sink-volume zevra_surround 30%");
-  Pactl("set-default-sink zevra_surround");
+  Shell("pactl set-sink-volume zevra_surround 30%");
+  Shell("pactl set-default-sink zevra_surround");
   Outcome list;
   // The server may take a moment to agree with itself about the default.
   for (int tries = 0; tries < 50 && list.out.find("render   yes      30 %") == std::string::npos;
@@ -70,14 +56,13 @@ TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
   EXPECT_THAT(list.out, HasSubstr("Zevra Speakers    render            100 %"));
   EXPECT_THAT(list.out, HasSubstr("Zevra Microphone  capture  yes"));
   EXPECT_EQ(RunCommand(folder_.path(), "volume").out, "Zevra Surround: 30 %\n");
-  Pactl("set-default-sink zevra_speakers");
+  Shell("pactl set-default-sink zevra_speakers");
 
-  const std::string removals[] = {AddSink("first", "Twin"), AddSink("second", "Twin")};
+  const NullSink twins[] = {{"first", "Twin"}, {"second", "Twin"}};
   const Outcome twin = RunCommand(folder_.path(), "volume -d twin");
   EXPECT_EQ(twin.exit_code, 1);
   EXPECT_THAT(twin.err, HasSubstr("more than one is named \"twin\"; there are \"Zevra "));
   EXPECT_THAT(RunCommand(folder_.path(), "list").out, HasSubstr("Twin              render   ?"));
-  for (const std::string& removal : removals) Pactl(removal);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include <dlfcn.h>
 #include <pulse/stream.h>
 
-#include <cmath>
-#include <numbers>
 #include <thread>
 
 #include "server_host.h"
@@ -39,52 +37,6 @@ namespace {
 
 class PulseCapture : public ServerTest {};
 
-std::vector<float> Tone(double hertz, double seconds) {
-  std::vector<float> samples;
-  for (int frame = 0; frame < seconds * kRate; ++frame) {
-    const double phase = 2 * std::numbers::pi * hertz * frame / kRate;
-    samples.insert(samples.end(), 2, static_cast<float>(std::sin(phase) / 2));
-  }
-  return samples;
-}
-
-// How loud one frequency is on the left of the last second of a stereo recording.
-double Loudness(const std::vector<float>& samples, double hertz) {
-  constexpr std::size_t kSamples = std::size_t{2} * kRate;
-  if (samples.size() < kSamples) return 0;
-  double sine = 0;
-  double cosine = 0;
-  for (std::size_t i = 0; i < kSamples; i += 2) {
-    const double phase = std::numbers::pi * hertz * static_cast<double>(i) / kRate;
-    const double value = samples[samples.size() - kSamples + i];
-    sine += value * std::sin(phase);
-    cosine += value * std::cos(phase);
-  }
-  return 2 * std::hypot(sine, cosine) / kRate;
-}
-
-TEST_F(PulseCapture, HearsItsOwnEndpointAndNoOther) {
-  const NullSink second("second", "front-left,front-right", 2, "Second");
-  const Player here("second", Tone(997, 8), 2, "stereo");
-  const Player elsewhere("zevra_surround", Tone(1500, 8), 2, "stereo");
-  const struct {
-    const char16_t* name;
-    DWORD flags;
-    double hertz, other_hertz;
-  } cases[] = {
-      {u"Second", kLoopback, 997, 1500},
-      {u"Zevra Microphone", 0, 1500, 997},
-  };
-  for (const auto& one : cases) {
-    Stream stream(Find(one.name).Get());
-    StartCapture(stream, one.flags);
-    RecordFirstSound(stream);
-    const std::vector<float> samples = Record(stream, milliseconds(1200));
-    EXPECT_NEAR(Loudness(samples, one.hertz), 0.5, 0.001);
-    EXPECT_NEAR(Loudness(samples, one.other_hertz), 0, 0.0001);
-  }
-}
-
 TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   Stream stream(Find(u"Zevra Speakers").Get());
   ASSERT_EQ(stream.Initialize(kLoopback), S_OK);
@@ -92,7 +44,7 @@ TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   EXPECT_TRUE(samples.empty());
   ASSERT_EQ(stream.client->Start(), S_OK);
   const auto begin = Clock::now();
-  const Player player("zevra_speakers", Ramp(std::size_t{5} * kRate), 2, "stereo");
+  const Player player("zevra_speakers", Ramp(std::size_t{5} * kRate), Player::kOnce);
   for (const milliseconds late : {milliseconds(500), milliseconds(2000)}) {
     const auto prompt = Record(stream, milliseconds(1000));
     samples.insert(samples.end(), prompt.begin(), prompt.end());
@@ -116,7 +68,7 @@ TEST_F(PulseCapture, AHoleComesAsFlaggedZeros) {
   StartCapture(stream);
   for (const UINT32 hole_frames : {1u, 5'000u, 3 * kRate}) {
     std::vector<float> before;
-    ASSERT_TRUE(Eventually(milliseconds(2000), [&] {
+    ASSERT_TRUE(Eventually([&] {
       Drain(stream, &before);
       return !before.empty();
     }));
@@ -142,9 +94,8 @@ TEST_F(PulseCapture, APacketIsOneHostsUntilItIsReleased) {
   StartCapture(stream);
   EXPECT_EQ(stream.capture->ReleaseBuffer(480), AUDCLNT_E_OUT_OF_ORDER);
   UINT32 next = 0;
-  ASSERT_TRUE(Eventually(milliseconds(2000), [&] {
-    return stream.capture->GetNextPacketSize(&next) == S_OK && next != 0;
-  }));
+  ASSERT_TRUE(
+      Eventually([&] { return stream.capture->GetNextPacketSize(&next) == S_OK && next != 0; }));
   const Packet packet(stream);
   EXPECT_EQ(packet.frames, next);
   EXPECT_EQ(Packet(stream).result, AUDCLNT_E_OUT_OF_ORDER);

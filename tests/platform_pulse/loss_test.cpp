@@ -16,7 +16,7 @@ class PulseLoss : public ServerTest {};
 void ExpectInvalidated(Stream& stream) {
   IAudioClient& client = *stream.client.Get();
   UINT32 frames = 0;
-  ASSERT_TRUE(Eventually(milliseconds(3000), [&] {
+  ASSERT_TRUE(Eventually([&] {
     if (stream.render) {
       return client.GetCurrentPadding(&frames) == AUDCLNT_E_DEVICE_INVALIDATED;
     }
@@ -46,9 +46,8 @@ void LoseBoth(IMMDevice* device, const std::function<void()>& disaster) {
   ASSERT_EQ(render.Initialize(0, 10'000'000), S_OK);
   ASSERT_EQ(render.client->Start(), S_OK);
   UINT32 next = 0;
-  ASSERT_TRUE(Eventually(milliseconds(3000), [&] {
-    return capture.capture->GetNextPacketSize(&next) == S_OK && next != 0;
-  }));
+  ASSERT_TRUE(
+      Eventually([&] { return capture.capture->GetNextPacketSize(&next) == S_OK && next != 0; }));
   const Packet packet(capture);
   BYTE* block = nullptr;
   ASSERT_EQ(render.render->GetBuffer(480, &block), S_OK);
@@ -62,14 +61,14 @@ void LoseBoth(IMMDevice* device, const std::function<void()>& disaster) {
 }
 
 TEST_F(PulseLoss, OfTheEndpoint) {
-  NullSink sink("fleeting", "front-left,front-right", 2, "Fleeting");
+  NullSink sink("fleeting", "Fleeting");
   const ComPtr<IMMDevice> device = Find(u"Fleeting");
-  LoseBoth(device.Get(), [&] { sink.Unload(); });
+  LoseBoth(device.Get(), [&] { sink.Remove(); });
   ComPtr<IUnknown> object;
   EXPECT_EQ(device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, object.PutVoid()),
             AUDCLNT_E_DEVICE_INVALIDATED);
   // Under the same name it is the same endpoint.
-  const NullSink again("fleeting", "front-left,front-right", 2, "Fleeting");
+  const NullSink again("fleeting", "Fleeting");
   Stream stream(device.Get());
   EXPECT_EQ(stream.Initialize(kLoopback), S_OK);
 }
@@ -79,8 +78,10 @@ TEST_F(PulseLoss, OfTheServer) {
   ComPtr<IAudioEndpointVolume> volume;
   ASSERT_EQ(device->Activate(IID_IAudioEndpointVolume, CLSCTX_ALL, nullptr, volume.PutVoid()),
             S_OK);
-  LoseBoth(device.Get(), [] { SignalServer(SIGKILL); });
   float level = 0;
+  EXPECT_EQ(volume->GetMasterVolumeLevelScalar(&level), S_OK);
+  EXPECT_EQ(level, 1);
+  LoseBoth(device.Get(), [] { SignalServer(SIGKILL); });
   EXPECT_EQ(volume->GetMasterVolumeLevelScalar(&level), AUDCLNT_E_DEVICE_INVALIDATED);
   ExpectNoServer(device.Get());
 }

@@ -8,7 +8,6 @@ namespace zevra::test {
 namespace {
 
 class PulseRender : public ServerTest {};
-class PulseSuspend : public ServerTest {};
 
 constexpr REFERENCE_TIME kOneSecond = 10'000'000;
 
@@ -116,26 +115,6 @@ TEST_F(PulseRender, WhatIsWrittenIsPlayedInOrder) {
   EXPECT_EQ(check.frames, 3 * kRate);
   // Silent frames do not follow on, nor does the first one after them.
   EXPECT_EQ(check.breaks, kSilentTo - kSilentFrom + 1);
-}
-
-TEST_F(PulseSuspend, AStreamThatHasEndedLetsTheEndpointSleep) {
-  const auto becomes = [](const std::string& state) {
-    return Eventually(milliseconds(10'000), [&] {
-      return Shell("pactl list short sinks | grep zevra_speakers").ends_with(state);
-    });
-  };
-  const ComPtr<IMMDevice> device = Find(u"Zevra Speakers");
-  EXPECT_TRUE(becomes("SUSPENDED"));
-  {
-    Stream stream(device.Get());
-    ASSERT_EQ(stream.Initialize(0, kOneSecond), S_OK);
-    const std::vector<float> silence(std::size_t{2} * kRate);
-    Write(stream, silence.data(), kRate);
-    ASSERT_EQ(stream.client->Start(), S_OK);
-    EXPECT_TRUE(becomes("RUNNING"));
-    ASSERT_EQ(stream.client->Stop(), S_OK);
-  }
-  EXPECT_TRUE(becomes("SUSPENDED"));
 }
 
 }  // namespace

@@ -1,14 +1,6 @@
 #include "server_host.h"
 
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <thread>
 
 namespace zevra::test {
@@ -18,74 +10,10 @@ constexpr float kRampStep = 1.0F / 8'388'608.0F;
 
 }  // namespace
 
-std::string Shell(const std::string& command) {
-  std::string output;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return output;
-  char block[4096];
-  while (const std::size_t size = fread(block, 1, sizeof block, pipe)) output.append(block, size);
-  EXPECT_EQ(pclose(pipe), 0) << command;
-  if (!output.empty() && output.back() == '\n') output.pop_back();
-  return output;
-}
-
-bool Eventually(milliseconds limit, const std::function<bool()>& condition) {
-  const auto end = Clock::now() + limit;
-  while (!condition()) {
-    if (Clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(5));
-  }
-  return true;
-}
-
-void SignalServer(int signal) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets the environment meanwhile
-  const char* const process = std::getenv("ZEVRA_TEST_SERVER_PID");
-  ASSERT_NE(process, nullptr);
-  ASSERT_EQ(kill(std::atoi(process), signal), 0);
-}
-
 double SecondsOf(const std::function<void()>& work) {
   const auto begin = Clock::now();
   work();
   return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-NullSink::NullSink(const std::string& name, const std::string& channel_map, unsigned channels,
-                   const std::string& description)
-    : module_(Shell("pactl load-module module-null-sink norewinds=1 format=float32le rate=48000"
-                    " sink_name=" +
-                    name + " channels=" + std::to_string(channels) + " channel_map=" + channel_map +
-                    " \"sink_properties='device.description=\\\"" + description + "\\\"'\"")) {}
-
-void NullSink::Unload() {
-  if (!module_.empty()) Shell("pactl unload-module " + module_);
-  module_.clear();
-}
-
-Player::Player(const std::string& sink, const std::vector<float>& samples, unsigned channels,
-               const std::string& channel_map) {
-  char file[] = "/tmp/zevra-play-XXXXXX";
-  close(mkstemp(file));
-  file_ = file;
-  std::ofstream(file_, std::ios::binary)
-      .write(reinterpret_cast<const char*>(samples.data()),
-             static_cast<std::streamsize>(samples.size() * sizeof(float)));
-  const std::string command =
-      "exec pacat --raw --format=float32le --rate=48000 --channels=" + std::to_string(channels) +
-      " --channel-map=" + channel_map + " -d " + sink + " " + file_;
-  const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
-  EXPECT_EQ(
-      posix_spawnp(&process_, "sh", nullptr, nullptr, const_cast<char* const*>(arguments), environ),
-      0);
-}
-
-Player::~Player() {
-  if (process_ > 0) {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  std::remove(file_.c_str());
 }
 
 ComPtr<IMMDeviceEnumerator> MakeEnumerator() {
@@ -122,25 +50,16 @@ std::u16string NameOf(IMMDevice* device) {
   return name.Get().pwszVal;
 }
 
-std::vector<Listed> List(EDataFlow flow) {
-  std::vector<Listed> list;
+ComPtr<IMMDevice> Find(const std::u16string& name) {
+  ComPtr<IMMDevice> found;
   ComPtr<IMMDeviceCollection> devices;
   UINT count = 0;
-  EXPECT_EQ(MakeEnumerator()->EnumAudioEndpoints(flow, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
+  EXPECT_EQ(MakeEnumerator()->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
   EXPECT_EQ(devices->GetCount(&count), S_OK);
   for (UINT index = 0; index < count; ++index) {
     ComPtr<IMMDevice> device;
     EXPECT_EQ(devices->Item(index, device.Put()), S_OK);
-    std::u16string name = NameOf(device.Get());
-    list.push_back({std::move(name), std::move(device)});
-  }
-  return list;
-}
-
-ComPtr<IMMDevice> Find(const std::u16string& name) {
-  ComPtr<IMMDevice> found;
-  for (Listed& endpoint : List(eAll)) {
-    if (endpoint.name == name) found = std::move(endpoint.device);
+    if (NameOf(device.Get()) == name) found = std::move(device);
   }
   EXPECT_TRUE(found);
   return found;
@@ -195,7 +114,7 @@ std::vector<float> Record(Stream& stream, milliseconds time) {
 
 std::vector<float> RecordFirstSound(Stream& stream) {
   std::vector<float> samples;
-  EXPECT_TRUE(Eventually(milliseconds(8000), [&] {
+  EXPECT_TRUE(Eventually([&] {
     Drain(stream, &samples);
     return ::testing::Test::HasFatalFailure() || (!samples.empty() && samples.back() != 0);
   }));

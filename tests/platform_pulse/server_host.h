@@ -2,7 +2,6 @@
 #define ZEVRA_TESTS_PLATFORM_PULSE_SERVER_HOST_H
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
 #include <chrono>
 #include <functional>
@@ -11,6 +10,8 @@
 
 #include "platform/com_object.h"
 #include "platform/owners.h"
+#include "support/eventually.h"
+#include "support/linux/sound_server.h"
 
 // What the tests on a real server share: the server's own tools beside the objects under test.
 namespace zevra::test {
@@ -22,11 +23,6 @@ using std::chrono::milliseconds;
 inline constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
 inline constexpr UINT32 kRate = 48'000;  // frames a second, of all the endpoints
 
-// What a shell command prints, without the last line end. Failing fails the test.
-std::string Shell(const std::string& command);
-bool Eventually(milliseconds limit, const std::function<bool()>& condition);
-// Signals the process that clients talk to.
-void SignalServer(int signal);
 double SecondsOf(const std::function<void()>& work);
 
 // A host's call must come back within these seconds, whatever the server does.
@@ -35,42 +31,7 @@ inline constexpr double kPatience = 5;
 // may be null.
 void ExpectNoServer(IMMDevice* device);
 
-// A null sink of 48 kHz float, there until it is unloaded.
-class NullSink {
- public:
-  // `description` is put between double quotes.
-  NullSink(const std::string& name, const std::string& channel_map, unsigned channels,
-           const std::string& description = "Extra");
-  ~NullSink() { Unload(); }
-  NullSink(const NullSink&) = delete;
-  NullSink& operator=(const NullSink&) = delete;
-  void Unload();
-
- private:
-  std::string module_;
-};
-
-// The server's own player, on its way with the given frames until the object goes.
-class Player {
- public:
-  Player(const std::string& sink, const std::vector<float>& samples, unsigned channels,
-         const std::string& channel_map);
-  ~Player();
-  Player(const Player&) = delete;
-  Player& operator=(const Player&) = delete;
-
- private:
-  std::string file_;
-  pid_t process_ = -1;
-};
-
-struct Listed {
-  std::u16string name;
-  ComPtr<IMMDevice> device;
-};
-
 ComPtr<IMMDeviceEnumerator> MakeEnumerator();
-std::vector<Listed> List(EDataFlow flow);
 std::u16string NameOf(IMMDevice* device);
 // The last endpoint of that name; null, and a failed test, without one.
 ComPtr<IMMDevice> Find(const std::u16string& name);

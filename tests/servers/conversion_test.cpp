@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <memory>
+#include <numbers>
 #include <string>
 
 #include "servers/server_host.h"
-#include "servers/server_tools.h"
 #include "servers/sine_fit.h"
 #include "support/eventually.h"
+#include "support/linux/sound_server.h"
 
 namespace zevra::test {
 namespace {
@@ -28,6 +30,25 @@ constexpr Width kWidths[] = {
 };
 constexpr std::uint32_t kRates[] = {8'000, 16'000, 44'100, 48'000, 96'000, 192'000};
 constexpr std::uint16_t kChannels[] = {1, 2, 6};
+
+// One channel of what is played; full scale is 1.0.
+struct Tone {
+  int hertz;
+  double level;
+};
+
+// Plays a sine on each channel of a sink.
+Player Play(const std::string& sink, const std::vector<Tone>& channels) {
+  std::vector<float> second;
+  for (int frame = 0; frame < 48'000; ++frame) {
+    for (const Tone& tone : channels) {
+      const double angle = 2 * std::numbers::pi * tone.hertz * frame / 48'000;
+      second.push_back(static_cast<float>(tone.level * std::sin(angle)));
+    }
+  }
+  const std::string surround = std::string(kStereo) + ",front-center,lfe,rear-left,rear-right";
+  return {sink, second, Player::kOverAndOver, channels.size() == 6 ? surround : kStereo};
+}
 
 std::string NameOf(const ZevraAudioFormat& format) {
   return (format.sample_kind == ZEVRA_SAMPLE_PCM ? "PCM " : "float ") +
@@ -69,7 +90,7 @@ TEST_F(Conversion, ATonePassesUnbrokenInEveryFormat) {
   constexpr Tone kLeft{997, 0.5};
   constexpr Tone kRight{997, 0.25};
   constexpr Tone kBoth{997, 0.375};
-  const Tones tones("zevra_speakers", {kLeft, kRight});
+  const Player tones = Play("zevra_speakers", {kLeft, kRight});
   for (const std::uint32_t rate : kRates) {
     std::vector<std::pair<double, std::unique_ptr<Session>>> runs;
     for (const Width& width : kWidths) {
@@ -93,7 +114,7 @@ TEST_F(Conversion, ATonePassesUnbrokenInEveryFormat) {
 TEST_F(Conversion, SurroundKeepsItsChannels) {
   const std::vector<Tone> channels = {{400, 0.1}, {500, 0.1}, {600, 0.1},
                                       {700, 0.1}, {800, 0.1}, {900, 0.1}};
-  const Tones tones("zevra_surround", channels);
+  const Player tones = Play("zevra_surround", channels);
   const Session run(u"Zevra Surround", ZEVRA_FLOW_RENDER,
                     MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 44'100, 6));
   ASSERT_TRUE(run.IsOver());
@@ -104,8 +125,9 @@ TEST_F(Conversion, SurroundKeepsItsChannels) {
 // Each of these hears its own endpoint while another tone plays on the default one.
 TEST_F(Conversion, AnEndpointIsCapturedByName) {
   constexpr Tone kHere{600, 0.2};
-  const Tones elsewhere("zevra_speakers", {{997, 0.5}, {997, 0.5}});
-  const Tones here("zevra_surround", {kHere, kHere, {997, 0}, {997, 0}, {997, 0}, {997, 0}});
+  const Player elsewhere = Play("zevra_speakers", {{997, 0.5}, {997, 0.5}});
+  const Player here =
+      Play("zevra_surround", {kHere, kHere, {997, 0}, {997, 0}, {997, 0}, {997, 0}});
   const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2);
   const Session second_sink(u"Zevra Surround", ZEVRA_FLOW_RENDER, format);
   const Session source(u"zevra MICROPHONE", ZEVRA_FLOW_CAPTURE, format);

@@ -5,7 +5,8 @@
 #include <string>
 
 #include "servers/server_host.h"
-#include "servers/server_tools.h"
+#include "support/eventually.h"
+#include "support/linux/sound_server.h"
 
 namespace zevra::test {
 namespace {
@@ -29,7 +30,7 @@ Names Descriptions(const std::string& kind) {
 }
 
 TEST_F(Endpoints, TheListsAreThoseOfTheServer) {
-  const Sink umlaut("zevra_umlaut", "Zévra – Überall 🔊");
+  const NullSink umlaut("zevra_umlaut", "Zévra – Überall 🔊");
   const Names sinks = Descriptions("sinks");
   const Names sources = Descriptions("sources");
   EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), sinks);
@@ -46,21 +47,8 @@ TEST_F(Endpoints, TheListsAreThoseOfTheServer) {
   EXPECT_EQ(Device(u"Zévra – Überall 🔊", ZEVRA_FLOW_CAPTURE).Result(), ZEVRA_E_NOT_FOUND);
 }
 
-TEST_F(Endpoints, AListEndsAtEightRows) {
-  std::vector<std::unique_ptr<Sink>> sinks;
-  for (int n = 0; n < 7; ++n) {
-    const std::string number = std::to_string(n);
-    sinks.push_back(std::make_unique<Sink>("zevra_" + number, "Zevra " + number));
-  }
-  Names first = Descriptions("sinks");
-  ASSERT_GT(first.size(), 8U);
-  first.resize(8);
-  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), first);
-  EXPECT_EQ(NamesIn(ZevraGetDeviceList), first);
-}
-
 TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {
-  const Sink other("zevra_other", "Zevra Other");
+  const NullSink other("zevra_other", "Zevra Other");
   Shell("pactl set-default-sink zevra_other");
   Shell("pactl set-sink-volume zevra_other 25%");
   float volume = 0;
@@ -98,8 +86,11 @@ TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
       SCOPED_TRACE(command);
       Shell(std::string("pactl ") + endpoint.kind + command);
       float volume = -1;
-      EXPECT_EQ(ZevraGetVolume(endpoint.device, &volume), 0);
-      EXPECT_NEAR(volume, setting.volume, 1e-3);
+      // PipeWire tells a new volume only after its graph has taken it.
+      EXPECT_TRUE(Eventually([&] {
+        return ZevraGetVolume(endpoint.device, &volume) == 0 &&
+               std::abs(volume - setting.volume) < 1e-3;
+      })) << volume;
     }
   }
 }

@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
-
-#include <string>
 
 #include "servers/server_host.h"
-#include "servers/server_tools.h"
 #include "support/eventually.h"
+#include "support/linux/sound_server.h"
 
 namespace zevra::test {
 namespace {
@@ -15,13 +12,6 @@ namespace {
 using RemovedSink = ServerTest;
 using KilledServer = ServerTest;
 using FrozenServer = ServerTest;
-
-void Signal(int signal) {
-  const char* const server =
-      std::getenv("ZEVRA_TEST_SERVER_PID");  // NOLINT(concurrency-mt-unsafe): nobody sets it
-  ASSERT_NE(server, nullptr);
-  ASSERT_EQ(kill(std::stoi(server), signal), 0);
-}
 
 // The results of everything that asks for the endpoint anew.
 void ExpectAllGone(const Device& device, std::int32_t volume_result, std::int32_t open_result) {
@@ -42,7 +32,7 @@ TEST_F(RemovedSink, EndsItsStreamsAndNoOthers) {
   const Device other;
   ASSERT_EQ(other.Start(other_recording), 0);
   for (const bool stops_first : {true, false}) {
-    Sink sink("zevra_doomed", "Zevra Doomed");
+    NullSink sink("zevra_doomed", "Zevra Doomed");
     const Recording recording;
     const Device device(u"Zevra Doomed");
     ASSERT_EQ(device.Start(recording), 0);
@@ -57,7 +47,7 @@ TEST_F(RemovedSink, EndsItsStreamsAndNoOthers) {
     ExpectAllGone(device, ZEVRA_E_DEVICE_INVALIDATED, ZEVRA_E_NOT_FOUND);
     EXPECT_TRUE(other_recording.Goes());
 
-    const Sink again("zevra_doomed", "Zevra Doomed");
+    const NullSink again("zevra_doomed", "Zevra Doomed");
     ASSERT_EQ(device.Start(recording), 0);
     EXPECT_TRUE(recording.Goes());
   }
@@ -68,7 +58,7 @@ void BreakServer(const Device& device, const Recording& recording, int signal) {
   ASSERT_EQ(device.Start(recording), 0);
   ASSERT_EQ(ZevraStartPlay(device), 0);
   ASSERT_TRUE(recording.Goes());
-  Signal(signal);
+  SignalServer(signal);
   recording.WaitUntilQuiet();
   EXPECT_EQ(ZevraStopCapture(device), 0);
   EXPECT_EQ(ZevraStopPlay(device), 0);
@@ -86,7 +76,7 @@ TEST_F(FrozenServer, HoldsNothingUpForEver) {
   const Recording recording;
   const Device device;
   BreakServer(device, recording, SIGSTOP);
-  Signal(SIGCONT);
+  SignalServer(SIGCONT);
   EXPECT_EQ(device.Start(recording), 0);
   EXPECT_TRUE(recording.Goes());
 }
