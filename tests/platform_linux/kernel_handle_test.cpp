@@ -1,17 +1,15 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <functional>
 #include <thread>
 #include <vector>
 
-#include "descriptors.h"
 #include "platform/kernel.h"
 #include "platform/owners.h"
+#include "support/process_holdings.h"
 
 // What a handle that is no longer one does, and that none is left behind.
 
@@ -19,6 +17,7 @@ namespace {
 
 using zevra::platform::UniqueHandle;
 using zevra::test::OpenDescriptors;
+using zevra::test::ProcessHoldings;
 
 DWORD Nothing(LPVOID) { return 0; }
 
@@ -84,28 +83,22 @@ TEST(Handles, BadArgumentsAreRefused) {
 TEST(Handles, DescriptorsAreCloseOnExecAndNoneIsLeft) {
   // A sanitizer starts a thread of its own beside the process's first.
   std::thread([] {}).join();
-  const auto before = OpenDescriptors();
-  const std::size_t threads_before = zevra::test::ThreadCount();
+  const auto open_before = OpenDescriptors();
   {
     const UniqueHandle event(MakeEvent()), timer(CreateWaitableTimerW(nullptr, FALSE, nullptr));
     const UniqueHandle thread(CreateThread(nullptr, 0, Nothing, nullptr, 0, nullptr));
-    std::size_t own = 0;
-    for (const int descriptor : OpenDescriptors()) {
-      if (std::find(before.begin(), before.end(), descriptor) != before.end()) continue;
-      ++own;
-      EXPECT_EQ(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-    }
-    EXPECT_EQ(own, 3u);
+    EXPECT_EQ(zevra::test::ExpectNewOnesCloseOnExec(open_before), 3u);
     WaitForSingleObject(thread.Get(), INFINITE);
   }
+  EXPECT_EQ(OpenDescriptors(), open_before);
+  const ProcessHoldings before;
   for (int round = 0; round < 1000; ++round) {
     const UniqueHandle event(MakeEvent());
     const UniqueHandle thread(CreateThread(nullptr, 0, Nothing, nullptr, 0, nullptr));
     const std::array handles = {event.Get(), thread.Get()};
     ASSERT_EQ(WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE), WAIT_OBJECT_0 + 1);
   }
-  EXPECT_EQ(OpenDescriptors(), before);
-  EXPECT_EQ(zevra::test::ThreadCount(), threads_before);
+  before.ExpectNoMoreNow();
 }
 
 TEST(Handles, RunningOutOfDescriptorsIsReported) {

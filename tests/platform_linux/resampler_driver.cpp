@@ -1,7 +1,5 @@
 #include "resampler_driver.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>

@@ -1,6 +1,8 @@
 #ifndef ZEVRA_TESTS_PLATFORM_LINUX_RESAMPLER_DRIVER_H
 #define ZEVRA_TESTS_PLATFORM_LINUX_RESAMPLER_DRIVER_H
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -33,6 +35,12 @@ ComPtr<IMFMediaType> MediaTypeOf(const Format& format);
 // -1.0 to 1.0 from and to the bytes of a format. Encode rounds to the valid bits.
 Bytes Encode(const std::vector<double>& samples, const Format& format);
 std::vector<double> Decode(const Bytes& bytes, const Format& format);
+
+class ComTest : public testing::Test {
+ protected:
+  ComTest() { CoInitialize(nullptr); }
+  ~ComTest() override { CoUninitialize(); }
+};
 
 // The resampler as the conversion stage drives it. COM must be initialised.
 class ResamplerDriver {

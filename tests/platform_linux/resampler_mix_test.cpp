@@ -11,11 +11,7 @@
 namespace zevra::test {
 namespace {
 
-class ResamplerMixTest : public testing::Test {
- protected:
-  ResamplerMixTest() { CoInitialize(nullptr); }
-  ~ResamplerMixTest() override { CoUninitialize(); }
-};
+using ResamplerMixTest = ComTest;
 
 UINT32 Channels(DWORD mask) { return static_cast<UINT32>(std::popcount(mask)); }
 

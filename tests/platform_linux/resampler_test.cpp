@@ -13,11 +13,7 @@
 namespace zevra::test {
 namespace {
 
-class ResamplerTest : public testing::Test {
- protected:
-  ResamplerTest() { CoInitialize(nullptr); }
-  ~ResamplerTest() override { CoUninitialize(); }
-};
+using ResamplerTest = ComTest;
 
 std::vector<double> Noise(std::size_t samples, double amplitude) {
   std::mt19937 random(7);

@@ -1,10 +1,8 @@
-#include <fcntl.h>
-
 #include <csignal>
-#include <filesystem>
 #include <thread>
 
 #include "server_host.h"
+#include "support/process_holdings.h"
 
 namespace zevra::test {
 namespace {
@@ -123,14 +121,7 @@ TEST_F(PulseLoss, OfAServerThatHangs) {
 }
 
 TEST_F(PulseLoss, LeavesNoDescriptorBehindAndPassesNoneOn) {
-  const auto descriptors = [] {
-    std::vector<int> open;
-    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
-      if (fcntl(descriptor, F_GETFD) >= 0) open.push_back(descriptor);
-    }
-    return open;
-  };
-  const auto before = descriptors();
+  const auto before = OpenDescriptors();
   for (int round = 0; round < 20; ++round) {
     const ComPtr<IMMDevice> device = Find(u"Zevra Speakers");
     Stream capture(device.Get());
@@ -138,13 +129,9 @@ TEST_F(PulseLoss, LeavesNoDescriptorBehindAndPassesNoneOn) {
     StartCapture(capture);
     ASSERT_EQ(render.Initialize(0), S_OK);
     Record(capture, milliseconds(60));
-    for (const int descriptor : descriptors()) {
-      if (std::find(before.begin(), before.end(), descriptor) != before.end()) continue;
-      EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC)
-          << std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
-    }
+    EXPECT_GT(ExpectNewOnesCloseOnExec(before), 0u);
   }
-  EXPECT_EQ(descriptors(), before);
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
 }  // namespace

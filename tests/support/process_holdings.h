@@ -1,25 +1,52 @@
 #ifndef ZEVRA_TESTS_SUPPORT_PROCESS_HOLDINGS_H
 #define ZEVRA_TESTS_SUPPORT_PROCESS_HOLDINGS_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <vector>
 
 #include "support/eventually.h"
 
+// What this process holds of the system, on Linux.
+
 namespace zevra::test {
 
-// What this process holds of the system, on Linux. Sanitizers do not tell of the heap.
+// Lowest first.
+inline std::vector<int> OpenDescriptors() {
+  std::vector<int> open;
+  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) >= 0) open.push_back(descriptor);
+  }
+  return open;
+}
+
+// Fails the test if a child would inherit a descriptor that was opened since `before`. Gives how
+// many there are.
+inline std::size_t ExpectNewOnesCloseOnExec(const std::vector<int>& before) {
+  std::size_t opened = 0;
+  for (const int descriptor : OpenDescriptors()) {
+    if (std::binary_search(before.begin(), before.end(), descriptor)) continue;
+    ++opened;
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC)
+        << std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+  }
+  return opened;
+}
+
+// Sanitizers do not tell of the heap.
 class ProcessHoldings {
  public:
   // Fails the test if more is held now than when the object was made.
   void ExpectNoMoreNow() const {
-    EXPECT_EQ(Entries("/proc/self/fd"), descriptors_);
+    EXPECT_EQ(OpenDescriptors(), descriptors_);
     // A thread that has been joined may still be on its way out of the list.
-    EXPECT_TRUE(Eventually([this] { return Entries("/proc/self/task") == threads_; }));
+    EXPECT_TRUE(Eventually([this] { return Threads() == threads_; }));
     EXPECT_LE(mallinfo2().uordblks, heap_bytes_ + kSlackBytes);
   }
 
@@ -28,13 +55,13 @@ class ProcessHoldings {
   // smallest block exceed it twice.
   static constexpr std::size_t kSlackBytes = 16 << 10;
 
-  static std::size_t Entries(const char* folder) {
-    const std::filesystem::directory_iterator entries(folder);
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+  static std::size_t Threads() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
   }
 
-  std::size_t descriptors_ = Entries("/proc/self/fd");
-  std::size_t threads_ = Entries("/proc/self/task");
+  std::vector<int> descriptors_ = OpenDescriptors();
+  std::size_t threads_ = Threads();
   std::size_t heap_bytes_ = mallinfo2().uordblks;
 };
 
