@@ -9,8 +9,6 @@
 namespace zevra {
 namespace {
 
-using ProcessLogger = test::LogTest;
-
 TEST(Gate, StopsWhatIsNotWanted) {
   int evaluated = 0;
   ZEVRA_LOG_ERROR("%d", ++evaluated);  // no logger
@@ -24,15 +22,7 @@ TEST(Gate, StopsWhatIsNotWanted) {
   EXPECT_EQ(evaluated, 0);
 }
 
-TEST_F(ProcessLogger, AnUnwritablePlaceGoesUnnoticed) {
-  test::Write(dir / "file", "");
-  settings.values.file = Path("file/z.log");
-  Process_Logger logger(clock);
-  EXPECT_NE(logger.open(&settings, nullptr, 0), 0);
-  logger.log_error("m");
-}
-
-TEST_F(ProcessLogger, ItsFileLiesBesideTheLibrary) {
+TEST(ProcessLogger, ItsFileLiesBesideTheLibrary) {
   char directory[kPathBytes];
   const std::string beside = module_directory(directory, kThisLibrary);
   EXPECT_EQ(anchored_log_file("logs\\a.log", kThisLibrary), beside + "logs/a.log");

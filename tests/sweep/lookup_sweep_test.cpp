@@ -22,52 +22,47 @@ const std::string kOpenFailed = "::ZevraOpenDevice | error | OpenDevice ";
 
 class LookupSweep : public ScriptedHost {};
 
-struct OpenFailure {
-  const char* call;
-  int occurrence;
-  Lines lines;  // ahead of the exported function's own
-};
-
 TEST_F(LookupSweep, OpenFailures) {
-  const auto line = [](const char* member, const char* operation) {
-    return std::string("ZevraImpl::") + member + " | error | " + operation + " 88890004";
+  struct Case {
+    bool by_name;
+    const char* call;
+    int occurrence;
+    const char* line;  // ahead of the exported function's own, from the operation on
   };
-  const std::vector<OpenFailure> by_default = {
-      {"host:CoCreateInstance(enumerator)", 1, {line("GetDefaultDevice", "CoCreateInstance")}},
-      {"host:GetDefaultAudioEndpoint", 1, {line("GetDefaultDevice", "GetDefaultAudioEndpoint")}},
-      {"host:OpenPropertyStore", 1, {line("GetSpecifyDevice", "OpenPropertyStore")}},
-      {"host:GetValue", 1, {}},
-  };
-  const std::vector<OpenFailure> by_name = {
-      {"host:CoCreateInstance(enumerator)", 1, {line("GetSpecifyDevice", "CoCreateInstance")}},
-      {"host:EnumAudioEndpoints",
-       1,
-       {line("GetSpecifyDevice", "EnumAudioEndpoints") + ", dataFlow 0"}},
-      {"host:GetCount", 1, {line("GetSpecifyDevice", "GetCount")}},
-      {"host:Item", 1, {line("GetSpecifyDevice", "Item")}},
-      {"host:Item", 2, {line("GetSpecifyDevice", "Item")}},  // behind the match
-      {"host:OpenPropertyStore", 2, {line("GetSpecifyDevice", "OpenPropertyStore")}},
-      {"host:GetValue", 2, {}},
+  const Case cases[] = {
+      {false, "CoCreateInstance(enumerator)", 1, "GetDefaultDevice | error | CoCreateInstance"},
+      {false, "GetDefaultAudioEndpoint", 1, "GetDefaultDevice | error | GetDefaultAudioEndpoint"},
+      {false, "OpenPropertyStore", 1, "GetSpecifyDevice | error | OpenPropertyStore"},
+      {false, "GetValue", 1, nullptr},
+      {true, "CoCreateInstance(enumerator)", 1, "GetSpecifyDevice | error | CoCreateInstance"},
+      {true, "EnumAudioEndpoints", 1, "GetSpecifyDevice | error | EnumAudioEndpoints"},
+      {true, "GetCount", 1, "GetSpecifyDevice | error | GetCount"},
+      {true, "Item", 1, "GetSpecifyDevice | error | Item"},
+      {true, "Item", 2, "GetSpecifyDevice | error | Item"},  // behind the match
+      {true, "OpenPropertyStore", 2, "GetSpecifyDevice | error | OpenPropertyStore"},
+      {true, "GetValue", 2, nullptr},
   };
   const WideString name = Wide("One");
-  const auto sweep = [&](const std::vector<OpenFailure>& failures, LPCWSTR wanted) {
-    for (const OpenFailure& failure : failures) {
-      SCOPED_TRACE(failure.call);
-      ScriptedPlatform failing;
-      failing.endpoints = {{Wide("one")}, {Wide("two")}};
-      failing.Fail(failure.call, failure.occurrence);
-      log.Clear();
-      int untouched = 0;
-      auto* handle = reinterpret_cast<ZevraHandle>(&untouched);
-      EXPECT_EQ(ZevraOpenDevice(&handle, wanted, ZEVRA_FLOW_RENDER), kFailed);
-      EXPECT_EQ(handle, reinterpret_cast<ZevraHandle>(&untouched));
-      Lines expected = failure.lines;
-      expected.push_back(kOpenFailed + "88890004");
-      EXPECT_EQ(log.Lines(), expected);
+  for (const Case& failure : cases) {
+    SCOPED_TRACE(failure.call);
+    ScriptedPlatform failing;
+    failing.endpoints = {{Wide("one")}, {Wide("two")}};
+    failing.Fail(std::string("host:") + failure.call, failure.occurrence);
+    log.Clear();
+    int untouched = 0;
+    auto* handle = reinterpret_cast<ZevraHandle>(&untouched);
+    EXPECT_EQ(ZevraOpenDevice(&handle, failure.by_name ? name.c_str() : nullptr, ZEVRA_FLOW_RENDER),
+              kFailed);
+    EXPECT_EQ(handle, reinterpret_cast<ZevraHandle>(&untouched));
+    Lines expected;
+    if (failure.line != nullptr) {
+      const bool tells_flow = std::string(failure.call) == "EnumAudioEndpoints";
+      expected.push_back(std::string("ZevraImpl::") + failure.line + " 88890004" +
+                         (tells_flow ? ", dataFlow 0" : ""));
     }
-  };
-  sweep(by_default, nullptr);
-  sweep(by_name, name.c_str());
+    expected.push_back(kOpenFailed + "88890004");
+    EXPECT_EQ(log.Lines(), expected);
+  }
 }
 
 struct NameCase {
@@ -156,11 +151,12 @@ TEST_F(LookupSweep, LoopbackFlagFollowsTheArgument) {
 
 struct ListCase {
   const char* what;
-  std::vector<std::pair<std::string, int>> failures;
   std::vector<ScriptedEndpoint> endpoints;
-  std::int32_t result;
   std::vector<WideString> rows;
-  Lines lines;
+  std::int32_t result = 0;
+  const char* call = "none";  // the one that fails, and when
+  int occurrence = 1;
+  const char* line = nullptr;  // what the log says of it
 };
 
 std::vector<ScriptedEndpoint> Numbered(int count) {
@@ -178,76 +174,48 @@ std::vector<WideString> NumberedRows(int first, int last) {
 }
 
 TEST_F(LookupSweep, Lists) {
-  const auto line = [](const char* operation) {
-    return std::string("::ZevraGetDeviceList | error | ") + operation + " 88890004";
-  };
   const WideString full(255, 'x');
   const WideString over(256, 'x');
   WideString split(254, 'x');  // a surrogate pair over the row's end
   split += {0xD83D, 0xDD0A};
   WideString fits(253, 'x');
   fits += {0xD83D, 0xDD0A};
+  const std::vector<ScriptedEndpoint> wrong_type = {{Wide("e1")}, {Wide("b"), eRender, VT_UI4}};
   const std::vector<ListCase> cases = {
-      {"none", {}, {}, 0, {}, {}},
-      {"two of a name", {}, {{Wide("a")}, {Wide("a"), eCapture}}, 0, {Wide("a"), Wide("a")}, {}},
-      {"eight", {}, Numbered(8), 0, NumberedRows(1, 8), {}},
-      {"nine", {}, Numbered(9), 0, NumberedRows(1, 8), {}},
-      {"nine, the ninth at fault", {{"host:Item", 9}}, Numbered(9), 0, NumberedRows(1, 8), {}},
-      {"nine, the first unreadable",
-       {{"host:GetValue", 1}},
-       Numbered(9),
-       0,
-       NumberedRows(2, 9),
-       {line("GetValue")}},
-      {"the last unreadable",
-       {{"host:OpenPropertyStore", 3}},
-       Numbered(3),
-       kFailed,
-       NumberedRows(1, 2),
-       {line("OpenPropertyStore")}},
-      {"the second missing",
-       {{"host:Item", 2}},
-       Numbered(2),
-       kFailed,
-       NumberedRows(1, 1),
-       {line("Item")}},
-      {"wrong type",
-       {},
-       {{Wide("e1")}, {Wide("b"), eRender, VT_UI4}},
-       0,
-       NumberedRows(1, 1),
-       {"::ZevraGetDeviceList | error | PKEY_Device_FriendlyName variant type is 19 - expected "
-        "VT_LPWSTR"}},
-      {"no enumerator",
-       {{"host:CoCreateInstance(enumerator)", 1}},
-       Numbered(2),
-       kFailed,
-       {},
-       {line("CoCreateInstance")}},
-      {"no collection",
-       {{"host:EnumAudioEndpoints", 1}},
-       Numbered(2),
-       kFailed,
-       {},
-       {line("EnumAudioEndpoints")}},
-      {"no count", {{"host:GetCount", 1}}, Numbered(2), kFailed, {}, {line("GetCount")}},
+      {"none", {}, {}},
+      {"two of a name", {{Wide("a")}, {Wide("a"), eCapture}}, {Wide("a"), Wide("a")}},
+      {"eight", Numbered(8), NumberedRows(1, 8)},
+      {"nine", Numbered(9), NumberedRows(1, 8)},
+      {"nine, the ninth at fault", Numbered(9), NumberedRows(1, 8), 0, "Item", 9},
+      {"unreadable first", Numbered(9), NumberedRows(2, 9), 0, "GetValue", 1, "GetValue 88890004"},
+      {"the last unreadable", Numbered(3), NumberedRows(1, 2), kFailed, "OpenPropertyStore", 3,
+       "OpenPropertyStore 88890004"},
+      {"the second missing", Numbered(2), NumberedRows(1, 1), kFailed, "Item", 2, "Item 88890004"},
+      {"wrong type", wrong_type, NumberedRows(1, 1), 0, "none", 1,
+       "PKEY_Device_FriendlyName variant type is 19 - expected VT_LPWSTR"},
+      {"no enumerator", Numbered(2), NumberedRows(1, 0), kFailed, "CoCreateInstance(enumerator)", 1,
+       "CoCreateInstance 88890004"},
+      {"no collection", Numbered(2), NumberedRows(1, 0), kFailed, "EnumAudioEndpoints", 1,
+       "EnumAudioEndpoints 88890004"},
+      {"no count", Numbered(2), NumberedRows(1, 0), kFailed, "GetCount", 1, "GetCount 88890004"},
       {"names at the row's end",
-       {},
        {{full}, {over}, {split}, {fits}},
-       0,
-       {full, full, WideString(254, 'x'), fits},
-       {}},
+       {full, full, WideString(254, 'x'), fits}},
   };
   for (const ListCase& item : cases) {
     SCOPED_TRACE(item.what);
     ScriptedPlatform other;
     other.endpoints = item.endpoints;
-    for (const auto& [call, occurrence] : item.failures) other.Fail(call, occurrence);
+    other.Fail(std::string("host:") + item.call, item.occurrence);
     log.Clear();
     ZevraDeviceList list;
     std::memset(&list, 0xAB, sizeof list);
     EXPECT_EQ(ZevraGetDeviceList(&list), item.result);
-    EXPECT_EQ(log.Lines(), item.lines);
+    Lines expected;
+    if (item.line != nullptr) {
+      expected.push_back(std::string("::ZevraGetDeviceList | error | ") + item.line);
+    }
+    EXPECT_EQ(log.Lines(), expected);
     ASSERT_EQ(list.count, item.rows.size());
     for (std::size_t row = 0; row < ZEVRA_DEVICE_LIST_ROWS; ++row) {
       if (row < item.rows.size()) {
