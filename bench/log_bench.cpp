@@ -10,8 +10,8 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "bench/medians.h"
 #include "log/gate.h"
 
 namespace {
@@ -102,30 +102,10 @@ BENCHMARK_CAPTURE(WriteZevra, flush, true)->UseRealTime()->Threads(1)->Threads(4
 BENCHMARK_CAPTURE(WriteSpdlog, plain, false)->UseRealTime()->Threads(1)->Threads(4);
 BENCHMARK_CAPTURE(WriteSpdlog, flush, true)->UseRealTime()->Threads(1)->Threads(4);
 
-// Prints the usual table and keeps the medians for the ratios below it.
-class Medians : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.aggregate_name == "median") {
-        nanoseconds_[run.run_name.str()] = run.GetAdjustedRealTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  double Of(const std::string& name) const {
-    const auto found = nanoseconds_.find(name);
-    return found == nanoseconds_.end() ? 0 : found->second;
-  }
-
- private:
-  std::map<std::string, double> nanoseconds_;
-};
-
-void PrintRatio(const Medians& medians, const char* what, const char* ours, const char* peer,
-                const char* goal) {
-  const double own = medians.Of(ours);
-  const double other = medians.Of(peer);
+void PrintRatio(const zevra::bench::Medians& medians, const char* what, const char* ours,
+                const char* peer, const char* goal) {
+  const double own = medians.Of(ours).real;
+  const double other = medians.Of(peer).real;
   if (own > 0 && other > 0) {
     std::printf("%-44s %9.2f ns / %8.2f ns = %5.2f   (goal: %s)\n", what, own, other, own / other,
                 goal);
@@ -136,15 +116,7 @@ void PrintRatio(const Medians& medians, const char* what, const char* ours, cons
 
 int main(int argc, char** argv) {
   fs::create_directories(directory);
-  std::vector<char*> arguments(argv, argv + argc);
-  char repetitions[] = "--benchmark_repetitions=7";
-  char interleaving[] = "--benchmark_enable_random_interleaving=true";
-  char aggregates[] = "--benchmark_report_aggregates_only=true";
-  arguments.insert(arguments.begin() + 1, {repetitions, interleaving, aggregates});
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  Medians medians;
-  benchmark::RunSpecifiedBenchmarks(&medians);
+  const zevra::bench::Medians medians = zevra::bench::RunForMedians(argc, argv);
 
   PrintRatio(medians, "stopped, no logger", "GateWithoutLogger", "SpdlogLevelOff", "1 ns at most");
   PrintRatio(medians, "stopped, level off", "GateLevelOff", "SpdlogLevelOff", "1 ns at most");

@@ -1,0 +1,137 @@
+// What a capture costs: the processor time of a whole host process that takes what a sink plays, 48
+// kHz float stereo, as 16 kHz 16-bit mono, next to the server's own recorder, which takes the
+// stream as it is, and to ffmpeg, which converts it. They record from the same server, first all at
+// the same time and then one after the other: a server hands sound over as often as the most
+// demanding of its clients asks for, so that alone each has a server of its own kind.
+//
+//   capture_cost          the tables; needs a server (scripts/bench starts one)
+//   capture_cost --host   the host that it measures, until it is ended
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/child_process.h"
+#include "zevra/zevra.h"
+
+namespace {
+
+using zevra::bench::ChildProcess;
+using zevra::bench::Median;
+
+constexpr int kRounds = 3;
+constexpr std::chrono::seconds kWarmUp{2};
+constexpr std::chrono::seconds kMeasured{8};
+constexpr double kMostTimesRecorder = 2.0;
+constexpr double kMostTimesFfmpeg = 0.5;
+
+std::atomic<std::uint64_t> bytes_heard{0};
+
+int Host() {
+  ZevraHandle device = nullptr;
+  ZevraAudioFormat format{};
+  format.channels = 1;
+  format.bits_per_sample = 16;
+  format.valid_bits_per_sample = 16;
+  format.samples_per_second = 16'000;
+  const auto on_audio = [](void*, std::uint32_t, const std::uint8_t*, std::uint32_t length) {
+    bytes_heard += length;
+  };
+  if (ZevraInitialize() < 0 || ZevraOpenDevice(&device, nullptr, ZEVRA_FLOW_RENDER) < 0 ||
+      ZevraStartCapture(device, &format, on_audio, nullptr) != ZEVRA_OK) {
+    return 1;
+  }
+  // A host that hears nothing must not pass for a cheap one.
+  for (std::uint64_t heard = 0;; heard = bytes_heard) {
+    std::this_thread::sleep_for(kWarmUp / 2);
+    if (bytes_heard == heard) return 1;
+  }
+}
+
+struct Program {
+  const char* what;
+  std::vector<std::string> command;
+  double bound;  // times this program's cost that the host may have; 0 for none
+  // Processor time in milliseconds for a second, round by round: of the process from its first
+  // moment on, and of a time when it has long been running.
+  std::vector<double> whole{};
+  std::vector<double> steady{};
+};
+
+using Clock = std::chrono::steady_clock;
+
+// Runs the programs at the same time, and notes what each used.
+void Measure(const std::vector<Program*>& programs) {
+  const auto begun = Clock::now();
+  std::vector<std::unique_ptr<ChildProcess>> children;
+  for (const Program* program : programs) {
+    children.push_back(std::make_unique<ChildProcess>(program->command));
+  }
+  std::this_thread::sleep_for(kWarmUp);
+  const auto warm = Clock::now();
+  std::vector<double> before;
+  for (const auto& child : children) before.push_back(child->ProcessorMs());
+  std::this_thread::sleep_for(kMeasured);
+  const auto end = Clock::now();
+  const auto seconds = [end](Clock::time_point since) {
+    return std::chrono::duration<double>(end - since).count();
+  };
+  for (std::size_t i = 0; i < programs.size(); ++i) {
+    programs[i]->steady.push_back((children[i]->ProcessorMs() - before[i]) / seconds(warm));
+    programs[i]->whole.push_back(children[i]->End() / seconds(begun));
+  }
+}
+
+void Print(const char* title, const std::vector<Program>& programs, bool has_bounds) {
+  const Program& own = programs.front();
+  std::printf("%s; processor time in ms a second, medians of %zu times %d s\n", title,
+              own.whole.size(), static_cast<int>((kWarmUp + kMeasured).count()));
+  std::printf("%-28s %14s %8s %8s %8s\n", "", "whole process", "zevra", "steady", "zevra");
+  for (const Program& program : programs) {
+    const double whole = Median(program.whole);
+    const double steady = Median(program.steady);
+    const double ratio = Median(own.whole) / whole;
+    std::printf("%-28s %14.2f %7.2fx %8.2f %7.2fx", program.what, whole, ratio, steady,
+                Median(own.steady) / steady);
+    if (has_bounds && program.bound > 0) {
+      std::printf("   (bound for the whole: %.1fx at most)   %s", program.bound,
+                  ratio <= program.bound ? "ok" : "BOUND MISSED");
+    }
+    std::printf("\n");
+  }
+  std::printf("\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1 && std::strcmp(argv[1], "--host") == 0) return Host();
+  const std::string monitor = "@DEFAULT_MONITOR@";
+  const std::vector<Program> programs = {
+      {"zevra, 16 kHz mono s16", {argv[0], "--host"}, 0},
+      {"parec, as it is",
+       {"parec", "--raw", "-d", monitor, "--format=float32le", "--rate=48000", "--channels=2"},
+       kMostTimesRecorder},
+      {"ffmpeg, 16 kHz mono s16",
+       {"ffmpeg", "-nostdin", "-loglevel", "error", "-f", "pulse", "-i", monitor, "-ac", "1", "-ar",
+        "16000", "-f", "s16le", "-y", "/dev/null"},
+       kMostTimesFfmpeg},
+  };
+  // Something to hear.
+  const ChildProcess noise({"pacat", "--playback", "--raw", "--format=s16le", "--rate=48000",
+                            "--channels=2", "--volume=3000", "/dev/urandom"});
+  std::vector<Program> together = programs;
+  std::vector<Program> alone = programs;
+  for (int round = 0; round < kRounds; ++round) {
+    Measure({&together[0], &together[1], &together[2]});
+    for (Program& program : alone) Measure({&program});
+  }
+  Print("At the same time", together, true);
+  Print("One after the other", alone, false);
+  return 0;
+}

@@ -1,0 +1,216 @@
+// What the conversion of a packet of 10 ms costs, next to libswresample called directly on the same
+// data with the same settings in the same run, and what the conversion takes from the heap.
+
+#include <benchmark/benchmark.h>
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/medians.h"
+#include "platform/linux/channel_mix.h"
+#include "platform/linux/swr_filter.h"
+#include "stream/conversion_arithmetic.h"
+#include "stream/conversion_stage.h"
+#include "tests/platform_linux/counting_heap.h"
+
+namespace {
+
+constexpr double kMostTimesThePeer = 1.10;
+constexpr UINT32 kHalfFilterLength = 60;
+constexpr std::uint32_t kPacketsInSecond = 100;
+constexpr std::uint32_t kMono = 0x4;
+constexpr std::uint32_t kStereo = 0x3;
+constexpr std::uint32_t kSurround = 0x3F;
+// As wide as libswresample's widest instructions; without it the peer takes its slow way.
+constexpr std::size_t kAlignment = 64;
+
+struct Pair {
+  const char* name;
+  ZevraAudioFormat source;
+  ZevraAudioFormat target;
+};
+
+constexpr ZevraAudioFormat Float(std::uint32_t rate, std::uint16_t channels, std::uint32_t mask) {
+  return {ZEVRA_SAMPLE_FLOAT, channels, 32, rate, mask, 32, 0};
+}
+constexpr ZevraAudioFormat Pcm(std::uint16_t bits, std::uint32_t rate, std::uint16_t channels,
+                               std::uint32_t mask) {
+  return {ZEVRA_SAMPLE_PCM, channels, bits, rate, mask, bits, 0};
+}
+
+constexpr ZevraAudioFormat kSource = Float(48'000, 2, kStereo);
+constexpr Pair kPairs[] = {
+    {"s16 mono 16k", kSource, Pcm(16, 16'000, 1, kMono)},
+    {"f32 stereo 44.1k", kSource, Float(44'100, 2, kStereo)},
+    {"s16 stereo 44.1k", kSource, Pcm(16, 44'100, 2, kStereo)},
+    {"s24 stereo 44.1k", kSource, Pcm(24, 44'100, 2, kStereo)},
+    {"f32 stereo 96k", kSource, Float(96'000, 2, kStereo)},
+    {"44.1k to f32 48k", Float(44'100, 2, kStereo), kSource},
+    {"5.1 to s16 stereo 16k", Float(48'000, 6, kSurround), Pcm(16, 16'000, 2, kStereo)},
+    {"5.1 to f32 stereo 48k", Float(48'000, 6, kSurround), kSource},
+    {"s16 mono 48k", kSource, Pcm(16, 48'000, 1, kMono)},
+    {"s16 stereo 48k", kSource, Pcm(16, 48'000, 2, kStereo)},
+    {"s24 stereo 48k", kSource, Pcm(24, 48'000, 2, kStereo)},
+    {"s32 stereo 48k", kSource, Pcm(32, 48'000, 2, kStereo)},
+    {"f32 stereo 48k", kSource, kSource},
+};
+
+class Bytes {
+ public:
+  explicit Bytes(std::size_t count)
+      : bytes_(static_cast<std::uint8_t*>(::operator new (count, std::align_val_t{kAlignment}))) {}
+  ~Bytes() { ::operator delete (bytes_, std::align_val_t{kAlignment}); }
+  Bytes(const Bytes&) = delete;
+  Bytes& operator=(const Bytes&) = delete;
+  std::uint8_t* Get() const { return bytes_; }
+
+ private:
+  std::uint8_t* bytes_;
+};
+
+// Noise, so that no sample is cheaper than another.
+class Packet {
+ public:
+  explicit Packet(const ZevraAudioFormat& format)
+      : frames_(format.samples_per_second / kPacketsInSecond),
+        bytes_(frames_ * zevra::BlockBytes(format)),
+        memory_(bytes_) {
+    std::minstd_rand random(1);  // NOLINT(cert-msc51-cpp): the same noise in every run
+    std::uniform_real_distribution<float> level(-0.5F, 0.5F);
+    auto* const samples = reinterpret_cast<float*>(memory_.Get());
+    for (std::size_t i = 0; i < bytes_ / sizeof(float); ++i) samples[i] = level(random);
+  }
+  const std::uint8_t* Data() const { return memory_.Get(); }
+  std::uint32_t Frames() const { return frames_; }
+  std::uint32_t Size() const { return bytes_; }
+
+ private:
+  std::uint32_t frames_;
+  std::uint32_t bytes_;
+  Bytes memory_;
+};
+
+// By all packets together, once each conversion has warmed up.
+long heap_blocks_taken = 0;
+
+void Zevra(benchmark::State& state, const Pair& pair) {
+  const Packet packet(pair.source);
+  zevra::ZevraConversionContext context;
+  context.source_format = pair.source;
+  context.target_format = pair.target;
+  if (FAILED(zevra::StartConversion(context))) state.SkipWithError("no conversion");
+  zevra::ZevraConvertedBuffer converted;
+  const auto convert = [&] {
+    zevra::ConvertBuffer(context, packet.Data(), packet.Size(), converted);
+    benchmark::DoNotOptimize(converted.data.get());
+    converted.Clear();
+  };
+  // Until the filter is full and every block is in its cache.
+  for (int i = 0; i < 20; ++i) convert();
+  const long before = zevra::test::Allocations();
+  for ([[maybe_unused]] auto _ : state) convert();
+  heap_blocks_taken += zevra::test::Allocations() - before;
+}
+
+struct FreeSwr {
+  void operator()(SwrContext* context) const { swr_free(&context); }
+};
+using Swr = std::unique_ptr<SwrContext, FreeSwr>;
+
+void SetSide(SwrContext* context, const std::string& side, const ZevraAudioFormat& format) {
+  AVChannelLayout layout{};
+  av_channel_layout_from_mask(&layout, format.channel_mask);
+  av_opt_set_chlayout(context, (side + "_chlayout").c_str(), &layout, 0);
+  av_channel_layout_uninit(&layout);
+  av_opt_set_int(context, (side + "_sample_rate").c_str(), format.samples_per_second, 0);
+  // libswresample has no packed 24-bit samples; 32 bits are its nearest.
+  const AVSampleFormat samples = format.sample_kind != ZEVRA_SAMPLE_PCM ? AV_SAMPLE_FMT_FLT
+                                 : format.bits_per_sample == 16         ? AV_SAMPLE_FMT_S16
+                                                                        : AV_SAMPLE_FMT_S32;
+  av_opt_set_sample_fmt(context, (side + "_sample_fmt").c_str(), samples, 0);
+}
+
+Swr OpenSwr(const Pair& pair) {
+  namespace platform = zevra::platform;
+  Swr swr(swr_alloc());
+  SetSide(swr.get(), "in", pair.source);
+  SetSide(swr.get(), "out", pair.target);
+  const platform::SwrFilter filter = platform::FilterFor(
+      pair.source.samples_per_second, pair.target.samples_per_second, kHalfFilterLength);
+  av_opt_set_sample_fmt(swr.get(), "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
+  av_opt_set_int(swr.get(), "filter_size", filter.filter_size, 0);
+  av_opt_set_int(swr.get(), "filter_type", SWR_FILTER_TYPE_KAISER, 0);
+  av_opt_set_double(swr.get(), "kaiser_beta", filter.kaiser_beta, 0);
+  av_opt_set_double(swr.get(), "cutoff", filter.cutoff, 0);
+  av_opt_set_int(swr.get(), "exact_rational", 1, 0);
+  av_opt_set_int(swr.get(), "linear_interp", 1, 0);
+  av_opt_set_int(swr.get(), "phase_shift", filter.phase_shift, 0);
+  if (pair.source.channel_mask != pair.target.channel_mask) {
+    platform::MixMatrix gains;
+    platform::BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
+    swr_set_matrix(swr.get(), gains[0].data(), platform::kMixChannels);
+  }
+  return swr_init(swr.get()) >= 0 ? std::move(swr) : nullptr;
+}
+
+void Libswresample(benchmark::State& state, const Pair& pair) {
+  const Packet packet(pair.source);
+  const Swr swr = OpenSwr(pair);
+  if (swr == nullptr) {
+    state.SkipWithError("no conversion");
+    return;
+  }
+  // The room that the stage offers, too; 32 bits a sample.
+  const std::uint32_t room = pair.target.samples_per_second / kPacketsInSecond + 17;
+  const Bytes output(std::size_t{room} * pair.target.channels * 4);
+  const std::uint8_t* in[] = {packet.Data()};
+  std::uint8_t* out[] = {output.Get()};
+  const auto convert = [&] {
+    benchmark::DoNotOptimize(
+        swr_convert(swr.get(), out, static_cast<int>(room), in, static_cast<int>(packet.Frames())));
+  };
+  for (int i = 0; i < 20; ++i) convert();
+  for ([[maybe_unused]] auto _ : state) convert();
+}
+
+std::string NameOf(const char* who, const Pair& pair) { return who + std::string("/") + pair.name; }
+
+void PrintRatios(const zevra::bench::Medians& medians) {
+  std::printf("\n48 kHz float stereo, or what is named, to:\n");
+  std::printf("%-24s %9s %14s %9s %7s   (bound: %.2f at most)\n", "", "zevra, ns", "libswresample",
+              "more, ns", "times", kMostTimesThePeer);
+  for (const Pair& pair : kPairs) {
+    const double own = medians.Of(NameOf("Zevra", pair)).cpu;
+    const double peer = medians.Of(NameOf("Libswresample", pair)).cpu;
+    if (own == 0 || peer == 0) continue;
+    std::printf("%-24s %9.0f %14.0f %9.0f %7.2f   %s\n", pair.name, own, peer, own - peer,
+                own / peer, own <= kMostTimesThePeer * peer ? "ok" : "BOUND MISSED");
+  }
+  std::printf("blocks taken from the heap: %ld   (bound: 0)   %s\n", heap_blocks_taken,
+              heap_blocks_taken == 0 ? "ok" : "BOUND MISSED");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ::CoInitialize(nullptr);
+  for (const Pair& pair : kPairs) {
+    benchmark::RegisterBenchmark(NameOf("Zevra", pair).c_str(), Zevra, pair);
+    benchmark::RegisterBenchmark(NameOf("Libswresample", pair).c_str(), Libswresample, pair);
+  }
+  PrintRatios(zevra::bench::RunForMedians(argc, argv));
+  ::CoUninitialize();
+  return 0;
+}
