@@ -11,13 +11,14 @@ namespace zevra::platform {
 namespace {
 
 constexpr REFERENCE_TIME kSecond = 10'000'000;
-// As often as a shared stream of Windows is served by default.
-constexpr REFERENCE_TIME kPeriod = 100'000;
-// How much sound the server hands over at once. A fragment a period would cost the host, the server
-// and every other client of the graph twice the wake-ups for 10 ms that few would hear.
-constexpr REFERENCE_TIME kFragment = 2 * kPeriod;
-// A shorter queue than this runs dry between two periods; a longer one gains nothing.
-constexpr REFERENCE_TIME kShortestQueue = 2 * kPeriod;
+// How much sound the server hands over at once. A fragment every 10 ms would cost the host, the
+// server and every other client of the graph twice the wake-ups for 10 ms that few would hear.
+constexpr REFERENCE_TIME kFragment = 200'000;
+// Streams are polled at half the device's period. At this one a poll finds one fragment; a shorter
+// one would mostly find nothing, and waking up is the greater part of what a capture costs.
+constexpr REFERENCE_TIME kPeriod = 2 * kFragment;
+// A shorter queue than this runs dry before the server asks again; a longer one gains nothing.
+constexpr REFERENCE_TIME kShortestQueue = kFragment;
 constexpr REFERENCE_TIME kLongestQueue = 2 * kSecond;
 
 UINT32 FramesIn(REFERENCE_TIME duration, DWORD rate) {
