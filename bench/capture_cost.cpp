@@ -69,12 +69,14 @@ using Clock = std::chrono::steady_clock;
 void Measure(const std::vector<Program*>& programs) {
   const auto begun = Clock::now();
   std::vector<std::unique_ptr<ChildProcess>> children;
+  children.reserve(programs.size());
   for (const Program* program : programs) {
     children.push_back(std::make_unique<ChildProcess>(program->command));
   }
   std::this_thread::sleep_for(kWarmUp);
   const auto warm = Clock::now();
   std::vector<double> before;
+  before.reserve(children.size());
   for (const auto& child : children) before.push_back(child->ProcessorMs());
   std::this_thread::sleep_for(kMeasured);
   const auto end = Clock::now();

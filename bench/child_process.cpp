@@ -26,6 +26,7 @@ double Ms(const timeval& time) {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command) : name_(command.front()) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command)
     arguments.push_back(const_cast<char*>(argument.data()));
   arguments.push_back(nullptr);

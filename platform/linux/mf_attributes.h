@@ -13,6 +13,7 @@ namespace zevra::platform {
 
 // Attributes by key. There is room for a fixed number, so that setting one never allocates. One
 // thread at a time.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the places are set as they are counted
 class AttributeBag {
  public:
   // MF_E_ATTRIBUTENOTFOUND for a key that is not set, MF_E_INVALIDTYPE for one set as the other

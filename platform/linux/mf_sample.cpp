@@ -26,6 +26,7 @@ HRESULT CopyBytes(IMFMediaBuffer* from, BYTE* to, DWORD* copied) {
   return from->Unlock();
 }
 
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the places are set as they are counted
 class Sample final : public zevra::platform::AttributesObject<IMFSample> {
  public:
   ~Sample() override { ReleaseBuffers(); }
