@@ -47,7 +47,8 @@ inline Medians RunForMedians(int argc, char** argv) {
   char repetitions[] = "--benchmark_repetitions=7";
   char interleaving[] = "--benchmark_enable_random_interleaving=true";
   char aggregates[] = "--benchmark_report_aggregates_only=true";
-  arguments.insert(arguments.begin() + 1, {repetitions, interleaving, aggregates});
+  char time[] = "--benchmark_min_time=0.1";
+  arguments.insert(arguments.begin() + 1, {repetitions, interleaving, aggregates, time});
   int count = static_cast<int>(arguments.size());
   benchmark::Initialize(&count, arguments.data());
   Medians medians;
