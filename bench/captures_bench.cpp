@@ -118,7 +118,7 @@ BENCHMARK(Captures)->Arg(1)->Arg(8)->Arg(32)->Arg(64)->Iterations(1)->Unit(bench
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  if (ms_by_streams.count(1) == 0 || ms_by_streams.count(kMostStreams) == 0) return 0;
+  if (!ms_by_streams.contains(1) || !ms_by_streams.contains(kMostStreams)) return 0;
   const double ratio = ms_by_streams[kMostStreams] / ms_by_streams[1];
   std::printf("a stream of %zu next to one alone: %.2f times   (bound: %.1f at most)   %s\n",
               kMostStreams, ratio, kMostTimesOne, ratio <= kMostTimesOne ? "ok" : "BOUND MISSED");
