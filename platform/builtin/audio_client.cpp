@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/builtin/no_throw.h"
+#include "platform/no_throw.h"
 
 namespace zevra::builtin {
 namespace {
@@ -95,7 +95,7 @@ HRESULT AudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_T
   const auto kind = Recognise(endpoint_->config(), *format);
   if (mode != AUDCLNT_SHAREMODE_SHARED || !kind) return AUDCLNT_E_UNSUPPORTED_FORMAT;
 
-  return NoThrow([&] {
+  return platform::NoThrow([&] {
     if (loopback || endpoint_->config().flow == eCapture) {
       const UINT32 frames = BufferFrames(duration, kHistory.count() * kHnsPerSecond);
       capture_ = std::make_shared<CaptureStream>(endpoint_, *kind, frames);
@@ -152,7 +152,7 @@ HRESULT AudioClient::GetDevicePeriod(REFERENCE_TIME* default_period,
 
 HRESULT AudioClient::Start() {
   if (const HRESULT result = Ready(); FAILED(result)) return result;
-  return NoThrow([this] { return capture_ ? capture_->Start() : render_->Start(); });
+  return platform::NoThrow([this] { return capture_ ? capture_->Start() : render_->Start(); });
 }
 
 HRESULT AudioClient::Stop() {

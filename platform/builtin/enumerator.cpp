@@ -4,8 +4,8 @@
 
 #include "platform/builtin/device.h"
 #include "platform/builtin/endpoint.h"
-#include "platform/builtin/no_throw.h"
 #include "platform/com_object.h"
+#include "platform/no_throw.h"
 #include "platform/owners.h"
 
 namespace zevra::builtin {
@@ -51,7 +51,7 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
     if (devices == nullptr) return E_POINTER;
     *devices = nullptr;
     if (flow != eRender && flow != eCapture && flow != eAll) return E_INVALIDARG;
-    return NoThrow([&] {
+    return platform::NoThrow([&] {
       Endpoints found;
       if ((state_mask & DEVICE_STATE_ACTIVE) != 0) found = OfFlow(flow);
       *devices = platform::MakeCom<Collection>(std::move(found));
@@ -62,7 +62,7 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
     if (device == nullptr) return E_POINTER;
     *device = nullptr;
     if (flow != eRender && flow != eCapture) return E_INVALIDARG;
-    return NoThrow([&] {
+    return platform::NoThrow([&] {
       const Endpoints candidates = OfFlow(flow);
       if (candidates.empty()) return kNotFound;
       for (const auto& endpoint : candidates) {

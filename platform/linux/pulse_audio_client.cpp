@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/linux/no_throw.h"
+#include "platform/no_throw.h"
 #include "platform/owners.h"
 
 namespace zevra::platform {

@@ -1,9 +1,9 @@
 #include "platform/linux/pulse_device.h"
 
-#include "platform/linux/no_throw.h"
 #include "platform/linux/pulse_audio_client.h"
 #include "platform/linux/pulse_endpoint_volume.h"
 #include "platform/linux/pulse_property_store.h"
+#include "platform/no_throw.h"
 #include "platform/owners.h"
 
 namespace zevra::platform {

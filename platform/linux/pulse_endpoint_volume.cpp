@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/no_throw.h"
+#include "platform/no_throw.h"
 
 namespace zevra::platform {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/linux/no_throw.h"
+#include "platform/no_throw.h"
 
 namespace zevra::platform {
 namespace {

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "platform/linux/class_factories.h"
-#include "platform/linux/no_throw.h"
 #include "platform/linux/pulse_device.h"
+#include "platform/no_throw.h"
 #include "platform/owners.h"
 
 namespace zevra::platform {

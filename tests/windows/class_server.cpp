@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "platform/builtin/machine.h"
-#include "platform/builtin/no_throw.h"
 #include "platform/com_object.h"
+#include "platform/no_throw.h"
 #include "platform/owners.h"
 #include "windows/served_resampler.h"
 
@@ -72,7 +72,7 @@ class Factory final : public platform::ComObject<IClassFactory> {
 };
 
 HRESULT CreateEnumerator(REFIID iid, void** object) {
-  return builtin::NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
+  return platform::NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
-#ifndef ZEVRA_PLATFORM_LINUX_NO_THROW_H
-#define ZEVRA_PLATFORM_LINUX_NO_THROW_H
+#ifndef ZEVRA_PLATFORM_NO_THROW_H
+#define ZEVRA_PLATFORM_NO_THROW_H
 
 #include <new>
 
-#include "platform/linux/types.h"
+#include "platform/types.h"
 
 namespace zevra::platform {
 
