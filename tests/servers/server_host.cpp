@@ -58,9 +58,9 @@ void Recording::Take(const std::uint8_t* data, std::uint32_t length) {
   ++packets_;
 }
 
-bool Recording::IsFull() const {
+std::size_t Recording::Size() const {
   const std::lock_guard hold(mutex_);
-  return bytes_.size() == most_bytes_;
+  return bytes_.size();
 }
 
 std::vector<std::uint8_t> Recording::Bytes() const {

@@ -34,7 +34,8 @@ class Recording {
 
   ZevraCaptureCallback Callback() const;
   unsigned Packets() const { return packets_; }
-  bool IsFull() const;
+  bool IsFull() const { return Size() == most_bytes_; }
+  std::size_t Size() const;
   std::vector<std::uint8_t> Bytes() const;
   // Waits for `count` further packets.
   bool Goes(unsigned count = 3) const;
