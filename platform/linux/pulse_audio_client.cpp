@@ -14,9 +14,9 @@ constexpr REFERENCE_TIME kSecond = 10'000'000;
 // How much sound the server hands over at once. A fragment every 10 ms would cost the host, the
 // server and every other client of the graph twice the wake-ups for 10 ms that few would hear.
 constexpr REFERENCE_TIME kFragment = 200'000;
-// Streams are polled at half the device's period. At this one a poll finds one fragment; a shorter
-// one would mostly find nothing, and waking up is the greater part of what a capture costs.
-constexpr REFERENCE_TIME kPeriod = 2 * kFragment;
+// Streams are polled at half the device's period: a little more seldom than fragments come, so that
+// every poll finds one. Waking up is the greater part of what a capture costs.
+constexpr REFERENCE_TIME kPeriod = 500'000;
 // A shorter queue than this runs dry before the server asks again; a longer one gains nothing.
 constexpr REFERENCE_TIME kShortestQueue = kFragment;
 constexpr REFERENCE_TIME kLongestQueue = 2 * kSecond;
