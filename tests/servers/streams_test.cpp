@@ -40,10 +40,10 @@ TEST_F(Rounds, LeaveNothingBehind) {
   before->ExpectNoMoreNow();
 }
 
-// Whether the server has a capture of this process.
-bool ServerKnowsACapture() {
+// Streams of this process on the server, by the kind that pactl calls them.
+std::size_t OwnStreams(const std::string& kind) {
   const std::string process = "application.process.id = \\\"" + std::to_string(getpid()) + "\\\"";
-  return Shell("pactl list source-outputs | grep -c \"" + process + "\" || true").at(0) != "0";
+  return std::stoul(Shell("pactl list " + kind + " | grep -c \"" + process + "\" || true").at(0));
 }
 
 TEST_F(Streams, ACallbackEndsItsOwnCapture) {
@@ -60,7 +60,7 @@ TEST_F(Streams, ACallbackEndsItsOwnCapture) {
     const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2);
     ASSERT_EQ(ZevraStartCapture(handle, &format, recording.Callback(), nullptr), 0);
     EXPECT_TRUE(Eventually([&] { return results == 1; }));
-    EXPECT_TRUE(Eventually([] { return !ServerKnowsACapture(); }));
+    EXPECT_TRUE(Eventually([] { return OwnStreams("source-outputs") == 0; }));
     const unsigned packets = recording.Packets();
     if (closes) continue;
     EXPECT_EQ(ZevraStopCapture(handle), 0);
@@ -69,6 +69,21 @@ TEST_F(Streams, ACallbackEndsItsOwnCapture) {
     EXPECT_TRUE(recording.Goes());
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
   }
+}
+
+TEST_F(Streams, TwoSilencesStopOneByOne) {
+  const Device first;
+  const Device second(u"Zevra Surround");
+  ASSERT_EQ(ZevraStartPlay(first), 0);
+  ASSERT_EQ(ZevraStartPlay(second), 0);
+  EXPECT_EQ(OwnStreams("sink-inputs"), 2U);
+  EXPECT_EQ(ZevraStopPlay(first), 0);
+  EXPECT_EQ(OwnStreams("sink-inputs"), 1U);
+  ASSERT_EQ(ZevraStartPlay(first), 0);
+  EXPECT_EQ(ZevraStopPlay(second), 0);
+  EXPECT_EQ(OwnStreams("sink-inputs"), 1U);
+  EXPECT_EQ(ZevraStopPlay(first), 0);
+  EXPECT_EQ(OwnStreams("sink-inputs"), 0U);
 }
 
 // Every order of the two starts and stops, on several threads that have an object each.
