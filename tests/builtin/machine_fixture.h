@@ -39,41 +39,20 @@ class MachineTest : public testing::Test {
     machine_ = std::make_unique<Machine>(std::move(endpoints), clock_);
   }
 
-  ComPtr<IMMDeviceEnumerator> Enumerator() const {
+  ComPtr<IAudioClient> ClientOf(UINT endpoint) const {
     ComPtr<IMMDeviceEnumerator> enumerator;
     EXPECT_EQ(machine_->CreateEnumerator(IID_IMMDeviceEnumerator, enumerator.PutVoid()), S_OK);
-    return enumerator;
-  }
-  std::vector<ComPtr<IMMDevice>> Devices(EDataFlow flow) const {
-    ComPtr<IMMDeviceCollection> collection;
-    EXPECT_EQ(Enumerator()->EnumAudioEndpoints(flow, DEVICE_STATE_ACTIVE, collection.Put()), S_OK);
-    UINT count = 0;
-    EXPECT_EQ(collection->GetCount(&count), S_OK);
-    std::vector<ComPtr<IMMDevice>> devices(count);
-    for (UINT i = 0; i < count; ++i) EXPECT_EQ(collection->Item(i, devices[i].Put()), S_OK);
-    return devices;
-  }
-  ComPtr<IMMDevice> Device(std::size_t index) const { return std::move(Devices(eAll).at(index)); }
-
-  static std::u16string NameOf(IMMDevice& device) {
-    ComPtr<IPropertyStore> properties;
-    platform::PropVariant name;
-    EXPECT_EQ(device.OpenPropertyStore(STGM_READ, properties.Put()), S_OK);
-    EXPECT_EQ(properties->GetValue(PKEY_Device_FriendlyName, name.Put()), S_OK);
-    EXPECT_EQ(name.Get().vt, VT_LPWSTR);
-    return {name.Get().pwszVal,
-            name.Get().pwszVal + std::char_traits<WCHAR>::length(name.Get().pwszVal)};
-  }
-
-  static ComPtr<IAudioClient> ClientOf(IMMDevice& device) {
+    ComPtr<IMMDeviceCollection> endpoints;
+    EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, endpoints.Put()), S_OK);
+    ComPtr<IMMDevice> device;
+    EXPECT_EQ(endpoints->Item(endpoint, device.Put()), S_OK);
     ComPtr<IAudioClient> client;
-    EXPECT_EQ(device.Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()), S_OK);
+    EXPECT_EQ(device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()), S_OK);
     return client;
   }
   // A stream in the mix format that has not been started.
-  ComPtr<IAudioClient> OpenStream(std::size_t endpoint, DWORD flags,
-                                  REFERENCE_TIME duration = 0) const {
-    auto client = ClientOf(*Device(endpoint).Get());
+  ComPtr<IAudioClient> OpenStream(UINT endpoint, DWORD flags, REFERENCE_TIME duration = 0) const {
+    auto client = ClientOf(endpoint);
     platform::TaskMemory<WAVEFORMATEX> format;
     EXPECT_EQ(client->GetMixFormat(format.Put()), S_OK);
     EXPECT_EQ(

@@ -1,7 +1,6 @@
 #include "tests/builtin/machine_fixture.h"
 
 #include <algorithm>
-#include <span>
 
 namespace zevra::builtin {
 namespace {
@@ -153,19 +152,12 @@ TEST_F(RenderTest, PaddingAndRoomFollowTheClock) {
   EXPECT_EQ(PaddingOf(*client.Get()), 48000U);
   BYTE* data = nullptr;
   EXPECT_EQ(render->GetBuffer(1, &data), AUDCLNT_E_BUFFER_TOO_LARGE);
-  EXPECT_EQ(render->GetBuffer(0, &data), S_OK);
-  EXPECT_NE(data, nullptr);
-  EXPECT_EQ(render->ReleaseBuffer(0, 0), S_OK);
 
   ASSERT_EQ(client->Start(), S_OK);
   clock_->Advance(milliseconds(25));
   EXPECT_EQ(PaddingOf(*client.Get()), 48000U - 960);
   EXPECT_EQ(render->GetBuffer(960, &data), S_OK);
-  EXPECT_EQ(render->GetBuffer(0, &data), AUDCLNT_E_OUT_OF_ORDER);
-  EXPECT_EQ(render->ReleaseBuffer(961, 0), AUDCLNT_E_INVALID_SIZE);
-  EXPECT_EQ(render->ReleaseBuffer(960, 4), E_INVALIDARG);
   EXPECT_EQ(render->ReleaseBuffer(10, 0), S_OK);
-  EXPECT_EQ(render->ReleaseBuffer(10, 0), AUDCLNT_E_OUT_OF_ORDER);
   EXPECT_EQ(PaddingOf(*client.Get()), 48000U - 950);
 
   // Without a length asked for there is room for two packets, never for less.
