@@ -168,47 +168,4 @@ TEST(Threads, AWaitEndsWhenTheThreadIsGoneForGood) {
   EXPECT_EQ(ReadyWaits(thread.Get(), 3), 3);
 }
 
-TEST(Threads, AClosedThreadRunsOn) {
-  struct Shared {
-    UniqueHandle go = Event(), done = Event();
-  } shared;
-  const auto entry = [](LPVOID argument) -> DWORD {
-    auto& events = *static_cast<Shared*>(argument);
-    WaitForSingleObject(events.go.Get(), INFINITE);
-    SetEvent(events.done.Get());
-    return 0;
-  };
-  HANDLE const thread = CreateThread(nullptr, 1, entry, &shared, 0, nullptr);
-  EXPECT_TRUE(CloseHandle(thread));
-  EXPECT_FALSE(CloseHandle(thread));
-  SetEvent(shared.go.Get());
-  EXPECT_EQ(WaitForSingleObject(shared.done.Get(), INFINITE), WAIT_OBJECT_0);
-}
-
-TEST(Threads, HaveTheirOwnLastError) {
-  SetLastError(123);
-  DWORD seen = 99;
-  const UniqueHandle thread(CreateThread(
-      nullptr, 0,
-      [](LPVOID argument) -> DWORD {
-        *static_cast<DWORD*>(argument) = GetLastError();
-        SetLastError(456);
-        return 0;
-      },
-      &seen, 0, nullptr));
-  WaitForSingleObject(thread.Get(), INFINITE);
-  EXPECT_EQ(seen, ERROR_SUCCESS);
-  EXPECT_EQ(GetLastError(), 123u);
-}
-
-TEST(Threads, MultimediaClassIsHadByItsName) {
-  // On a thread of its own, so that the test's keeps its class.
-  std::thread([] {
-    DWORD index = 0;
-    EXPECT_EQ(AvSetMmThreadCharacteristicsW(u"Audio2", &index), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_TASK_NAME);
-    EXPECT_NE(AvSetMmThreadCharacteristicsW(u"Audio", &index), nullptr);
-  }).join();
-}
-
 }  // namespace

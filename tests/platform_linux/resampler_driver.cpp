@@ -71,7 +71,7 @@ std::vector<double> Decode(const Bytes& bytes, const Format& format) {
   return samples;
 }
 
-ResamplerDriver::ResamplerDriver(const Format& input, const Format& output, LONG half_filter_length)
+ResamplerDriver::ResamplerDriver(const Format& input, const Format& output)
     : block_bytes_(input.BlockBytes()) {
   const auto step = [this](HRESULT result) {
     if (SUCCEEDED(status_)) status_ = result;
@@ -83,7 +83,7 @@ ResamplerDriver::ResamplerDriver(const Format& input, const Format& output, LONG
   step(transform_->SetOutputType(0, MediaTypeOf(output).Get(), 0));
   ComPtr<IWMResamplerProps> properties;
   step(transform_->QueryInterface(IID_IWMResamplerProps, properties.PutVoid()));
-  if (properties) step(properties->SetHalfFilterLength(half_filter_length));
+  if (properties) step(properties->SetHalfFilterLength(60));
 }
 
 HRESULT ResamplerDriver::Push(const BYTE* data, std::size_t bytes) const {

@@ -45,7 +45,7 @@ class ComTest : public testing::Test {
 // The resampler as the conversion stage drives it. COM must be initialised.
 class ResamplerDriver {
  public:
-  ResamplerDriver(const Format& input, const Format& output, LONG half_filter_length = 60);
+  ResamplerDriver(const Format& input, const Format& output);
 
   IMFTransform* operator->() const { return transform_.Get(); }
   // The code of the first call of the set-up that failed, or S_OK.
