@@ -89,25 +89,5 @@ TEST_F(PulseCapture, AHoleComesAsFlaggedZeros) {
   }
 }
 
-TEST_F(PulseCapture, APacketIsOneHostsUntilItIsReleased) {
-  Stream stream(Find(u"Zevra Speakers").Get());
-  StartCapture(stream);
-  EXPECT_EQ(stream.capture->ReleaseBuffer(480), AUDCLNT_E_OUT_OF_ORDER);
-  UINT32 next = 0;
-  ASSERT_TRUE(
-      Eventually([&] { return stream.capture->GetNextPacketSize(&next) == S_OK && next != 0; }));
-  const Packet packet(stream);
-  EXPECT_EQ(packet.frames, next);
-  EXPECT_EQ(Packet(stream).result, AUDCLNT_E_OUT_OF_ORDER);
-  EXPECT_EQ(stream.capture->ReleaseBuffer(next - 1), AUDCLNT_E_INVALID_SIZE);
-  // Not taken, it comes again, also through another service of the stream, which keeps it alive.
-  EXPECT_EQ(stream.capture->ReleaseBuffer(0), S_OK);
-  ASSERT_EQ(stream.client->GetService(IID_IAudioCaptureClient, stream.capture.PutVoid()), S_OK);
-  stream.client.Reset();
-  const Packet again(stream);
-  EXPECT_EQ(again.data, packet.data);
-  EXPECT_EQ(stream.capture->ReleaseBuffer(again.frames), S_OK);
-}
-
 }  // namespace
 }  // namespace zevra::test

@@ -46,7 +46,11 @@ TEST_F(PulseFormats, ChannelsFollowTheMaskWhateverTheServersOrder) {
     }
     const Player player("layout", levels, Player::kOverAndOver, one.map);
     StartCapture(stream);
-    const std::vector<float> heard = RecordFirstSound(stream);
+    std::vector<float> heard;
+    ASSERT_TRUE(Eventually([&] {
+      Drain(stream, &heard);
+      return HasFatalFailure() || (!heard.empty() && heard.back() != 0);
+    }));
     for (std::size_t channel = 0; channel < channels && sink_channels == channels; ++channel) {
       EXPECT_EQ(heard[heard.size() - channels + channel],
                 static_cast<float>(one.order[channel] + 1) / 16);
@@ -100,40 +104,6 @@ TEST_F(PulseFormats, WhatIsSupportedOpensAndWhatIsNotIsRefused) {
     EXPECT_EQ(static_cast<bool>(closest), !one.supported);
     stream.format = one.format;
     EXPECT_EQ(stream.Initialize(kLoopback), one.supported ? S_OK : AUDCLNT_E_UNSUPPORTED_FORMAT);
-  }
-}
-
-TEST_F(PulseFormats, TheFlagAndTheEndpointDecideWhatAStreamIs) {
-  constexpr HRESULT kWrong = AUDCLNT_E_WRONG_ENDPOINT_TYPE;
-  const struct {
-    const char16_t* name;
-    DWORD flags;
-    HRESULT result, as_capture, as_render;
-  } cases[] = {
-      {u"Zevra Speakers", kLoopback, S_OK, S_OK, kWrong},
-      {u"Zevra Speakers", 0, S_OK, kWrong, S_OK},
-      {u"Zevra Microphone", 0, S_OK, S_OK, kWrong},
-      {u"Zevra Microphone", kLoopback, kWrong, AUDCLNT_E_NOT_INITIALIZED,
-       AUDCLNT_E_NOT_INITIALIZED},
-      {u"Zevra Speakers", 0x40000, E_INVALIDARG, AUDCLNT_E_NOT_INITIALIZED,
-       AUDCLNT_E_NOT_INITIALIZED},
-  };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(&one - cases);
-    Stream stream(Find(one.name).Get());
-    IAudioClient& client = *stream.client.Get();
-    EXPECT_EQ(client.Start(), AUDCLNT_E_NOT_INITIALIZED);
-    EXPECT_EQ(stream.Initialize(one.flags), one.result);
-    ComPtr<IUnknown> service;
-    EXPECT_EQ(client.GetService(IID_IAudioCaptureClient, service.PutVoid()), one.as_capture);
-    EXPECT_EQ(client.GetService(IID_IAudioRenderClient, service.PutVoid()), one.as_render);
-    if (FAILED(one.result)) continue;
-    EXPECT_EQ(stream.Initialize(one.flags), AUDCLNT_E_ALREADY_INITIALIZED);
-    EXPECT_EQ(client.Stop(), S_FALSE);
-    EXPECT_EQ(client.Start(), S_OK);
-    EXPECT_EQ(client.Start(), AUDCLNT_E_NOT_STOPPED);
-    EXPECT_EQ(client.Stop(), S_OK);
-    EXPECT_EQ(client.Stop(), S_FALSE);
   }
 }
 

@@ -8,39 +8,6 @@ namespace {
 
 constexpr float kRampStep = 1.0F / 8'388'608.0F;
 
-}  // namespace
-
-double SecondsOf(const std::function<void()>& work) {
-  const auto begin = Clock::now();
-  work();
-  return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-ComPtr<IMMDeviceEnumerator> MakeEnumerator() {
-  ComPtr<IMMDeviceEnumerator> enumerator;
-  EXPECT_EQ(platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
-                                     IID_IMMDeviceEnumerator, enumerator.PutVoid()),
-            S_OK);
-  return enumerator;
-}
-
-void ExpectNoServer(IMMDevice* device) {
-  ComPtr<IMMDevice> found;
-  ComPtr<IMMDeviceCollection> list;
-  ComPtr<IUnknown> object;
-  std::vector<std::function<HRESULT()>> questions = {
-      [&] { return MakeEnumerator()->GetDefaultAudioEndpoint(eRender, eConsole, found.Put()); },
-      [&] { return MakeEnumerator()->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, list.Put()); }};
-  for (const IID iid : {IID_IAudioClient, IID_IAudioEndpointVolume}) {
-    if (device == nullptr) break;
-    questions.emplace_back(
-        [&, iid] { return device->Activate(iid, CLSCTX_ALL, nullptr, object.PutVoid()); });
-  }
-  for (const auto& ask : questions) {
-    EXPECT_LT(SecondsOf([&] { EXPECT_EQ(ask(), AUDCLNT_E_SERVICE_NOT_RUNNING); }), kPatience);
-  }
-}
-
 std::u16string NameOf(IMMDevice* device) {
   ComPtr<IPropertyStore> store;
   platform::PropVariant name;
@@ -50,11 +17,17 @@ std::u16string NameOf(IMMDevice* device) {
   return name.Get().pwszVal;
 }
 
+}  // namespace
+
 ComPtr<IMMDevice> Find(const std::u16string& name) {
-  ComPtr<IMMDevice> found;
+  ComPtr<IMMDeviceEnumerator> enumerator;
   ComPtr<IMMDeviceCollection> devices;
+  ComPtr<IMMDevice> found;
   UINT count = 0;
-  EXPECT_EQ(MakeEnumerator()->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
+  EXPECT_EQ(platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+                                     IID_IMMDeviceEnumerator, enumerator.PutVoid()),
+            S_OK);
+  EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
   EXPECT_EQ(devices->GetCount(&count), S_OK);
   for (UINT index = 0; index < count; ++index) {
     ComPtr<IMMDevice> device;
@@ -109,15 +82,6 @@ std::vector<float> Record(Stream& stream, milliseconds time) {
     std::this_thread::sleep_for(milliseconds(5));
     Drain(stream, &samples);
   }
-  return samples;
-}
-
-std::vector<float> RecordFirstSound(Stream& stream) {
-  std::vector<float> samples;
-  EXPECT_TRUE(Eventually([&] {
-    Drain(stream, &samples);
-    return ::testing::Test::HasFatalFailure() || (!samples.empty() && samples.back() != 0);
-  }));
   return samples;
 }
 

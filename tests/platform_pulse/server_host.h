@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,16 +22,6 @@ using std::chrono::milliseconds;
 inline constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
 inline constexpr UINT32 kRate = 48'000;  // frames a second, of all the endpoints
 
-double SecondsOf(const std::function<void()>& work);
-
-// A host's call must come back within these seconds, whatever the server does.
-inline constexpr double kPatience = 5;
-// That every question to the server ends in AUDCLNT_E_SERVICE_NOT_RUNNING, and in time. The device
-// may be null.
-void ExpectNoServer(IMMDevice* device);
-
-ComPtr<IMMDeviceEnumerator> MakeEnumerator();
-std::u16string NameOf(IMMDevice* device);
 // The last endpoint of that name; null, and a failed test, without one.
 ComPtr<IMMDevice> Find(const std::u16string& name);
 
@@ -63,9 +52,6 @@ void StartCapture(Stream& stream, DWORD flags = kLoopback);
 void Drain(Stream& stream, std::vector<float>* samples);
 // Drains every 5 ms for that long.
 std::vector<float> Record(Stream& stream, milliseconds time);
-
-// Drains until the newest frame is sound.
-std::vector<float> RecordFirstSound(Stream& stream);
 
 // Interleaved stereo: counts up on the left and down on the right in steps of 2^-23, which a float
 // holds exactly, so that one lost or doubled frame shows.

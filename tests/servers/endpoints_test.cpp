@@ -60,6 +60,11 @@ TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {
   EXPECT_EQ(source.Result(), 0);
   EXPECT_EQ(source.Start(Recording()), ZEVRA_E_FAIL);
   EXPECT_EQ(ZevraStartPlay(source), ZEVRA_E_FAIL);
+  // A monitor is no endpoint, not even as the default.
+  Shell("pactl set-default-source zevra_speakers.monitor");
+  EXPECT_TRUE(
+      Eventually([] { return Device(nullptr, ZEVRA_FLOW_CAPTURE).Result() == ZEVRA_E_NOT_FOUND; }));
+  Shell("pactl set-default-source zevra_microphone");
 }
 
 TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {

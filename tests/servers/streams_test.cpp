@@ -26,6 +26,7 @@ TEST_F(Rounds, LeaveNothingBehind) {
   const int rounds = is_slow ? 100 : 1000;
   constexpr int kWarmUp = 20;
   const Recording recording;
+  const std::vector<int> open_before = OpenDescriptors();
   std::optional<ProcessHoldings> before;
   for (int round = -kWarmUp; round < rounds; ++round) {
     if (round == 0) before.emplace();
@@ -34,6 +35,7 @@ TEST_F(Rounds, LeaveNothingBehind) {
     // The stop of a silence sleeps for up to half a second.
     if (round % 100 == 0) {
       ASSERT_EQ(ZevraStartPlay(device), 0);
+      EXPECT_GT(ExpectNewOnesCloseOnExec(open_before), 0U);
     }
     ASSERT_EQ(ZevraStopCapture(device), 0);
   }
