@@ -8,6 +8,7 @@
 
 #include "tests/cli/command_runner.h"
 #include "tests/cli/sound_file.h"
+#include "tools/zevra/levels.h"
 
 namespace zevra::test {
 namespace {
@@ -64,6 +65,7 @@ TEST_F(RecordTest, WritesEveryFormatAsItIsAskedFor) {
     EXPECT_EQ(sound.frames, static_cast<std::size_t>(c.rate) / 2);
     EXPECT_GT(sound.peak, 0.1F);
     EXPECT_LE(sound.peak, 0.51F);
+    EXPECT_THAT(outcome.out, HasSubstr("Peak      " + command::DecibelText(sound.peak) + " dBFS"));
   }
 }
 

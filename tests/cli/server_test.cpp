@@ -6,6 +6,7 @@
 #include <chrono>
 #include <thread>
 
+#include "support/eventually.h"
 #include "support/linux/sound_server.h"
 #include "tests/cli/command_runner.h"
 #include "tests/cli/sound_file.h"
@@ -48,11 +49,10 @@ TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
   Shell("pactl set-default-sink zevra_surround");
   Outcome list;
   // The server may take a moment to agree with itself about the default.
-  for (int tries = 0; tries < 50 && list.out.find("render   yes      30 %") == std::string::npos;
-       ++tries) {
+  EXPECT_TRUE(Eventually([&] {
     list = RunCommand(folder_.path(), "list");
-  }
-  EXPECT_THAT(list.out, HasSubstr("Zevra Surround    render   yes      30 %"));
+    return list.out.find("Zevra Surround    render   yes      30 %") != std::string::npos;
+  })) << list.out;
   EXPECT_THAT(list.out, HasSubstr("Zevra Speakers    render            100 %"));
   EXPECT_THAT(list.out, HasSubstr("Zevra Microphone  capture  yes"));
   EXPECT_EQ(RunCommand(folder_.path(), "volume").out, "Zevra Surround: 30 %\n");
