@@ -90,24 +90,5 @@ TEST_F(CfgReader, ListsTextsAndWhatAMissingKeyLeaves) {
   EXPECT_EQ(relative.values.config_mtime, 0);
 }
 
-TEST(Cfg, AssignmentFromTheInterfaceTakesWhatItShows) {
-  Log_Settings from("from.log", "From");
-  from.values.level = 99;
-  from.values.config_file = "from.cfu";
-  from.values.xor_key = 1;
-  from.values.include = {"x"};
-  Log_Settings to;
-  to.values.config_file = "to.cfu";
-  to.values.xor_key = 5;
-  to.values.config_mtime = 5;
-  to = static_cast<const Log_Cfg&>(from);
-  EXPECT_STREQ(to.file(), "from.log");
-  EXPECT_EQ(to.level(), 99u);
-  EXPECT_STREQ(to.config_file(), "to.cfu");
-  EXPECT_EQ(to.values.xor_key, 0u);
-  EXPECT_EQ(to.values.config_mtime, 0);
-  EXPECT_TRUE(to.values.include.empty());
-}
-
 }  // namespace
 }  // namespace zevra

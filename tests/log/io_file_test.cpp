@@ -1,5 +1,3 @@
-#include <cerrno>
-
 #include "log_test.h"
 
 namespace zevra {
@@ -65,15 +63,6 @@ TEST_F(IoFile, BackupSavesAndEmptiesTheOpenFile) {
   EXPECT_EQ(io.backup(Path("Z.LOG").c_str()), 0);
   EXPECT_EQ(std::distance(test::fs::directory_iterator(dir), {}), 3) << "no copy under that name";
   EXPECT_EQ(Text(), "");
-}
-
-TEST_F(IoFile, ClosedOneSwallowsEverything) {
-  EXPECT_EQ(io.open(Path("missing/z.log").c_str(), nullptr, 0, 0), ENOENT);
-  EXPECT_EQ(io.puts("x") + io.puts_w(L"x") + io.write("x", 1), 0);
-  EXPECT_EQ(io.size(), 0);
-  EXPECT_EQ(io.truncate(), -1);
-  io.flush();
-  EXPECT_EQ(io.close(), 0);
 }
 
 }  // namespace

@@ -182,27 +182,11 @@ TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
   EXPECT_STREQ(logger.time_text(text, false, true), "09:26:54 000") << "starts at a whole second";
 }
 
-TEST_F(Lifecycle, OpenMakesDirectoriesAndTakesOverAGivenFile) {
+TEST_F(Lifecycle, OpenMakesDirectories) {
   settings.values.file = Path("a/b//c/z.log");
   Process_Logger first(clock);
   ASSERT_EQ(first.open(&settings, nullptr, 0), 0);
   EXPECT_TRUE(test::fs::exists(dir / "a/b/c/z.log"));
-
-  Log_Thread_Mutex lock;
-  lock.open(nullptr);
-  Log_IO_FILE shared;
-  ASSERT_EQ(shared.open(Path("shared.log").c_str(), &lock, 0, 0), 0);
-  shared.set_cfg(&settings);
-  settings.values.style = 16;
-  {
-    Process_Logger second(clock);
-    EXPECT_EQ(second.open(nullptr, &shared, 0), 0);
-    EXPECT_STREQ(second.cfg().file(), settings.file());
-    second.log_error("second");
-    second.close();
-  }
-  EXPECT_NE(shared.handle(), nullptr) << "not the logger's to close";
-  EXPECT_EQ(test::Text(dir / "shared.log"), "second\n");
 
   test::Write(dir / "file", "");
   settings.values.file = Path("file/z.log");

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "log/log_files.h"
 #include "log_test.h"
 
 namespace zevra {
@@ -119,13 +118,6 @@ TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
   std::list<std::string> none;
   EXPECT_EQ(list_files(base.c_str(), "q*", none), ENOENT);
   EXPECT_NE(list_files((base + "missing").c_str(), "*", none), 0);
-}
-
-TEST(LogFiles, BackupPatternAndDirectory) {
-  EXPECT_EQ(log_detail::backup_pattern("d.x/a.b.log"), "a.b_*.log");
-  EXPECT_EQ(log_detail::backup_pattern("d.x\\name"), "name_*.log");
-  EXPECT_EQ(log_detail::directory_of("logs\\\\a.log"), "logs/");
-  EXPECT_EQ(log_detail::directory_of("a.log"), "");
 }
 
 }  // namespace

@@ -9,18 +9,6 @@ namespace {
 
 using Report = test::LogTest;
 
-TEST_F(Report, DefaultsWithoutAFile) {
-  const Log_Report report = describe_log(Path("libzevra.so"));
-  EXPECT_EQ(report.log_file, Path("zevra.log"));
-  EXPECT_EQ(report.config_file, Path("zevra.cfu"));
-  EXPECT_FALSE(report.config_file_found);
-  EXPECT_TRUE(report.warnings.empty());
-  EXPECT_EQ(report.settings.size(), 17u);
-  for (const Log_Setting& setting : report.settings) {
-    EXPECT_EQ(setting.source, "default") << setting.key;
-  }
-}
-
 TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
   struct {
     const char *keys, *key, *value, *warning;
