@@ -16,14 +16,7 @@
 namespace zevra::test {
 
 // 16-bit mono at 16 kHz, the usual wish of a speech recogniser.
-inline ZevraAudioFormat SpeechFormat() {
-  ZevraAudioFormat format{};
-  format.channels = 1;
-  format.bits_per_sample = 16;
-  format.valid_bits_per_sample = 16;
-  format.samples_per_second = 16'000;
-  return format;
-}
+inline ZevraAudioFormat SpeechFormat() { return {ZEVRA_SAMPLE_PCM, 1, 16, 16'000, 0, 16, 0}; }
 
 // A scripted platform with a captured log, COM on the test's thread, and the promise that nothing
 // is left of either when the test is over.

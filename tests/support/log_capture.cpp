@@ -10,8 +10,8 @@
 namespace zevra::test {
 namespace {
 
-// A file output that keeps each text it is given as a line of its own.
-class Line_Store final : public Log_IO {
+// A file that is never opened and keeps each text it is given as a line of its own.
+class Line_Store final : public Log_IO_FILE {
  public:
   std::vector<std::string> Lines() const {
     const std::lock_guard hold(mutex_);
@@ -22,24 +22,11 @@ class Line_Store final : public Log_IO {
     lines_.clear();
   }
 
-  int open(const char*, Log_Mutex*, std::int32_t, std::int64_t) override { return 0; }
-  int close() override { return 0; }
-  int write(const void*, std::int32_t) override { return 0; }
-  int puts_w(const wchar_t*) override { return 0; }
   int puts(const char* text) override {
     const std::lock_guard hold(mutex_);
     lines_.emplace_back(text);
     return 0;
   }
-  int truncate() override { return 0; }
-  void flush() override {}
-  std::int64_t size() override { return 0; }
-  int backup(const char*) override { return 0; }
-  std::FILE* handle() override { return nullptr; }
-  void set_lock(Log_Mutex*) override {}
-  Log_Mutex* get_lock() override { return nullptr; }
-  void set_cfg(Log_Cfg*) override {}
-  Log_Cfg* get_cfg() override { return nullptr; }
 
  private:
   mutable std::mutex mutex_;

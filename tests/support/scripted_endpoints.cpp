@@ -138,7 +138,7 @@ class ScriptedVolume final : public ComObject<IAudioEndpointVolume> {
   explicit ScriptedVolume(ScriptedPlatform& script) : script_(script) {}
   HRESULT GetMasterVolumeLevelScalar(float* level) override {
     if (script_.Fails("GetMasterVolumeLevelScalar")) return kFailure;
-    *level = script_.volume;
+    *level = 0.5F;
     return S_OK;
   }
 
@@ -230,7 +230,7 @@ class ScriptedEnumerator final : public ComObject<IMMDeviceEnumerator> {
   HRESULT GetDefaultAudioEndpoint(EDataFlow flow, ERole role, IMMDevice** device) override {
     const std::string detail = std::to_string(flow) + " " + std::to_string(role);
     if (script_.Fails("GetDefaultAudioEndpoint", detail)) return kFailure;
-    *device = MakeCom<ScriptedDevice>(script_, script_.endpoints.at(script_.default_endpoint));
+    *device = MakeCom<ScriptedDevice>(script_, script_.endpoints.at(0));
     return S_OK;
   }
 

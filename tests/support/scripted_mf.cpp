@@ -120,7 +120,7 @@ class ScriptedTransform final : public ComObject<IMFTransform, IWMResamplerProps
   HRESULT SetInputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetInputType"); }
   HRESULT SetOutputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetOutputType"); }
   HRESULT GetInputStatus(DWORD, DWORD* flags) override {
-    *flags = script_.input_status;
+    *flags = MFT_INPUT_STATUS_ACCEPT_DATA;
     return Step("GetInputStatus");
   }
   HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t) override {

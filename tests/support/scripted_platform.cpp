@@ -11,18 +11,10 @@ ScriptedPlatform* current = nullptr;
 
 // Stereo float at 48 kHz, as most endpoints mix.
 WAVEFORMATEXTENSIBLE FloatStereo() {
-  WAVEFORMATEXTENSIBLE format{};
-  format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
-  format.Format.nChannels = 2;
-  format.Format.nSamplesPerSec = 48'000;
-  format.Format.nAvgBytesPerSec = 384'000;
-  format.Format.nBlockAlign = 8;
-  format.Format.wBitsPerSample = 32;
-  format.Format.cbSize = 22;
-  format.Samples.wValidBitsPerSample = 32;
-  format.dwChannelMask = 3;
-  format.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
-  return format;
+  return {{WAVE_FORMAT_EXTENSIBLE, 2, 48'000, 384'000, 8, 32, 22},
+          {32},
+          3,
+          KSDATAFORMAT_SUBTYPE_IEEE_FLOAT};
 }
 
 }  // namespace

@@ -51,18 +51,15 @@ class ScriptedPlatform {
 
   // The script.
   std::vector<ScriptedEndpoint> endpoints;
-  UINT default_endpoint = 0;
   WAVEFORMATEXTENSIBLE mix_format;
   WAVEFORMATEXTENSIBLE closest_format;
   bool mix_format_is_supported = true;
   REFERENCE_TIME device_period = 100'000;
   std::vector<ScriptedPacket> packets;
   std::vector<std::vector<BYTE>> pulls;  // what the transform gives for each packet, in turn
-  DWORD input_status = 1;
   UINT32 buffer_frames = 48'000;
   std::vector<UINT32> paddings;  // one for each GetCurrentPadding, then 0
-  float volume = 0.5F;
-  bool sleep_for_real = false;  // otherwise Sleep only lets other threads run
+  bool sleep_for_real = false;   // otherwise Sleep only lets other threads run
 
   // Makes one call fail: "host:" for the thread that made this object, "stream:" for any other,
   // then the name as in the journal. Occurrences count from 1.
