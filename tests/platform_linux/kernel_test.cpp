@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <thread>
+#include <vector>
 
 #include "platform/owners.h"
 
@@ -151,20 +152,16 @@ TEST(Threads, AWaitEndsWhenTheThreadIsGoneForGood) {
   EXPECT_NE(id, 0u);
   EXPECT_NE(id, GetCurrentThreadId());
   // Each waiter, not just the first, comes back behind the thread's last destructor.
-  struct Waiter {
-    int seen = 0;
-    std::thread thread;
-  };
-  std::array<Waiter, 3> waiters;
-  for (Waiter& waiter : waiters) {
-    waiter.thread = std::thread([&] {
-      if (WaitForSingleObject(thread.Get(), INFINITE) == WAIT_OBJECT_0) waiter.seen = leavings;
+  std::array<int, 3> seen{};
+  std::vector<std::thread> waiters;
+  waiters.reserve(seen.size());
+  for (int& leavings_seen : seen) {
+    waiters.emplace_back([&] {
+      if (WaitForSingleObject(thread.Get(), INFINITE) == WAIT_OBJECT_0) leavings_seen = leavings;
     });
   }
-  for (Waiter& waiter : waiters) {
-    waiter.thread.join();
-    EXPECT_EQ(waiter.seen, 1);
-  }
+  for (std::thread& waiter : waiters) waiter.join();
+  EXPECT_EQ(seen, (std::array<int, 3>{1, 1, 1}));
   EXPECT_EQ(ReadyWaits(thread.Get(), 3), 3);
 }
 

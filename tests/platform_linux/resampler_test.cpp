@@ -134,17 +134,13 @@ TEST_F(ResamplerTest, ARequestGivesNoMoreThanItsCapacity) {
 }
 
 TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
-  const auto with = [](Format format, UINT32 block) {
-    format.block_bytes = block;
-    return format;
-  };
   const Format refused[] = {Float(3'999, 2),
                             Float(384'001, 2),
                             Float(48'000, 0),
                             Float(48'000, 9),
                             Float(48'000, 2, 0x7),
                             Float(48'000, 1, 0x80000000),
-                            with(Float(48'000, 2), 4),
+                            {.block_bytes = 4},
                             {.bits = 64},
                             {.bits = 16},
                             {.valid_bits = 24},
