@@ -1,6 +1,8 @@
 #include <dlfcn.h>
 #include <pulse/stream.h>
 
+#include <algorithm>
+#include <iterator>
 #include <thread>
 
 #include "server_host.h"
@@ -37,6 +39,28 @@ namespace {
 
 class PulseCapture : public ServerTest {};
 
+constexpr float kRampStep = 1.0F / 8'388'608.0F;
+
+// Interleaved stereo: counts up on the left and down on the right in steps that a float holds
+// exactly, so that one lost or doubled frame shows.
+std::vector<float> Ramp(std::size_t frames) {
+  std::vector<float> samples;
+  for (std::size_t frame = 1; frame <= frames; ++frame) {
+    const float value = static_cast<float>(frame) * kRampStep;
+    samples.push_back(value);
+    samples.push_back(-value);
+  }
+  return samples;
+}
+
+// A recording without the silence before and behind its sound.
+std::vector<float> SoundOf(const std::vector<float>& samples) {
+  const auto is_sound = [](float sample) { return sample != 0; };
+  const auto first = std::find_if(samples.begin(), samples.end(), is_sound);
+  const auto last = std::find_if(samples.rbegin(), std::make_reverse_iterator(first), is_sound);
+  return {first, last.base()};
+}
+
 TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   Stream stream(Find(u"Zevra Speakers").Get());
   ASSERT_EQ(stream.Initialize(kLoopback), S_OK);
@@ -44,7 +68,8 @@ TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   EXPECT_TRUE(samples.empty());
   ASSERT_EQ(stream.client->Start(), S_OK);
   const auto begin = Clock::now();
-  const Player player("zevra_speakers", Ramp(std::size_t{5} * kRate), Player::kOnce);
+  const std::vector<float> ramp = Ramp(std::size_t{5} * kRate);
+  const Player player("zevra_speakers", ramp, Player::kOnce);
   for (const milliseconds late : {milliseconds(500), milliseconds(2000)}) {
     const auto prompt = Record(stream, milliseconds(1000));
     samples.insert(samples.end(), prompt.begin(), prompt.end());
@@ -52,9 +77,9 @@ TEST_F(PulseCapture, LosesNothingAlsoWhenTheHostIsLate) {
   }
   const auto rest = Record(stream, milliseconds(2000));
   samples.insert(samples.end(), rest.begin(), rest.end());
-  const RampCheck ramp = CheckRamp(samples);
-  EXPECT_EQ(ramp.frames, 5 * kRate);
-  EXPECT_EQ(ramp.breaks, 0u);
+  const std::vector<float> sound = SoundOf(samples);
+  EXPECT_EQ(sound.size(), ramp.size());
+  EXPECT_TRUE(sound == ramp);
   // As much as the time that has passed, give or take what the server holds.
   const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
   EXPECT_NEAR(static_cast<double>(samples.size()) / 2, seconds * kRate, 0.2 * kRate);

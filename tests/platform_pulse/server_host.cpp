@@ -6,8 +6,6 @@
 namespace zevra::test {
 namespace {
 
-constexpr float kRampStep = 1.0F / 8'388'608.0F;
-
 std::u16string NameOf(IMMDevice* device) {
   ComPtr<IPropertyStore> store;
   platform::PropVariant name;
@@ -83,31 +81,6 @@ std::vector<float> Record(Stream& stream, milliseconds time) {
     Drain(stream, &samples);
   }
   return samples;
-}
-
-std::vector<float> Ramp(std::size_t frames) {
-  std::vector<float> samples;
-  for (std::size_t frame = 1; frame <= frames; ++frame) {
-    const float value = static_cast<float>(frame) * kRampStep;
-    samples.push_back(value);
-    samples.push_back(-value);
-  }
-  return samples;
-}
-
-RampCheck CheckRamp(const std::vector<float>& samples) {
-  const std::size_t frames = samples.size() / 2;
-  std::size_t first = 0;
-  std::size_t last = frames;
-  while (first < frames && samples[2 * first] == 0) ++first;
-  while (last > first && samples[2 * (last - 1)] == 0) --last;
-  RampCheck check{last - first, 0};
-  for (std::size_t frame = first; frame < last; ++frame) {
-    const float left = samples[2 * frame];
-    const bool follows = frame == first || left - samples[2 * (frame - 1)] == kRampStep;
-    if (!follows || samples[2 * frame + 1] != -left) ++check.breaks;
-  }
-  return check;
 }
 
 }  // namespace zevra::test

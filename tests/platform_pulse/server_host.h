@@ -53,16 +53,6 @@ void Drain(Stream& stream, std::vector<float>* samples);
 // Drains every 5 ms for that long.
 std::vector<float> Record(Stream& stream, milliseconds time);
 
-// Interleaved stereo: counts up on the left and down on the right in steps of 2^-23, which a float
-// holds exactly, so that one lost or doubled frame shows.
-std::vector<float> Ramp(std::size_t frames);
-// The frames of a recording from its first to its last sound, and where they do not follow on.
-struct RampCheck {
-  std::size_t frames = 0;
-  std::size_t breaks = 0;
-};
-RampCheck CheckRamp(const std::vector<float>& samples);
-
 // COM on the test's thread, and the promise that no object outlives the test.
 class ServerTest : public ::testing::Test {
  protected:
