@@ -1,6 +1,8 @@
 // Every platform call of the capture thread fails in turn: what the host gets, the exact lines in
 // the log, and nothing left behind.
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -330,7 +332,7 @@ TEST_F(CaptureSweep, ClosestFormatTakesThePlaceOfTheMixFormat) {
   const Lines calls = script.Journal("stream:");
   for (const char* call : {"Initialize 0 131072 0 0 tag=65534 bits=32 block=4 rate=44100",
                            "SetUINT32 rate=44100", "MFCreateMemoryBuffer 1920"}) {
-    EXPECT_NE(std::find(calls.begin(), calls.end(), call), calls.end()) << call;
+    EXPECT_THAT(calls, ::testing::Contains(call));
   }
   ASSERT_EQ(log.Lines().size(), 2U);
   EXPECT_EQ(log.Lines()[1],
@@ -347,8 +349,7 @@ TEST_F(CaptureSweep, WakeUpTimerFollowsThePeriod) {
     ScriptedPlatform other;
     other.device_period = period;
     EXPECT_EQ(Capture(), 0);
-    const Lines calls = other.Journal("stream:");
-    EXPECT_NE(std::find(calls.begin(), calls.end(), call), calls.end()) << call;
+    EXPECT_THAT(other.Journal("stream:"), ::testing::Contains(call));
   }
 }
 
@@ -365,11 +366,7 @@ TEST_F(CaptureSweep, NullCallbackStillTakesThePackets) {
 // The capacity at its edges; the wrap to 32 bits is part of it.
 TEST(ConversionArithmetic, Capacity) {
   const auto format = [](std::uint16_t channels, std::uint16_t bits, std::uint32_t rate) {
-    ZevraAudioFormat made{};
-    made.channels = channels;
-    made.bits_per_sample = bits;
-    made.samples_per_second = rate;
-    return made;
+    return ZevraAudioFormat{ZEVRA_SAMPLE_PCM, channels, bits, rate, 0, 0, 0};
   };
   const ZevraAudioFormat stereo = format(2, 32, 48'000);
   struct Case {

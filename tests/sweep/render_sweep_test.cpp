@@ -1,6 +1,8 @@
 // The silent render stream: its life in order, every platform call failing in turn, and the flag
 // that all of them share.
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <map>
 #include <set>
@@ -138,10 +140,9 @@ TEST_F(RenderSweep, MixFormatBecomesSixteenBit) {
     other.mix_format.Format.wFormatTag = format.tag;
     other.mix_format.SubFormat = format.sub_format;
     EXPECT_EQ(Play(other, 2), 0);
-    const Lines calls = other.Journal("stream:");
-    const std::string expected =
-        std::string("Initialize 0 0 10000000 0 ") + format.initialize + " rate=48000";
-    EXPECT_NE(std::find(calls.begin(), calls.end(), expected), calls.end()) << expected;
+    EXPECT_THAT(other.Journal("stream:"),
+                ::testing::Contains(std::string("Initialize 0 0 10000000 0 ") + format.initialize +
+                                    " rate=48000"));
   }
 }
 
@@ -152,8 +153,7 @@ TEST_F(RenderSweep, PauseIsHalfTheBuffer) {
     ScriptedPlatform other;
     other.buffer_frames = frames;
     EXPECT_EQ(Play(other, 2), 0);
-    const Lines calls = other.Journal("stream:");
-    EXPECT_NE(std::find(calls.begin(), calls.end(), call), calls.end()) << call;
+    EXPECT_THAT(other.Journal("stream:"), ::testing::Contains(call));
   }
 }
 
