@@ -1,6 +1,5 @@
 #include "log/cfg.h"
 #include "log/cfg_words.h"
-#include "log/paths.h"
 #include "log_test.h"
 
 namespace zevra {
@@ -81,13 +80,6 @@ TEST_F(CfgReader, ListsTextsAndWhatAMissingKeyLeaves) {
   EXPECT_EQ(again.values.include.size(), 3u);
   EXPECT_NE(again.values.config_mtime, 0);
   EXPECT_EQ(ReadKeys("title=" + std::string(2000, 't')).values.title, std::string(1023, 't'));
-
-  Log_Settings relative;
-  relative.read_log_config("logger", "no_such.cfu");
-  char directory[kPathBytes];
-  EXPECT_EQ(relative.values.config_file,
-            module_directory(directory, kThisLibrary) + std::string("no_such.cfu"));
-  EXPECT_EQ(relative.values.config_mtime, 0);
 }
 
 }  // namespace
