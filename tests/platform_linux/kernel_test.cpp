@@ -165,4 +165,18 @@ TEST(Threads, AWaitEndsWhenTheThreadIsGoneForGood) {
   EXPECT_EQ(ReadyWaits(thread.Get(), 3), 3);
 }
 
+TEST(Threads, HaveTheirOwnLastError) {
+  SetLastError(123);
+  DWORD seen = 99;
+  const auto entry = [](LPVOID argument) -> DWORD {
+    *static_cast<DWORD*>(argument) = GetLastError();
+    SetLastError(456);
+    return 0;
+  };
+  const UniqueHandle thread(CreateThread(nullptr, 0, entry, &seen, 0, nullptr));
+  WaitForSingleObject(thread.Get(), INFINITE);
+  EXPECT_EQ(seen, ERROR_SUCCESS);
+  EXPECT_EQ(GetLastError(), 123u);
+}
+
 }  // namespace
