@@ -1,6 +1,7 @@
 #include "tests/builtin/machine_fixture.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zevra::builtin {
 namespace {
@@ -13,8 +14,8 @@ constexpr REFERENCE_TIME kOneSecond = 10'000'000;
 class RenderTest : public MachineTest {
  protected:
   // A tap that runs from the beginning on the machine's one endpoint.
-  void Tap() {
-    Build({MakeEndpoint(u"speaker", eRender)});
+  void Tap(Programme programme = {}) {
+    Build({MakeEndpoint(u"speaker", eRender, std::move(programme))});
     tap_ = OpenStream(0, kLoopback);
     tap_capture_ = CaptureOf(*tap_.Get());
     ASSERT_EQ(tap_->Start(), S_OK);
@@ -64,6 +65,26 @@ TEST_F(RenderTest, WhatAStreamPlaysIsHeardOnceAndInOrder) {
   for (const Packet& packet : heard) {
     for (const float sample : packet.samples) ASSERT_EQ(sample, expected++);
   }
+}
+
+TEST_F(RenderTest, StreamsAndTheProgrammeAddUp) {
+  Tap(Samples(std::vector<float>(960, 0.125F), 2, 48000));
+  const auto first = OpenStream(0, 0, kOneSecond);
+  const auto second = OpenStream(0, 0, kOneSecond);
+  Write(*RenderOf(*first.Get()).Get(), 960, 0.25F);
+  Write(*RenderOf(*second.Get()).Get(), 480, 0.5F);
+  clock_->Advance(milliseconds(20));
+  ASSERT_EQ(first->Start(), S_OK);
+  clock_->Advance(milliseconds(10));
+  ASSERT_EQ(second->Start(), S_OK);
+  clock_->Advance(milliseconds(40));
+  std::vector<float> levels;
+  for (const Packet& packet : Heard()) {
+    levels.push_back(packet.samples[0]);
+    EXPECT_THAT(packet.samples, testing::Each(packet.samples[0]));
+    EXPECT_EQ(packet.flags, 0U);
+  }
+  EXPECT_THAT(levels, testing::ElementsAre(0.125F, 0.125F, 0.375F, 0.875F, 0.125F, 0.125F));
 }
 
 TEST_F(RenderTest, ATapHearsPacketsOnlyWhileAStreamRuns) {
