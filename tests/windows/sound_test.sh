@@ -8,7 +8,14 @@ set -euo pipefail
 chrt -r -p 1 $$ >/dev/null 2>&1 || true
 suite=$1 host=$2
 folder=$(dirname "$host")
-server=$(winepath -w "$folder/class_server.dll")
+trap 'echo "sound_test: line $LINENO gave $?" >&2' ERR
+
+# Wine has been seen to end at once, without a word, while other prefixes came and went. What only
+# prepares the test may try again.
+prepare() {
+  "$@" || { sleep 1 && "$@"; } || { sleep 1 && "$@"; }
+}
+server=$(prepare winepath -w "$folder/class_server.dll")
 served=5F1C6A10-3D0B-4C6E-9A41-7B52E036C80 # and a last digit
 
 # What the registry needs to have one class treated as another. Wine looks for classes only in the
@@ -31,7 +38,9 @@ tone() { # HERTZ LEVEL
   echo "Windows Registry Editor Version 5.00"
   treat_as F447B69E-1884-4A7E-8055-346F74D6EDB3 "${served}1" # the resampler
   [[ $suite != served ]] || treat_as BCDE0395-E52F-467C-8E3D-C4579291692E "${served}2" # endpoints
-} | wine regedit /S -
+} >"$WINEPREFIX/classes.reg"
+classes=$(prepare winepath -w "$WINEPREFIX/classes.reg")
+prepare wine regedit /S "$classes"
 
 if [[ $suite == monitor ]]; then
   tone 997 0.5 | pacat --raw --format=float32le --rate=48000 --channels=2 \
