@@ -184,7 +184,7 @@ void AddLog(CLI::App& app, Options& options) {
       "Print where a library's log and its settings file are, the settings in force and where each "
       "comes from, and a warning for all in the file that is not taken as it was meant.");
   command
-      .add_option("--library", options.library,
+      .add_option("--library", options.module_path,
                   "The library whose log is meant, such as the libzevra.so that a host loads. "
                   "Without it the copy inside this program.")
       ->type_name("PATH");

@@ -30,7 +30,8 @@ std::string FullPath(const std::string& library) {
 }  // namespace
 
 void Log(const Options& options) {
-  const std::string library = options.library.empty() ? OwnPath() : FullPath(options.library);
+  const std::string library =
+      options.module_path.empty() ? OwnPath() : FullPath(options.module_path);
   const Log_Report report = describe_log(library);
   PrintTable({{"Log file", report.log_file},
               {"Settings file",

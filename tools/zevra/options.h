@@ -36,7 +36,7 @@ struct Options {
   // Where the recording goes; "-" for raw audio on standard output.
   std::string file;
   // Whose log is meant; empty for the copy of the library in this program.
-  std::string library;
+  std::string module_path;
 };
 
 // Declares the command line: parsing `app` fills `options`, which outlive it. The one source of the
