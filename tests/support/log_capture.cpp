@@ -33,9 +33,13 @@ class Line_Store final : public Log_IO_FILE {
   std::vector<std::string> lines_;
 };
 
-Line_Store store;
-// All that were made: a thread that has just written its line may still look at its logger.
-std::vector<std::unique_ptr<Process_Logger>> loggers;
+// Never destroyed, also not at the end of the process: a thread whose line the test has just seen
+// may still look at its logger.
+struct Kept {
+  Line_Store store;
+  std::vector<std::unique_ptr<Process_Logger>> loggers;
+};
+Kept& kept = *std::make_unique<Kept>().release();
 
 }  // namespace
 
@@ -46,15 +50,15 @@ LogCapture::LogCapture(std::uint32_t level) {
   settings.values.style = kStyleNone;
   settings.values.locale = "skip";
   auto logger = std::make_unique<Process_Logger>();
-  logger->open(&settings, &store, 0);
+  logger->open(&settings, &kept.store, 0);
   process_logger = logger.get();
-  loggers.push_back(std::move(logger));
+  kept.loggers.push_back(std::move(logger));
 }
 
 LogCapture::~LogCapture() { process_logger = nullptr; }
 
-std::vector<std::string> LogCapture::Lines() const { return store.Lines(); }
+std::vector<std::string> LogCapture::Lines() const { return kept.store.Lines(); }
 
-void LogCapture::Clear() { store.Clear(); }
+void LogCapture::Clear() { kept.store.Clear(); }
 
 }  // namespace zevra::test
