@@ -46,11 +46,11 @@ struct IMFMediaBuffer : IUnknown {
   virtual HRESULT SetCurrentLength(DWORD length) = 0;
 };
 
-// A list of buffers.
+// A buffer on its way. There is room for one here, so that nothing is ever joined.
 struct IMFSample : IMFAttributes {
-  // Takes a reference of its own.
+  // Takes a reference of its own. E_OUTOFMEMORY for a second one.
   virtual HRESULT AddBuffer(IMFMediaBuffer* buffer) = 0;
-  // All bytes in one buffer, with a reference for the taker.
+  // The buffer, with a reference for the taker; E_UNEXPECTED where there is none.
   virtual HRESULT ConvertToContiguousBuffer(IMFMediaBuffer** buffer) = 0;
 };
 
