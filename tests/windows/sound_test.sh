@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# Runs sound_test.cpp's program in the Wine that it is called in, with classes of the class server
-# in the place of the system's.
-#   sound_test.sh monitor|served HOST.exe      `monitor` wants a sound server around it
+# Runs a host of the library, which lies beside the class server, in the Wine that it is called in,
+# with classes of the class server in the place of the system's.
+#   sound_test.sh served HOST.exe [ARG...]     the resampler and the endpoints
+#   sound_test.sh monitor HOST.exe [ARG...]    the resampler, while a tone plays on the sound server
+#                                              that it wants around it
 set -euo pipefail
 # Wine loses captured sound where it gets the processor too late. Real-time scheduling is what a sound
 # server has as well; without the right to it the test does as well as it can.
 chrt -r -p 1 $$ >/dev/null 2>&1 || true
 suite=$1 host=$2
+shift 2
 folder=$(dirname "$host")
 trap 'echo "sound_test: line $LINENO gave $?" >&2' ERR
 
@@ -48,4 +51,4 @@ if [[ $suite == monitor ]]; then
   trap 'kill $!' EXIT
 fi
 cd "$folder"
-wine "$(basename "$host")" --gtest_filter="${suite^}.*"
+wine "$(basename "$host")" "$@"
