@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "log/io.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/text.h"
 
@@ -21,6 +22,22 @@ AppendMode append_mode(std::int32_t mode) {
   }
 }
 
+// Whether a run ended in the middle of a line. A line that another process is just writing may be
+// seen half done as well, but the file does not stand still then.
+bool was_cut_short(std::FILE* stream) {
+  constexpr std::uint32_t kStandsStillMs = 5;
+  const auto inside_line = [stream] {
+    const int last = LastByte(stream);
+    return last != -1 && last != '\n';
+  };
+  if (!inside_line()) {
+    return false;
+  }
+  const std::int64_t length = LengthOf(stream);
+  SleepMs(kStandsStillMs);
+  return LengthOf(stream) == length && inside_line();
+}
+
 }  // namespace
 
 Log_IO_FILE::~Log_IO_FILE() { Log_IO_FILE::close(); }
@@ -30,12 +47,9 @@ int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std:
   if (stream == nullptr) {
     return errno;
   }
-  // A run that ended in the middle of a line must not have this run's first line behind it.
-  if (mode == 0) {
-    const int last = LastByte(stream);
-    if (last != -1 && last != '\n') {
-      AppendBytes(stream, "\n", 1);
-    }
+  // This run's first line must not stand behind a piece of another run's last one.
+  if (mode == 0 && was_cut_short(stream)) {
+    AppendBytes(stream, "\n", 1);
   }
   stream_ = stream;
   lock_ = lock;

@@ -89,6 +89,26 @@ TEST_F(Processes, ManyWritersLoseAndTearNothing) {
   }
 }
 
+// A write is seen while it grows over a page, and is no line that a run left unfinished.
+TEST_F(Processes, AnOpenLeavesALineAloneThatIsJustBeingWritten) {
+  const pid_t writer = InChild([&] {
+    Log_IO_FILE file;
+    ASSERT_EQ(file.open(settings.file(), nullptr, 0, 0), 0);
+    const std::string line = std::string(449, 'x') + "\n";
+    for (int i = 0; i < 50000; ++i) {
+      file.puts(line.c_str());
+      file.flush();
+    }
+  });
+  int status = -1;
+  while (::waitpid(writer, &status, WNOHANG) == 0) {
+    Log_IO_FILE other;
+    EXPECT_EQ(other.open(settings.file(), nullptr, 0, 0), 0);
+  }
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(test::Read(settings.file()).find("\n\n"), std::string::npos);
+}
+
 TEST_F(Processes, ManyWritersRotate) {
   settings.values.style = 16;
   settings.values.maxsize = 5000000;  // one rotation: a second one in its second would replace it
