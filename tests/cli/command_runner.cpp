@@ -10,6 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/eventually.h"
+
 namespace zevra::test {
 
 ScratchFolder::ScratchFolder() {
@@ -52,6 +54,14 @@ std::string ReadFile(const std::filesystem::path& path) {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
+}
+
+bool GrowsTo(const std::filesystem::path& path, std::uintmax_t bytes) {
+  return Eventually([&] {
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(path, missing);
+    return !missing && size >= bytes;
+  });
 }
 
 }  // namespace zevra::test

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -55,6 +56,8 @@ Outcome RunCommand(const std::filesystem::path& folder, const std::string& argum
                    const std::string& before = "");
 
 std::string ReadFile(const std::filesystem::path& path);
+// Waits until a file that is being written has that many bytes; false if it never does.
+bool GrowsTo(const std::filesystem::path& path, std::uintmax_t bytes);
 
 }  // namespace zevra::test
 

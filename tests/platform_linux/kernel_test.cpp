@@ -105,19 +105,20 @@ TEST(Waits, GoOnAfterAnInterruption) {
 TEST(Timers, MissedTicksDoNotPileUp) {
   const UniqueHandle timer = Timer(-10'000, 20);
   Sleep(130);
-  // Of six missed ticks one wait is ready; a second one only if a tick has just come.
+  // Of six missed ticks one wait is ready; another one for each tick that comes meanwhile.
+  const auto start = Clock::now();
   const int ready = ReadyWaits(timer.Get(), 5);
   EXPECT_GE(ready, 1);
-  EXPECT_LE(ready, 2);
+  EXPECT_LE(ready, 2 + (Clock::now() - start) / 20ms);
   EXPECT_EQ(WaitForSingleObject(timer.Get(), INFINITE), WAIT_OBJECT_0);
 }
 
 TEST(Timers, FirstDelayPeriodAndCancel) {
   auto start = Clock::now();
-  const UniqueHandle single = Timer(-300'000, 0);
+  const UniqueHandle single = Timer(-1'000'000, 0);
   EXPECT_EQ(WaitForSingleObject(single.Get(), 0), WAIT_TIMEOUT);
   EXPECT_EQ(WaitForSingleObject(single.Get(), INFINITE), WAIT_OBJECT_0);
-  EXPECT_GE(Clock::now() - start, 30ms);
+  EXPECT_GE(Clock::now() - start, 100ms);
   EXPECT_EQ(WaitForSingleObject(single.Get(), 30), WAIT_TIMEOUT);
 
   start = Clock::now();
