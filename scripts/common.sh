@@ -8,6 +8,13 @@ build_preset() { # PRESET [-D...]
   local preset=$1 log=$root/build/$1.log
   shift
   mkdir -p "$root/build"
+  local folder
+  for folder in build "build/$preset"; do
+    if [[ -e $root/$folder && ! -w $root/$folder ]]; then
+      echo "$folder belongs to $(stat -c %U "$root/$folder"): remove it, or build as that user" >&2
+      return 1
+    fi
+  done
   if (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
     >"$log" 2>&1 </dev/null; then
     return

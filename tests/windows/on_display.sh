@@ -6,7 +6,7 @@ set -euo pipefail
 number=$(mktemp)
 Xvfb -displayfd 3 -screen 0 640x480x16 -nolisten tcp 3>"$number" 2>/dev/null &
 server=$!
-trap 'wineserver -k; kill $server; rm -f "$number"' EXIT
+trap 'wineserver -k || true; kill $server; rm -f "$number"' EXIT
 while [[ ! -s $number ]]; do
   kill -0 $server || exit 1
   sleep 0.05
