@@ -2,19 +2,21 @@
 # What the scripts share. Sourced; sets `root`, the repository's folder.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# What was built through sudo is root's.
+for folder in "$root/build" "$root/build"/*/; do
+  if [[ -e $folder && ! -w $folder ]]; then
+    echo "$folder belongs to $(stat -c %U "$folder"): remove it, or go on as that user" >&2
+    exit 1
+  fi
+done
+unset folder
+
 # Configures and builds a preset in build/PRESET, quietly: what the tools print goes to
 # build/PRESET.log, and to standard error if they fail. Further arguments go to the configuration.
 build_preset() { # PRESET [-D...]
   local preset=$1 log=$root/build/$1.log
   shift
   mkdir -p "$root/build"
-  local folder
-  for folder in build "build/$preset"; do
-    if [[ -e $root/$folder && ! -w $root/$folder ]]; then
-      echo "$folder belongs to $(stat -c %U "$root/$folder"): remove it, or build as that user" >&2
-      return 1
-    fi
-  done
   if (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
     >"$log" 2>&1 </dev/null; then
     return
