@@ -25,6 +25,7 @@ AppendMode append_mode(std::int32_t mode) {
 // Whether a run ended in the middle of a line. A line that another process is just writing may be
 // seen half done as well, but the file does not stand still then.
 bool was_cut_short(std::FILE* stream) {
+  // A write takes microseconds; this leaves room for a writer that loses the processor meanwhile.
   constexpr std::uint32_t kStandsStillMs = 5;
   const auto inside_line = [stream] {
     const int last = LastByte(stream);
