@@ -76,11 +76,10 @@ std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::ui
 std::int32_t ZevraCloseDevice(ZevraHandle handle) {
   return Guarded([=] {
     const TraceScope scope("::ZevraCloseDevice");
-    if (handle == nullptr) {
+    if (handle == nullptr)
       const TraceScope member_scope("ZevraImpl::CloseDevice");
-    } else {
+    else
       ZevraImpl::Close(handle);
-    }
     return S_OK;
   });
 }
@@ -108,14 +107,12 @@ std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* forma
   return Guarded([=] {
     const TraceScope scope("::ZevraCaptureDevice");
     HRESULT result = E_POINTER;
-    if (handle == nullptr) {
+    if (handle == nullptr)
       result = E_HANDLE;
-    } else if (format != nullptr) {
+    else if (format != nullptr)
       result = handle->StartCapture(format, callback, context);
-    }
-    if (FAILED(result)) {
+    if (FAILED(result))
       ZEVRA_LOG_ERROR("::ZevraStartCapture | error | StartCapture %x", Hex(result));
-    }
     return result;
   });
 }
@@ -132,11 +129,10 @@ std::int32_t ZevraGetVolume(ZevraHandle handle, float* volume) {
   return Guarded([=] {
     const TraceScope scope("::ZevraGetVolume");
     HRESULT result = E_POINTER;
-    if (handle == nullptr) {
+    if (handle == nullptr)
       result = E_HANDLE;
-    } else if (volume != nullptr) {
+    else if (volume != nullptr)
       result = handle->getVolume(volume);
-    }
     if (FAILED(result)) ZEVRA_LOG_ERROR("::ZevraGetVolume | error | getVolume %x", Hex(result));
     return result;
   });

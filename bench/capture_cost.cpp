@@ -43,9 +43,8 @@ int Host() {
     bytes_heard += length;
   };
   if (ZevraInitialize() < 0 || ZevraOpenDevice(&device, nullptr, ZEVRA_FLOW_RENDER) < 0 ||
-      ZevraStartCapture(device, &format, on_audio, nullptr) != ZEVRA_OK) {
+      ZevraStartCapture(device, &format, on_audio, nullptr) != ZEVRA_OK)
     return 1;
-  }
   // A host that hears nothing must not pass for a cheap one.
   for (std::uint64_t heard = 0;; heard = bytes_heard) {
     std::this_thread::sleep_for(kWarmUp / 2);
@@ -70,9 +69,8 @@ void Measure(const std::vector<Program*>& programs) {
   const auto begun = Clock::now();
   std::vector<std::unique_ptr<ChildProcess>> children;
   children.reserve(programs.size());
-  for (const Program* program : programs) {
+  for (const Program* program : programs)
     children.push_back(std::make_unique<ChildProcess>(program->command));
-  }
   std::this_thread::sleep_for(kWarmUp);
   const auto warm = Clock::now();
   std::vector<double> before;

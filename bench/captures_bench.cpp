@@ -84,9 +84,8 @@ void Captures(benchmark::State& state) {
     std::vector<ZevraHandle> handles(streams);
     for (ZevraHandle& handle : handles) {
       ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
-      if (ZevraStartCapture(handle, &format, OnAudio, nullptr) != ZEVRA_OK) {
+      if (ZevraStartCapture(handle, &format, OnAudio, nullptr) != ZEVRA_OK)
         state.SkipWithError("a capture does not start");
-      }
     }
     const double before = ProcessorSeconds();
     std::this_thread::sleep_for(kListening);

@@ -68,9 +68,8 @@ double ChildProcess::ProcessorMs() const {
   clockid_t clock = 0;
   timespec used{};
   if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &used) != 0 ||
-      waitpid(pid_, nullptr, WNOHANG) != 0) {
+      waitpid(pid_, nullptr, WNOHANG) != 0)
     Fail(name_, "has ended too early");
-  }
   return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
 }
 

@@ -43,9 +43,8 @@ bool Measure(const std::basic_string<ZevraChar>& name) {
   if (ZevraInitialize() < 0 ||
       ZevraOpenDevice(&device, name.empty() ? nullptr : name.c_str(),
                       name.empty() ? ZEVRA_FLOW_RENDER : ZEVRA_FLOW_CAPTURE) < 0 ||
-      ZevraStartCapture(device, &format, OnAudio, nullptr) != ZEVRA_OK) {
+      ZevraStartCapture(device, &format, OnAudio, nullptr) != ZEVRA_OK)
     return false;
-  }
   if (!first_packet.try_acquire_for(kLongestWait)) return false;
   const double first_packet_ms = MillisecondsSince(begun);
   const double used_before = zevra::bench::ProcessorMs();

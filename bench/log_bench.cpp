@@ -77,24 +77,20 @@ void SpdlogLevelOff(benchmark::State& state) {
 BENCHMARK(SpdlogLevelOff);
 
 void WriteZevra(benchmark::State& state, bool flush) {
-  if (state.thread_index() == 0) {
+  if (state.thread_index() == 0)
     zevra::process_logger = &ZevraLogger(flush ? "flush.log" : "plain.log", flush, 0xFF);
-  }
   unsigned value = 0;
-  for ([[maybe_unused]] auto _ : state) {
+  for ([[maybe_unused]] auto _ : state)
     ZEVRA_LOG_VERBOSE("ZevraImpl::LoopBackCapture | error | GetDevicePeriod %x", value++);
-  }
 }
 
 void WriteSpdlog(benchmark::State& state, bool flush) {
   static spdlog::logger* logger = nullptr;
-  if (state.thread_index() == 0) {
+  if (state.thread_index() == 0)
     logger = &Peer(flush ? "spdlog_flush.log" : "spdlog_plain.log", flush);
-  }
   unsigned value = 0;
-  for ([[maybe_unused]] auto _ : state) {
+  for ([[maybe_unused]] auto _ : state)
     logger->info("ZevraImpl::LoopBackCapture | error | GetDevicePeriod {:x}", value++);
-  }
 }
 
 BENCHMARK_CAPTURE(WriteZevra, plain, false)->UseRealTime()->Threads(1)->Threads(4);

@@ -87,9 +87,8 @@ bool StartsAndStops(const char* where) {
 bool Silence() {
   ZevraHandle device = nullptr;
   if (ZevraOpenDevice(&device, nullptr, ZEVRA_FLOW_RENDER) < 0 ||
-      ZevraStartPlay(device) != ZEVRA_OK) {
+      ZevraStartPlay(device) != ZEVRA_OK)
     return false;
-  }
   std::this_thread::sleep_for(std::chrono::seconds(1));
   const std::clock_t before = std::clock();
   const double passed_ms = MillisecondsOf([] { std::this_thread::sleep_for(kSilence); });

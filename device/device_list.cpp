@@ -69,9 +69,8 @@ HRESULT ListDevices(EDataFlow flow, ZevraDeviceList* list) {
   UINT count = 0;
   result = endpoints->GetCount(&count);
   if (FAILED(result)) return Failed("GetCount", result);
-  for (UINT index = 0; index < count && list->count < ZEVRA_DEVICE_LIST_ROWS; ++index) {
+  for (UINT index = 0; index < count && list->count < ZEVRA_DEVICE_LIST_ROWS; ++index)
     result = AppendEndpoint(endpoints.Get(), index, list);
-  }
   return result;
 }
 

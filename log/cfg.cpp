@@ -5,9 +5,7 @@ namespace zevra {
 template <class HEAP, class BASE>
 Log_Cfg_T<HEAP, BASE>& Log_Cfg_T<HEAP, BASE>::operator=(const BASE& other) {
   const auto take_text = [](std::string& field, const char* text) {
-    if (text != nullptr) {
-      field = text;
-    }
+    if (text != nullptr) field = text;
   };
   take_text(values.file, other.file());
   take_text(values.title, other.title());

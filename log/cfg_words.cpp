@@ -13,9 +13,7 @@ namespace {
 
 // ASCII only: what the words are made of, whatever the locale thinks of other bytes.
 std::string lower_case(std::string text) {
-  for (char& c : text) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
+  for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   return text;
 }
 

@@ -16,9 +16,8 @@ namespace {
 char last_character(std::size_t length, const char* format, std::va_list arguments) noexcept {
   const std::unique_ptr<char[]> whole(new (std::nothrow) char[length + 1]);
   if (whole == nullptr ||
-      std::vsnprintf(whole.get(), length + 1, format, arguments) != static_cast<int>(length)) {
+      std::vsnprintf(whole.get(), length + 1, format, arguments) != static_cast<int>(length))
     return '\0';
-  }
   return whole[length - 1];
 }
 
@@ -36,9 +35,7 @@ void format_message(char* buffer, std::size_t size, const char* format,
   } else if (const auto length = static_cast<std::size_t>(formatted); length >= size) {
     const char last = last_character(length, format, again);
     std::size_t cut = CutOnCharacter(buffer, size - 2);
-    if (last == '\n' || last == '\r') {
-      buffer[cut++] = last;
-    }
+    if (last == '\n' || last == '\r') buffer[cut++] = last;
     buffer[cut] = '\0';
   }
   va_end(again);

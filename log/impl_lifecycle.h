@@ -25,25 +25,15 @@ ZEVRA_LOG_CLASS::~Log_Impl_T() {
 ZEVRA_LOG_TEMPLATE
 int ZEVRA_LOG_CLASS::open(const CFG* settings, Log_IO* given, std::int64_t extra) {
   close();
-  if (given != nullptr && given->get_cfg() != nullptr) {
-    cfg_ = *given->get_cfg();
-  }
-  if (settings != nullptr) {
-    cfg_ = *settings;
-  }
-  if (cfg_.values.start_time == 0) {
-    take_start_stamps(settings);
-  }
+  if (given != nullptr && given->get_cfg() != nullptr) cfg_ = *given->get_cfg();
+  if (settings != nullptr) cfg_ = *settings;
+  if (cfg_.values.start_time == 0) take_start_stamps(settings);
   choose_locale();
   open_lock(given);
   if ((cfg_.values.output & kOutputFile) != 0) {
-    if (const int error = open_file(given, extra); error != 0) {
-      return error;
-    }
+    if (const int error = open_file(given, extra); error != 0) return error;
   }
-  if ((cfg_.values.output & kOutputConsole) != 0 && ObtainConsole()) {
-    console_allocated_ = true;
-  }
+  if ((cfg_.values.output & kOutputConsole) != 0 && ObtainConsole()) console_allocated_ = true;
   return 0;
 }
 
@@ -51,11 +41,8 @@ ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::take_start_stamps(const CFG* settings) {
   const std::int64_t first = clock_.seconds();
   std::int64_t now = first;
-  if (settings != nullptr && settings->values.align_to_second) {
-    while ((now = clock_.seconds()) == first) {
-      clock_.sleep_ms(1);
-    }
-  }
+  if (settings != nullptr && settings->values.align_to_second)
+    while ((now = clock_.seconds()) == first) clock_.sleep_ms(1);
   cfg_.values.start_time = now;
   cfg_.values.start_ticks = clock_.ticks_ms();
 }
@@ -63,9 +50,7 @@ void ZEVRA_LOG_CLASS::take_start_stamps(const CFG* settings) {
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::choose_locale() {
   const std::string& locale = cfg_.values.locale;
-  if (locale.empty() || locale == "skip") {
-    return;
-  }
+  if (locale.empty() || locale == "skip") return;
   SetProcessLocale(locale == "null" ? nullptr : locale == "empty" ? "" : locale.c_str());
 }
 
@@ -101,17 +86,11 @@ int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
   io_ = new IO;
   owns_io_ = true;
   io_->set_lock(mutex_);
-  if (cfg_.values.file.size() > kPathLimit) {
-    return ENAMETOOLONG;
-  }
+  if (cfg_.values.file.size() > kPathLimit) return ENAMETOOLONG;
   make_directory_of_file();
   const int error = io_->open(cfg_.values.file.c_str(), mutex_, cfg_.values.mode, extra);
-  if (error != 0) {
-    return error;
-  }
-  if (cfg_.values.head) {
-    write_head(true);
-  }
+  if (error != 0) return error;
+  if (cfg_.values.head) write_head(true);
   io_->set_cfg(&cfg_);
   return 0;
 }
@@ -119,16 +98,12 @@ int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::make_directory_of_file() {
   const std::string directory = log_detail::directory_of(cfg_.values.file);
-  if (directory.empty() || IsDirectory(directory.c_str())) {
-    return;
-  }
+  if (directory.empty() || IsDirectory(directory.c_str())) return;
   std::vector<std::string> prefixes;
   path_prefixes(directory.c_str(), prefixes);
   for (const std::string& prefix : prefixes) {
     // What is wrong here the file's own `open` will say.
-    if (!IsDirectory(prefix.c_str()) && !MakeDirectory(prefix.c_str())) {
-      return;
-    }
+    if (!IsDirectory(prefix.c_str()) && !MakeDirectory(prefix.c_str())) return;
   }
 }
 
@@ -153,13 +128,9 @@ int ZEVRA_LOG_CLASS::close() {
 // A file output that was handed in belongs to somebody else and stays where it is.
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::close_file() {
-  if (!owns_io_) {
-    return;
-  }
+  if (!owns_io_) return;
   log_detail::whatever_happens([&] {
-    if (cfg_.values.head) {
-      write_tail(true);
-    }
+    if (cfg_.values.head) write_tail(true);
     io_->close();
   });
   delete io_;
@@ -178,16 +149,12 @@ ZEVRA_LOG_TEMPLATE
 int ZEVRA_LOG_CLASS::reload_cfg() {
   constexpr std::int64_t kLeastPause = 10;  // seconds
   const std::int64_t now = clock_.seconds();
-  if (now - last_cfg_check_.load(std::memory_order_relaxed) <= kLeastPause) {
-    return 0;
-  }
+  if (now - last_cfg_check_.load(std::memory_order_relaxed) <= kLeastPause) return 0;
   const lock_guard hold(mutex_);
   log_detail::whatever_happens([&] {
     Log_Cfg_Values& values = cfg_.values;
     const std::int64_t changed = ModifiedTime(values.config_file.c_str());
-    if (changed == values.config_mtime) {
-      return;
-    }
+    if (changed == values.config_mtime) return;
     values.config_mtime = changed;
     CFG fresh(cfg_);
     fresh.read_log_config(nullptr, nullptr);

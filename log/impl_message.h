@@ -27,9 +27,7 @@ constexpr std::size_t kFormatBytes = 65536;
     va_start(arguments, format);                                    \
     const bool passed_on = log_formatted(level, format, arguments); \
     va_end(arguments);                                              \
-    if (passed_on) {                                                \
-      afterwards;                                                   \
-    }                                                               \
+    if (passed_on) afterwards;                                      \
   }
 
 ZEVRA_LOG_FRONT_END(log_error, kLevelError, flush_now())
@@ -41,14 +39,10 @@ ZEVRA_LOG_FRONT_END(log_trace, kLevelTrace, )
 ZEVRA_LOG_TEMPLATE
 bool ZEVRA_LOG_CLASS::log_formatted(std::uint32_t level, const char* format,
                                     std::va_list arguments) noexcept {
-  if (cfg_.values.output == 0) {
-    return false;
-  }
+  if (cfg_.values.output == 0) return false;
   char text[log_detail::kFormatBytes];  // not cleared, see Log_Line
   text[0] = '\0';
-  if ((cfg_.values.level & level) != 0) {
-    format_message(text, sizeof text, format, arguments);
-  }
+  if ((cfg_.values.level & level) != 0) format_message(text, sizeof text, format, arguments);
   // Also for an unwanted level: the path's first act is the look at the settings file.
   log_detail::whatever_happens([&] { log_msg_i(nullptr, level, 0, text); });
   return true;
@@ -57,9 +51,7 @@ bool ZEVRA_LOG_CLASS::log_formatted(std::uint32_t level, const char* format,
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::flush_now() noexcept {
   const lock_guard hold(mutex_);
-  if (io_ != nullptr) {
-    log_detail::whatever_happens([&] { io_->flush(); });
-  }
+  if (io_ != nullptr) log_detail::whatever_happens([&] { io_->flush(); });
 }
 
 ZEVRA_LOG_TEMPLATE
@@ -77,14 +69,11 @@ void ZEVRA_LOG_CLASS::log_msg_i_w(const wchar_t* subject, std::uint32_t level, s
                                   const wchar_t* text) {
   text = text != nullptr ? text : L"";
   reload_cfg();
-  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0) {
-    return;
-  }
+  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0) return;
   Log_Line<wchar_t> line;
   build_line(line, subject, level, style, text);
-  if ((cfg_.values.output & kOutputFile) != 0) {
+  if ((cfg_.values.output & kOutputFile) != 0)
     put_to_file(line, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n");
-  }
   put_elsewhere(line, level);
 }
 
@@ -93,15 +82,12 @@ void ZEVRA_LOG_CLASS::log_msg_i(const char* subject, std::uint32_t level, std::u
                                 const char* text) {
   text = text != nullptr ? text : "";
   reload_cfg();
-  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0 ||
-      is_filtered_out(subject, text)) {
+  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0 || is_filtered_out(subject, text))
     return;
-  }
   Log_Line<char> line;
   build_line(line, subject, level, style, text);
-  if ((cfg_.values.output & kOutputFile) != 0) {
+  if ((cfg_.values.output & kOutputFile) != 0)
     put_to_file(line, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\n");
-  }
   put_elsewhere(line, level);
 }
 
@@ -110,16 +96,10 @@ bool ZEVRA_LOG_CLASS::is_filtered_out(const char* subject, const char* text) con
   const auto matches = [&](const std::string& entry) {
     return (subject != nullptr && entry == subject) || std::strstr(text, entry.c_str()) != nullptr;
   };
-  for (const std::string& entry : cfg_.values.exclude) {
-    if (matches(entry)) {
-      return true;
-    }
-  }
-  for (const std::string& entry : cfg_.values.include) {
-    if (matches(entry)) {
-      return false;
-    }
-  }
+  for (const std::string& entry : cfg_.values.exclude)
+    if (matches(entry)) return true;
+  for (const std::string& entry : cfg_.values.include)
+    if (matches(entry)) return false;
   return !cfg_.values.include.empty();
 }
 
@@ -132,32 +112,18 @@ void ZEVRA_LOG_CLASS::build_line(Log_Line<Char>& line, const Char* subject, std:
     char time[log_detail::kTimeBytes];
     line.add_piece(time_text(time, false, (style & kStyleDateTime) == 0));
   }
-  if ((style & kStyleLevel) != 0) {
-    line.add_piece(level_name(level));
-  }
-  if ((style & kStyleProcess) != 0) {
-    line.add_number_piece("Px", CurrentProcessId());
-  }
-  if ((style & kStyleThread) != 0) {
-    line.add_number_piece("Tx", CurrentThreadId());
-  }
-  if ((style & kStyleSubject) != 0 && subject != nullptr) {
-    line.add_column_piece(subject);
-  }
-  if (!line.empty() || std::is_same_v<Char, wchar_t>) {
-    line.add_blank();
-  }
+  if ((style & kStyleLevel) != 0) line.add_piece(level_name(level));
+  if ((style & kStyleProcess) != 0) line.add_number_piece("Px", CurrentProcessId());
+  if ((style & kStyleThread) != 0) line.add_number_piece("Tx", CurrentThreadId());
+  if ((style & kStyleSubject) != 0 && subject != nullptr) line.add_column_piece(subject);
+  if (!line.empty() || std::is_same_v<Char, wchar_t>) line.add_blank();
   line.add_message(text);
-  if ((style & kStyleLineEnd) != 0) {
-    line.end();
-  }
+  if ((style & kStyleLineEnd) != 0) line.end();
 }
 
 ZEVRA_LOG_TEMPLATE
 char* ZEVRA_LOG_CLASS::level_hex(std::uint32_t level, char* buffer, std::size_t size) {
-  if (size >= 9) {
-    std::snprintf(buffer, size, "%8x", static_cast<unsigned>(level));
-  }
+  if (size >= 9) std::snprintf(buffer, size, "%8x", static_cast<unsigned>(level));
   return buffer;
 }
 

@@ -39,19 +39,17 @@ class Scrambled {
 // A text as an output of the other width shows it.
 template <class To>
 std::basic_string<To> convert(const char* text) {
-  if constexpr (std::is_same_v<To, char>) {
+  if constexpr (std::is_same_v<To, char>)
     return text;
-  } else {
+  else
     return to_wide(text);
-  }
 }
 template <class To>
 std::basic_string<To> convert(const wchar_t* text) {
-  if constexpr (std::is_same_v<To, char>) {
+  if constexpr (std::is_same_v<To, char>)
     return to_narrow(text);
-  } else {
+  else
     return text;
-  }
 }
 
 }  // namespace log_detail
@@ -61,20 +59,18 @@ void ZEVRA_LOG_CLASS::put(const Log_Line<char>& line) { put_text(line.text()); }
 
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::put(const Log_Line<wchar_t>& line) {
-  if (cfg_.values.charset == kCharsetNarrow) {
+  if (cfg_.values.charset == kCharsetNarrow)
     io_->puts(to_narrow(line.text()).c_str());
-  } else {
+  else
     io_->puts_w(line.text());
-  }
 }
 
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::put_text(const char* text) {
-  if (cfg_.values.charset == kCharsetWide) {
+  if (cfg_.values.charset == kCharsetWide)
     io_->puts_w(to_wide(text).c_str());
-  } else {
+  else
     io_->puts(text);
-  }
 }
 
 // One record: the scrambled line and a plain zero character.
@@ -90,19 +86,14 @@ ZEVRA_LOG_TEMPLATE
 template <class Char>
 void ZEVRA_LOG_CLASS::put_to_file(Log_Line<Char>& line, const char* caught) {
   const lock_guard hold(mutex_);
-  if (io_ == nullptr) {
-    return;  // the re-read turned the file on after `open` had left it out
-  }
+  if (io_ == nullptr) return;  // the re-read turned the file on after `open` had left it out
   try {
     make_room(line.length());
-    if (cfg_.values.xor_key != 0) {
+    if (cfg_.values.xor_key != 0)
       put_keyed(line);
-    } else {
+    else
       put(line);
-    }
-    if (cfg_.values.flush) {
-      io_->flush();
-    }
+    if (cfg_.values.flush) io_->flush();
   } catch (...) {
     log_detail::whatever_happens([&] { WriteToConsole(caught); });
   }
@@ -113,15 +104,11 @@ void ZEVRA_LOG_CLASS::make_room(std::size_t length) {
   const auto is_full = [&] {
     return length + static_cast<std::uint64_t>(io_->size()) > cfg_.values.maxsize;
   };
-  if (!is_full()) {
-    return;
-  }
+  if (!is_full()) return;
   // Another process that writes the same file may be at it already. Rotating what it has just
   // emptied would put a near-empty file over its backup of the same second.
   const RotationTurn turn(io_->handle());
-  if (is_full()) {
-    rotate();
-  }
+  if (is_full()) rotate();
 }
 
 ZEVRA_LOG_TEMPLATE
@@ -131,26 +118,23 @@ void ZEVRA_LOG_CLASS::put_elsewhere(const Log_Line<Char>& line, std::uint32_t le
   const std::uint32_t output = cfg_.values.output;
   if ((output & kOutputConsole) != 0 && (level & cfg_.values.console_level) != 0) {
     log_detail::whatever_happens([&] {
-      if (!kWideLine && cfg_.values.charset == kCharsetWide) {
+      if (!kWideLine && cfg_.values.charset == kCharsetWide)
         WriteToConsole(log_detail::convert<wchar_t>(line.text()).c_str());
-      } else if (kWideLine && cfg_.values.charset == kCharsetNarrow) {
+      else if (kWideLine && cfg_.values.charset == kCharsetNarrow)
         WriteToConsole(log_detail::convert<char>(line.text()).c_str());
-      } else {
+      else
         WriteToConsole(line.text());
-      }
     });
   }
-  if ((output & kOutputDebugger) != 0) {
+  if ((output & kOutputDebugger) != 0)
     log_detail::whatever_happens([&] { WriteToDebugger(line.text()); });
-  }
   if ((output & kOutputBox) != 0) {
     const BoxIcon icon = level == kLevelError ? BoxIcon::kError : BoxIcon::kInformation;
     log_detail::whatever_happens([&] {
-      if constexpr (kWideLine) {
+      if constexpr (kWideLine)
         ShowMessageBox(L"Logger", line.text(), icon);
-      } else {
+      else
         ShowMessageBox(cfg_.values.title.c_str(), line.text(), icon);
-      }
     });
   }
 }
@@ -160,9 +144,7 @@ int ZEVRA_LOG_CLASS::write_raw(const void* bytes, std::int32_t count) {
   const lock_guard hold(mutex_);
   int written = -1;
   log_detail::whatever_happens([&] {
-    if (io_ == nullptr) {
-      return;
-    }
+    if (io_ == nullptr) return;
     if (cfg_.values.xor_key == 0 || count <= 0) {
       written = io_->write(bytes, count);
       return;
@@ -181,9 +163,7 @@ int ZEVRA_LOG_CLASS::write_raw(const void* bytes, std::int32_t count) {
 
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::write_rule(char c) {
-  if (io_ == nullptr || io_->handle() == nullptr) {
-    return;
-  }
+  if (io_ == nullptr || io_->handle() == nullptr) return;
   constexpr std::size_t kColumns = 80;
   char rule[kColumns + 1];
   std::memset(rule, c, kColumns);
@@ -200,9 +180,8 @@ ZEVRA_LOG_TEMPLATE
 std::int32_t ZEVRA_LOG_CLASS::xor_bytes(void* bytes, std::int32_t count) {
   const auto key = static_cast<unsigned char>(cfg_.values.xor_key);
   auto* const byte = static_cast<unsigned char*>(bytes);
-  for (std::int32_t i = 0; i < count && key != 0; ++i) {
+  for (std::int32_t i = 0; i < count && key != 0; ++i)
     byte[i] = static_cast<unsigned char>(byte[i] ^ key);
-  }
   return count;
 }
 

@@ -24,19 +24,12 @@ constexpr std::size_t kBannerBytes = 4096;
 ZEVRA_LOG_TEMPLATE
 int ZEVRA_LOG_CLASS::rotate() {
   const std::string target = cfg_.values.overwrite ? cfg_.values.file : backup_name();
-  if (target.size() > kPathLimit) {
+  if (target.size() > kPathLimit)
     return ENAMETOOLONG;  // better a file past its limit than text thrown away
-  }
-  if (cfg_.values.maxcount >= 1) {
-    purge_backups();
-  }
-  if (cfg_.values.head) {
-    write_tail(false);
-  }
+  if (cfg_.values.maxcount >= 1) purge_backups();
+  if (cfg_.values.head) write_tail(false);
   const int error = io_ != nullptr ? io_->backup(target.c_str()) : 0;
-  if (cfg_.values.head) {
-    write_head(false);
-  }
+  if (cfg_.values.head) write_head(false);
   return error;
 }
 
@@ -54,21 +47,15 @@ void ZEVRA_LOG_CLASS::purge_backups() {
   std::list<std::string> backups;
   list_files(directory.empty() ? "./" : directory.c_str(),
              log_detail::backup_pattern(cfg_.values.file).c_str(), backups);
-  if (backups.size() < static_cast<std::size_t>(cfg_.values.maxcount)) {
-    return;
-  }
+  if (backups.size() < static_cast<std::size_t>(cfg_.values.maxcount)) return;
   backups.sort();
-  if (backups.size() >= 2) {
-    backups.pop_front();
-  }
+  if (backups.size() >= 2) backups.pop_front();
   RemoveFile(backups.front().c_str());
 }
 
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::write_head(bool created) {
-  if (cfg_.values.style == kStyleNone || io_ == nullptr) {
-    return;
-  }
+  if (cfg_.values.style == kStyleNone || io_ == nullptr) return;
   const log_detail::Modules modules = log_detail::modules_for_banner(cfg_.values.module);
   const std::uint32_t process = CurrentProcessId();
   char time[log_detail::kTimeBytes];
@@ -94,9 +81,7 @@ void ZEVRA_LOG_CLASS::write_head(bool created) {
 
 ZEVRA_LOG_TEMPLATE
 void ZEVRA_LOG_CLASS::write_tail(bool end) {
-  if (cfg_.values.style == kStyleNone || io_ == nullptr) {
-    return;
-  }
+  if (cfg_.values.style == kStyleNone || io_ == nullptr) return;
   const std::uint32_t process = CurrentProcessId();
   char time[log_detail::kTimeBytes];
   char banner[log_detail::kBannerBytes];

@@ -31,9 +31,7 @@ bool was_cut_short(std::FILE* stream) {
     const int last = LastByte(stream);
     return last != -1 && last != '\n';
   };
-  if (!inside_line()) {
-    return false;
-  }
+  if (!inside_line()) return false;
   const std::int64_t length = LengthOf(stream);
   SleepMs(kStandsStillMs);
   return LengthOf(stream) == length && inside_line();
@@ -45,13 +43,9 @@ Log_IO_FILE::~Log_IO_FILE() { Log_IO_FILE::close(); }
 
 int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std::int64_t) {
   std::FILE* const stream = OpenShared(path, append_mode(mode));
-  if (stream == nullptr) {
-    return errno;
-  }
+  if (stream == nullptr) return errno;
   // This run's first line must not stand behind a piece of another run's last one.
-  if (mode == 0 && was_cut_short(stream)) {
-    AppendBytes(stream, "\n", 1);
-  }
+  if (mode == 0 && was_cut_short(stream)) AppendBytes(stream, "\n", 1);
   stream_ = stream;
   lock_ = lock;
   path_ = path;
@@ -67,9 +61,7 @@ int Log_IO_FILE::close() {
 }
 
 int Log_IO_FILE::write(const void* bytes, std::int32_t count) {
-  if (stream_ == nullptr || count < 0) {
-    return 0;
-  }
+  if (stream_ == nullptr || count < 0) return 0;
   return static_cast<int>(AppendBytes(stream_, bytes, static_cast<std::size_t>(count)));
 }
 
@@ -78,25 +70,19 @@ int Log_IO_FILE::puts_w(const wchar_t* text) {
 }
 
 int Log_IO_FILE::puts(const char* text) {
-  if (stream_ == nullptr) {
-    return 0;
-  }
+  if (stream_ == nullptr) return 0;
   const std::size_t length = std::strlen(text);
   return AppendBytes(stream_, text, length) == length ? 0 : EOF;
 }
 
 int Log_IO_FILE::truncate() {
-  if (stream_ == nullptr) {
-    return -1;
-  }
+  if (stream_ == nullptr) return -1;
   EmptyFile(stream_);
   return 0;
 }
 
 void Log_IO_FILE::flush() {
-  if (stream_ != nullptr) {
-    std::fflush(stream_);
-  }
+  if (stream_ != nullptr) std::fflush(stream_);
 }
 
 std::int64_t Log_IO_FILE::size() { return stream_ != nullptr ? LengthOf(stream_) : 0; }
@@ -104,9 +90,7 @@ std::int64_t Log_IO_FILE::size() { return stream_ != nullptr ? LengthOf(stream_)
 int Log_IO_FILE::backup(const char* target) {
   if (!SameIgnoringCase(target, path_.c_str())) {
     flush();  // what still waits in the stream belongs to the text that is saved
-    if (const int error = CopyWholeFile(path_.c_str(), target); error != 0) {
-      return error;
-    }
+    if (const int error = CopyWholeFile(path_.c_str(), target); error != 0) return error;
   }
   if (stream_ != nullptr) {
     std::rewind(stream_);

@@ -29,25 +29,17 @@ class Log_Line {
   // "[text]", for texts of plain ASCII.
   void add_piece(std::string_view text) {
     add('[');
-    for (const char c : text) {
-      add(c);
-    }
+    for (const char c : text) add(c);
     add(']');
   }
 
   // "[Px%04x]" and its like.
   void add_number_piece(std::string_view prefix, std::uint32_t number) {
     add('[');
-    for (const char c : prefix) {
-      add(c);
-    }
+    for (const char c : prefix) add(c);
     int digits = 4;
-    while (digits < 8 && (number >> (4 * digits)) != 0) {
-      ++digits;
-    }
-    while (digits-- > 0) {
-      add("0123456789abcdef"[(number >> (4 * digits)) & 0xF]);
-    }
+    while (digits < 8 && (number >> (4 * digits)) != 0) ++digits;
+    while (digits-- > 0) add("0123456789abcdef"[(number >> (4 * digits)) & 0xF]);
     add(']');
   }
 
@@ -55,9 +47,8 @@ class Log_Line {
   void add_column_piece(std::basic_string_view<Char> text) {
     constexpr std::size_t kColumns = 8;
     add('[');
-    for (std::size_t i = 0; i < kColumns; ++i) {
+    for (std::size_t i = 0; i < kColumns; ++i)
       add(i < text.size() ? text[i] : static_cast<Char>(' '));
-    }
     add(']');
   }
 
@@ -70,9 +61,7 @@ class Log_Line {
     const std::size_t count = fits ? text.size() : CutOnCharacter(text.data(), room);
     std::copy_n(text.data(), count, text_ + length_);
     length_ += count;
-    if (!fits && is_line_end(text.back())) {
-      text_[length_++] = text.back();
-    }
+    if (!fits && is_line_end(text.back())) text_[length_++] = text.back();
     text_[length_] = Char();
   }
 
@@ -93,9 +82,7 @@ class Log_Line {
 
   template <class Any>
   void add(Any c) {
-    if (length_ < kCapacity - kReserved) {
-      text_[length_++] = static_cast<Char>(c);
-    }
+    if (length_ < kCapacity - kReserved) text_[length_++] = static_cast<Char>(c);
   }
 
   std::size_t length_ = 0;

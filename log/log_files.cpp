@@ -42,9 +42,7 @@ struct Calendar_Text {
 
 const Calendar_Text& calendar_text(std::int64_t seconds, Time_Form form) {
   static thread_local Calendar_Text last{};
-  if (last.length != 0 && last.seconds == seconds && last.form == form) {
-    return last;
-  }
+  if (last.length != 0 && last.seconds == seconds && last.form == form) return last;
   const char* const format = form == Time_Form::kFileStamp  ? "%Y-%m-%d_%H-%M-%S"
                              : form == Time_Form::kTimeOnly ? "%H:%M:%S"
                                                             : "%y/%m/%d-%H:%M:%S";
@@ -71,9 +69,7 @@ std::string backup_pattern(const std::string& log_file) {
 std::string file_time_text(const char* path) {
   const std::int64_t modified = ModifiedTime(path);
   std::tm local{};
-  if (modified == 0 || !ToLocalTime(modified, local)) {
-    return {};
-  }
+  if (modified == 0 || !ToLocalTime(modified, local)) return {};
   std::array<char, kCalendarBytes> text{};
   std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
   return text.data();
@@ -83,9 +79,7 @@ Modules modules_for_banner(ModuleHandle module) {
   Modules modules;
   modules.application = path_of(kExecutable);
   modules.module = module != 0 ? path_of(module) : std::string();
-  if (modules.module == modules.application) {
-    modules.module.clear();
-  }
+  if (modules.module == modules.application) modules.module.clear();
   modules.application_time = time_or_blank(modules.application);
   modules.module_time = time_or_blank(modules.module);
   const std::string& versioned = modules.module.empty() ? modules.application : modules.module;
@@ -105,9 +99,7 @@ void end_cut_banner(char* banner, std::size_t size, int length) {
 
 Shown_Time shown_time(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
                       std::uint32_t start_ticks_ms) {
-  if (now < start_time || start_ticks_ms == 0) {
-    return {now, ticks_ms % 1000};
-  }
+  if (now < start_time || start_ticks_ms == 0) return {now, ticks_ms % 1000};
   // The counter cannot tell how often it has wrapped, but the wall clock can: it would have to be
   // wrong by more than half a wrap, 24 days, to lead to another number.
   constexpr std::int64_t kWrapMs = std::int64_t{1} << 32;
@@ -122,9 +114,7 @@ Shown_Time shown_time(std::int64_t now, std::uint32_t ticks_ms, std::int64_t sta
 char* format_time(char* buffer, const Shown_Time& time, Time_Form form) {
   buffer[0] = '\0';
   const Calendar_Text& calendar = calendar_text(time.seconds, form);
-  if (calendar.length == 0) {
-    return buffer;
-  }
+  if (calendar.length == 0) return buffer;
   char* end = std::copy_n(calendar.text, calendar.length, buffer);
   if (form != Time_Form::kFileStamp) {
     *end++ = ' ';

@@ -19,24 +19,18 @@ int Log_Thread_Mutex::close() {
 }
 
 int Log_Thread_Mutex::acquire(std::uint32_t) {
-  if (section_ != nullptr) {
-    EnterCriticalSection(section_);
-  }
+  if (section_ != nullptr) EnterCriticalSection(section_);
   return 0;
 }
 
 int Log_Thread_Mutex::release() {
-  if (section_ != nullptr) {
-    LeaveCriticalSection(section_);
-  }
+  if (section_ != nullptr) LeaveCriticalSection(section_);
   return 0;
 }
 
 int Log_Win32_Process_Mutex::open(const char* name) {
   close();
-  if (name != nullptr) {
-    std::strncpy(name_.data(), name, name_.size() - 1);
-  }
+  if (name != nullptr) std::strncpy(name_.data(), name, name_.size() - 1);
   int error = 0;
   handle_ = OpenNamedMutex(name != nullptr ? name_.data() : nullptr, error);
   return error;

@@ -62,14 +62,10 @@ class Log_Win32_Process_Mutex final : public Log_Mutex {
 class lock_guard {
  public:
   explicit lock_guard(Log_Mutex* mutex) : mutex_(mutex) {
-    if (mutex_ != nullptr) {
-      mutex_->acquire(kWaitForEver);
-    }
+    if (mutex_ != nullptr) mutex_->acquire(kWaitForEver);
   }
   ~lock_guard() {
-    if (mutex_ != nullptr) {
-      mutex_->release();
-    }
+    if (mutex_ != nullptr) mutex_->release();
   }
   lock_guard(const lock_guard&) = delete;
   lock_guard& operator=(const lock_guard&) = delete;

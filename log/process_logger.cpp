@@ -11,9 +11,8 @@ std::atomic<Process_Logger*> process_logger{nullptr};
 
 std::string anchored_log_file(const char* file, ModuleHandle module) {
   std::array<char, kPathBytes> path{};
-  if (is_absolute_path(file) || join_path(module_directory(path.data(), module), file) == nullptr) {
+  if (is_absolute_path(file) || join_path(module_directory(path.data(), module), file) == nullptr)
     return file;
-  }
   return path.data();
 }
 
@@ -21,9 +20,7 @@ std::int32_t srlog_create(const Log_Settings& cfg) {
   Log_Win32_Process_Mutex creation;
   creation.open("Korvane_Log_Singleton_Mutex");  // without it the creation goes on unguarded
   const lock_guard hold(&creation);
-  if (process_logger_in_use() != nullptr) {
-    return -1;
-  }
+  if (process_logger_in_use() != nullptr) return -1;
   Log_Settings anchored(cfg);
   anchored.values.file = anchored_log_file(cfg.file(), cfg.module());
   auto logger = std::make_unique<Process_Logger>();
@@ -39,9 +36,7 @@ std::int32_t srlog_create(const Log_Settings& cfg) {
 
 std::int32_t srlog_open(const Log_Settings* cfg) {
   Log_Settings settings;
-  if (cfg != nullptr) {
-    settings = *cfg;
-  }
+  if (cfg != nullptr) settings = *cfg;
   settings.read_log_config("logger", "zevra.cfu");
   settings.values.module = kThisLibrary;
   return srlog_create(settings);

@@ -36,19 +36,14 @@ std::string hexadecimal(std::uint32_t value) {
 }
 
 std::string with_word(std::uint32_t value, const Cfg_Words* table) {
-  for (; table->words != nullptr; ++table) {
-    if (table->value == value) {
-      return hexadecimal(value) + " (" + table->words + ")";
-    }
-  }
+  for (; table->words != nullptr; ++table)
+    if (table->value == value) return hexadecimal(value) + " (" + table->words + ")";
   return hexadecimal(value);
 }
 
 std::string joined(const std::vector<std::string>& entries) {
   std::string text;
-  for (const std::string& entry : entries) {
-    text += (text.empty() ? "" : ", ") + entry;
-  }
+  for (const std::string& entry : entries) text += (text.empty() ? "" : ", ") + entry;
   return text;
 }
 
@@ -122,9 +117,8 @@ void check_list(const Key& key, const std::string& text, std::vector<std::string
       warnings.push_back(std::string(key.name) + ": the quotes of " + entry +
                          " are part of the entry");
     }
-    if (entry.size() >= kLongestToken) {
+    if (entry.size() >= kLongestToken)
       warnings.push_back(std::string(key.name) + ": an entry is cut to 399 bytes");
-    }
   }
 }
 
@@ -145,9 +139,8 @@ void check_value(const Key& key, const std::string& text, std::vector<std::strin
     case Kind::kText:
       break;
   }
-  if (text.size() >= kLongestValue) {
+  if (text.size() >= kLongestValue)
     warnings.push_back(std::string(key.name) + " is cut to 1023 bytes");
-  }
 }
 
 // Values that are well written and still do not do what one might expect.
@@ -158,42 +151,36 @@ void check_effects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
     heap.get_value(key, text);
     return text.empty() ? otherwise : number_in(text.c_str());
   };
-  if (const std::int32_t size = number("maxsize", 65536); size >= 0 && size < 65536) {
+  if (const std::int32_t size = number("maxsize", 65536); size >= 0 && size < 65536)
     warnings.emplace_back("maxsize is raised to 65536, the least there is");
-  }
-  if (const std::int32_t charset = number("charset", 0); charset < 0 || charset > 2) {
+  if (const std::int32_t charset = number("charset", 0); charset < 0 || charset > 2)
     warnings.emplace_back("charset is neither 0, 1 nor 2: ignored");
-  }
-  if (const std::int32_t mode = number("mode", 0); mode < 0 || mode > 3) {
+  if (const std::int32_t mode = number("mode", 0); mode < 0 || mode > 3)
     warnings.emplace_back("mode is none of 0 to 3: the file is opened as with 0");
-  }
   if (values.output == 0 || values.level == 0) {
     warnings.emplace_back(
         "nothing is logged, and this file is not looked at again until the program restarts");
   }
-  if (values.file.size() > kPathLimit) {
+  if (values.file.size() > kPathLimit)
     warnings.emplace_back("file is longer than 260 characters: there will be no log file");
-  }
 }
 
 void check_layout(const std::string& config_file, std::vector<std::string>& warnings) {
   const std::vector<std::string> sections = ProfileSections(config_file.c_str());
   const auto mine = std::count_if(sections.begin(), sections.end(),
                                   [](const std::string& name) { return same(name, kSection); });
-  if (mine == 0) {
+  if (mine == 0)
     warnings.emplace_back("there is no section [logger]: nothing in the file counts");
-  } else if (mine > 1) {
+  else if (mine > 1)
     warnings.emplace_back("there are several sections [logger]: only the first counts");
-  }
   std::vector<std::string> seen;
   for (const std::string& key : ProfileKeys(kSection, config_file.c_str())) {
     if (std::none_of(std::begin(kKeys), std::end(kKeys),
-                     [&](const Key& known) { return same(key, known.name); })) {
+                     [&](const Key& known) { return same(key, known.name); }))
       warnings.push_back("unknown key " + key + ": ignored");
-    } else if (std::any_of(seen.begin(), seen.end(),
-                           [&](const std::string& other) { return same(other, key.c_str()); })) {
+    else if (std::any_of(seen.begin(), seen.end(),
+                         [&](const std::string& other) { return same(other, key.c_str()); }))
       warnings.push_back(key + " stands there more than once: only the first counts");
-    }
     seen.push_back(key);
   }
 }
@@ -223,14 +210,10 @@ Log_Report describe_log(const std::string& library_path) {
                                in_file    ? "file"
                                : by_level ? "file, by level"
                                           : "default"});
-    if (in_file) {
-      check_value(key, text, report.warnings);
-    }
+    if (in_file) check_value(key, text, report.warnings);
   }
   check_effects(settings.values, heap, report.warnings);
-  if (report.config_file_found) {
-    check_layout(report.config_file, report.warnings);
-  }
+  if (report.config_file_found) check_layout(report.config_file, report.warnings);
   return report;
 }
 

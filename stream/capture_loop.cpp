@@ -115,9 +115,8 @@ HRESULT CaptureLoop::InitializeStream() {
 
 HRESULT CaptureLoop::PrepareThread() {
   DWORD task_index = 0;
-  if (Os().AvSetMmThreadCharacteristicsW(ZEVRA_WIDE("Audio"), &task_index) == nullptr) {
+  if (Os().AvSetMmThreadCharacteristicsW(ZEVRA_WIDE("Audio"), &task_index) == nullptr)
     return FailedWithLastError("AvSetMmThreadCharacteristics");
-  }
   if (!timer_.Arm(default_period_)) return FailedWithLastError("SetWaitableTimer");
   return S_OK;
 }
@@ -161,9 +160,8 @@ HRESULT CaptureLoop::DeliverPacket() {
 
   const std::uint32_t silent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0 ? 1 : 0;
   ConvertBuffer(conversion_, packet, frames * frame_bytes_, converted_);
-  if (const ZevraCaptureCallback callback = *request_.callback) {
+  if (const ZevraCaptureCallback callback = *request_.callback)
     callback(nullptr, silent, converted_.data.get(), converted_.length);
-  }
   converted_.Clear();
 
   result = audio_capture_ptr_->ReleaseBuffer(frames);

@@ -66,9 +66,8 @@ HRESULT CreateConversionMediaType(const ZevraAudioFormat& format, ComPtr<IMFMedi
       .Number(MF_MT_AUDIO_BITS_PER_SAMPLE, format.bits_per_sample)
       .Number(MF_MT_ALL_SAMPLES_INDEPENDENT, 1);
   if (format.channel_mask != 0) attributes.Number(MF_MT_AUDIO_CHANNEL_MASK, format.channel_mask);
-  if (format.valid_bits_per_sample != format.bits_per_sample) {
+  if (format.valid_bits_per_sample != format.bits_per_sample)
     attributes.Number(MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, format.valid_bits_per_sample);
-  }
   result = attributes.Result();
   if (SUCCEEDED(result)) *type = std::move(made);
   return result;

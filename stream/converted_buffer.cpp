@@ -29,10 +29,9 @@ class BlockCache {
   }
 
   BlockHeader* Take(std::size_t bytes) noexcept {
-    for (BlockHeader*& header : kept_) {
+    for (BlockHeader*& header : kept_)
       if (header != nullptr && header->capacity_bytes >= bytes)
         return std::exchange(header, nullptr);
-    }
     return nullptr;
   }
 
@@ -71,11 +70,10 @@ ConvertedBlock AllocateConvertedBlock(std::uint32_t bytes) noexcept {
 
 void ConvertedBlockDeleter::operator()(std::uint8_t* block) const noexcept {
   BlockHeader* const header = HeaderOf(block);
-  if (BlockCache* const cache = ThreadCache()) {
+  if (BlockCache* const cache = ThreadCache())
     cache->Give(header);
-  } else {
+  else
     std::free(header);
-  }
 }
 
 }  // namespace zevra

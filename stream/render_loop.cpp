@@ -92,9 +92,8 @@ HRESULT RenderLoop::Fill(UINT32 frames) {
   HRESULT result = pRenderClient_->GetBuffer(frames, &block);
   if (FAILED(result)) return Failed("pRenderClient->GetBuffer", result);
   if (StopAsked()) buffer_flags_ = AUDCLNT_BUFFERFLAGS_SILENT;
-  if (const std::size_t bytes = static_cast<std::size_t>(format_->nBlockAlign) * frames) {
+  if (const std::size_t bytes = static_cast<std::size_t>(format_->nBlockAlign) * frames)
     std::memset(block, 0, bytes);
-  }
   result = pRenderClient_->ReleaseBuffer(frames, buffer_flags_);
   return FAILED(result) ? Failed("pRenderClient->ReleaseBuffer", result) : result;
 }

@@ -53,13 +53,12 @@ HRESULT Device::Activate(REFIID iid, DWORD /*context*/, PROPVARIANT* /*parameter
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-  if (iid == IID_IAudioClient) {
+  if (iid == IID_IAudioClient)
     *object = static_cast<IAudioClient*>(platform::MakeCom<AudioClient>(endpoint_));
-  } else if (iid == IID_IAudioEndpointVolume) {
+  else if (iid == IID_IAudioEndpointVolume)
     *object = static_cast<IAudioEndpointVolume*>(platform::MakeCom<Volume>(endpoint_));
-  } else {
+  else
     return E_NOINTERFACE;
-  }
   return *object != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 

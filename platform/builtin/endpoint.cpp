@@ -18,17 +18,15 @@ std::uint64_t Scale(std::uint64_t count, std::uint64_t per_second, std::uint64_t
 
 EndpointConfig Checked(EndpointConfig config) {
   if (config.rate == 0 || config.channels == 0 || config.packet_frames == 0 ||
-      (config.flow != eRender && config.flow != eCapture)) {
+      (config.flow != eRender && config.flow != eCapture))
     throw std::invalid_argument("an endpoint needs a flow, a rate, channels and a packet size");
-  }
   return config;
 }
 
 Loop MakeLoop(const EndpointConfig& config) {
   Loop loop = config.programme ? config.programme(config.rate) : Loop{};
-  if (loop.channels != 1 && loop.channels != config.channels) {
+  if (loop.channels != 1 && loop.channels != config.channels)
     throw std::invalid_argument("the programme has another number of channels than the endpoint");
-  }
   return loop;
 }
 

@@ -65,9 +65,8 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
     return platform::NoThrow([&] {
       const Endpoints candidates = OfFlow(flow);
       if (candidates.empty()) return kNotFound;
-      for (const auto& endpoint : candidates) {
+      for (const auto& endpoint : candidates)
         if (endpoint->config().is_default) return HandOutDevice(endpoint, device);
-      }
       return HandOutDevice(candidates.front(), device);
     });
   }

@@ -9,16 +9,16 @@ namespace zevra::builtin {
 
 Machine::Machine(std::vector<EndpointConfig> endpoints, const std::shared_ptr<const Clock>& clock) {
   auto made = std::make_shared<Endpoints>();
-  for (EndpointConfig& config : endpoints) {
+  for (EndpointConfig& config : endpoints)
     made->push_back(std::make_shared<Endpoint>(std::move(config), clock));
-  }
   endpoints_ = std::move(made);
 }
 
 Machine::~Machine() = default;
 
 platform::ClassRegistration Machine::Register() const {
-  return {CLSID_MMDeviceEnumerator, [endpoints = endpoints_](REFIID iid, void** object) {
+  return {CLSID_MMDeviceEnumerator,
+          [endpoints = endpoints_](REFIID iid, void** object) {
             return NewEnumerator(endpoints, iid, object);
           }};
 }

@@ -35,16 +35,14 @@ BOOL Close(HANDLE handle) {
 }
 
 DWORD WaitForAny(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms) {
-  if (handles == nullptr || !TheSchedule().HasTimer({handles, count})) {
+  if (handles == nullptr || !TheSchedule().HasTimer({handles, count}))
     return System().WaitForMultipleObjects(count, handles, wait_all, timeout_ms);
-  }
   return TheSchedule().Wait({handles, count}, wait_all, timeout_ms);
 }
 
 DWORD WaitForOne(HANDLE handle, DWORD timeout_ms) {
-  if (TheSchedule().HasTimer({&handle, 1})) {
+  if (TheSchedule().HasTimer({&handle, 1}))
     return TheSchedule().Wait({&handle, 1}, FALSE, timeout_ms);
-  }
   if (timeout_ms != INFINITE) return System().WaitForSingleObject(handle, timeout_ms);
   for (;;) {
     const DWORD result = System().WaitForSingleObject(handle, kLookMilliseconds);

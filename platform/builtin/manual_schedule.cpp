@@ -127,9 +127,8 @@ void Schedule::Settle(Lock& lock) {
 std::optional<nanoseconds> Schedule::NextDue() const {
   std::optional<nanoseconds> next;
   const auto consider = [&next](nanoseconds due) { next = next ? std::min(*next, due) : due; };
-  for (const auto& [handle, timer] : timers_) {
+  for (const auto& [handle, timer] : timers_)
     if (timer.due) consider(*timer.due);
-  }
   for (const Sleeper& sleeper : sleepers_) consider(sleeper.due);
   return next;
 }
@@ -137,11 +136,10 @@ std::optional<nanoseconds> Schedule::NextDue() const {
 void Schedule::FireDue() {
   for (auto& [handle, timer] : timers_) {
     if (!timer.due || *timer.due > Now()) continue;
-    if (timer.period > nanoseconds::zero()) {
+    if (timer.period > nanoseconds::zero())
       *timer.due += timer.period;
-    } else {
+    else
       timer.due.reset();
-    }
     timer.pending = true;
     if (timer.waiter != nullptr) Wake(*timer.waiter);
     System().SetEvent(handle);

@@ -79,9 +79,8 @@ void Sound(std::span<float> out, int key, std::uint32_t rate) {
       now = after;
     }
   }
-  for (std::size_t frame = 0; frame < out.size(); ++frame) {
+  for (std::size_t frame = 0; frame < out.size(); ++frame)
     out[frame] *= static_cast<float>(Envelope(static_cast<double>(frame) / rate, note_seconds));
-  }
 }
 
 }  // namespace

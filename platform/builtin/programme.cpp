@@ -16,13 +16,11 @@ void Loop::Play(std::uint64_t first_frame, std::uint32_t frames, std::uint32_t o
   while (frames > 0) {
     const auto run = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, round - at));
     const float* const from = samples.data() + at * channels;
-    if (channels == out_channels) {
+    if (channels == out_channels)
       out = std::copy_n(from, std::size_t{run} * channels, out);
-    } else {
-      for (std::uint32_t frame = 0; frame < run; ++frame) {
+    else
+      for (std::uint32_t frame = 0; frame < run; ++frame)
         out = std::fill_n(out, out_channels, from[frame]);
-      }
-    }
     frames -= run;
     at = 0;
   }
@@ -50,21 +48,18 @@ Programme Ramp() {
   return [](std::uint32_t) {
     Loop loop;
     loop.samples.reserve(65536);
-    for (int step = -32768; step < 32768; ++step) {
+    for (int step = -32768; step < 32768; ++step)
       loop.samples.push_back(static_cast<float>(step) / 32768);
-    }
     return loop;
   };
 }
 
 Programme Samples(std::vector<float> interleaved, std::uint32_t channels, std::uint32_t rate) {
   return [samples = std::move(interleaved), channels, rate](std::uint32_t endpoint_rate) {
-    if (endpoint_rate != rate) {
+    if (endpoint_rate != rate)
       throw std::invalid_argument("the samples have another rate than the endpoint");
-    }
-    if (channels == 0 || samples.size() % channels != 0) {
+    if (channels == 0 || samples.size() % channels != 0)
       throw std::invalid_argument("the samples are not whole frames");
-    }
     return Loop{samples, channels};
   };
 }

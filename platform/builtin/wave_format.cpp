@@ -43,11 +43,10 @@ std::optional<SampleKind> Recognise(const EndpointConfig& config, const WAVEFORM
     WAVEFORMATEXTENSIBLE extensible{};
     std::memcpy(&extensible, &format, sizeof(extensible));
     const GUID sub_format = extensible.SubFormat;  // the record is packed
-    if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)) {
+    if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT))
       tag = WAVE_FORMAT_IEEE_FLOAT;
-    } else if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_PCM)) {
+    else if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_PCM))
       tag = WAVE_FORMAT_PCM;
-    }
   }
   std::optional<SampleKind> kind;
   if (tag == WAVE_FORMAT_IEEE_FLOAT && format.wBitsPerSample == 32) kind = SampleKind::kFloat32;

@@ -71,11 +71,10 @@ void WatchForEnd() {
 }
 
 void CountInUse(long change) {
-  if (thread.has_ended) {
+  if (thread.has_ended)
     in_use_by_ended_threads += change;
-  } else {
+  else
     thread.in_use += change;
-  }
 }
 
 Header* TakeSpare(std::size_t bin) {

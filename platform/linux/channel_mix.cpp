@@ -89,9 +89,8 @@ std::size_t ChannelOf(DWORD mask, DWORD positions) {
 
 // Adds `gain` to the way of `input` to each of `targets`.
 void AddGain(DWORD output_mask, std::size_t input, DWORD targets, double gain, MixMatrix* gains) {
-  for (; targets != 0; targets &= targets - 1) {
+  for (; targets != 0; targets &= targets - 1)
     (*gains)[ChannelOf(output_mask, targets)][input] += gain;
-  }
 }
 
 // A surround channel that takes the place of a missing one keeps its level; one that joins a
@@ -125,9 +124,8 @@ void Normalize(MixMatrix* gains) {
     loudest = std::max(loudest, sum);
   }
   if (loudest <= 1.0) return;
-  for (auto& row : *gains) {
+  for (auto& row : *gains)
     for (double& gain : row) gain /= loudest;
-  }
 }
 
 }  // namespace

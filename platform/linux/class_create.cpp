@@ -25,10 +25,8 @@ HRESULT CoCreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFI
   if (!zevra::platform::ComIsInitialized()) return CO_E_NOTINITIALIZED;
   // Every class lives inside the process.
   if ((context & CLSCTX_INPROC_SERVER) == 0) return REGDB_E_CLASSNOTREG;
-  for (const SystemClass& known : kSystemClasses) {
-    if (known.class_id == class_id) {
+  for (const SystemClass& known : kSystemClasses)
+    if (known.class_id == class_id)
       return outer != nullptr ? CLASS_E_NOAGGREGATION : known.create(iid, object);
-    }
-  }
   return REGDB_E_CLASSNOTREG;
 }

@@ -28,9 +28,7 @@ class Descriptor {
  public:
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   ~Descriptor() {
-    if (descriptor_ >= 0) {
-      ::close(descriptor_);
-    }
+    if (descriptor_ >= 0) ::close(descriptor_);
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
@@ -46,12 +44,8 @@ std::size_t WriteWhole(int descriptor, const char* bytes, std::size_t count) {
   std::size_t done = 0;
   while (done < count) {
     const ssize_t written = ::write(descriptor, bytes + done, count - done);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      break;
-    }
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) break;
     done += static_cast<std::size_t>(written);
   }
   return done;
@@ -61,19 +55,12 @@ int CopyContent(int source, int target) {
   std::array<char, 65536> block{};
   for (;;) {
     const ssize_t count = ::read(source, block.data(), block.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
-      return errno;
-    }
-    if (count == 0) {
-      return 0;
-    }
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return errno;
+    if (count == 0) return 0;
     if (WriteWhole(target, block.data(), static_cast<std::size_t>(count)) !=
-        static_cast<std::size_t>(count)) {
+        static_cast<std::size_t>(count))
       return errno != 0 ? errno : EIO;
-    }
   }
 }
 
@@ -95,9 +82,7 @@ bool MatchesWildcards(const char* pattern, const char* name) {
       return false;
     }
   }
-  while (*pattern == '*') {
-    ++pattern;
-  }
+  while (*pattern == '*') ++pattern;
   return *pattern == '\0';
 }
 
@@ -109,13 +94,9 @@ std::FILE* OpenShared(const char* path, AppendMode mode) {
   const int flags =
       O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | (keep ? O_RDWR : O_WRONLY | O_TRUNC);
   Descriptor descriptor(::open(path, flags, 0666));
-  if (!descriptor.valid()) {
-    return nullptr;
-  }
+  if (!descriptor.valid()) return nullptr;
   std::FILE* stream = ::fdopen(descriptor.get(), keep ? "a+" : "a");
-  if (stream != nullptr) {
-    descriptor.Release();
-  }
+  if (stream != nullptr) descriptor.Release();
   return stream;
 }
 
@@ -131,12 +112,8 @@ std::size_t AppendBytes(std::FILE* stream, const void* bytes, std::size_t count)
   const std::size_t own = ::__fbufsize(stream);
   const std::size_t capacity = own != 0 ? own : kUsualBuffer;
   // A line that straddled two writes could be torn by another process's line in between.
-  if (::__fpending(stream) + count > capacity) {
-    std::fflush(stream);
-  }
-  if (count > capacity) {
-    return WriteWhole(::fileno(stream), static_cast<const char*>(bytes), count);
-  }
+  if (::__fpending(stream) + count > capacity) std::fflush(stream);
+  if (count > capacity) return WriteWhole(::fileno(stream), static_cast<const char*>(bytes), count);
   return std::fwrite(bytes, 1, count, stream);
 }
 
@@ -161,47 +138,34 @@ std::int64_t LengthOf(std::FILE* stream) {
 int EmptyFile(std::FILE* stream) { return ::ftruncate(::fileno(stream), 0) == 0 ? 0 : errno; }
 
 RotationTurn::RotationTurn(std::FILE* stream) {
-  if (stream == nullptr) {
-    return;
-  }
+  if (stream == nullptr) return;
   for (int i = 0; i < kTurnTries; ++i) {
     if (::flock(::fileno(stream), LOCK_EX | LOCK_NB) == 0) {
       held_ = stream;
       return;
     }
-    if (errno != EWOULDBLOCK && errno != EINTR) {
-      return;
-    }
+    if (errno != EWOULDBLOCK && errno != EINTR) return;
     SleepMs(1);
   }
 }
 
 RotationTurn::~RotationTurn() {
-  if (held_ != nullptr) {
-    ::flock(::fileno(held_), LOCK_UN);
-  }
+  if (held_ != nullptr) ::flock(::fileno(held_), LOCK_UN);
 }
 
 int CopyWholeFile(const char* source, const char* target) {
   const Descriptor from(::open(source, O_RDONLY | O_CLOEXEC));
   struct stat from_status {};
-  if (!from.valid() || ::fstat(from.get(), &from_status) != 0) {
-    return errno;
-  }
+  if (!from.valid() || ::fstat(from.get(), &from_status) != 0) return errno;
   struct stat to_status {};
   if (::stat(target, &to_status) == 0 && to_status.st_dev == from_status.st_dev &&
-      to_status.st_ino == from_status.st_ino) {
+      to_status.st_ino == from_status.st_ino)
     return EEXIST;  // another name of the source: emptying it first would lose everything
-  }
   const Descriptor to(
       ::open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, from_status.st_mode & 0777));
-  if (!to.valid()) {
-    return errno;
-  }
+  if (!to.valid()) return errno;
   const int error = CopyContent(from.get(), to.get());
-  if (error != 0) {
-    ::unlink(target);
-  }
+  if (error != 0) ::unlink(target);
   return error;
 }
 
@@ -222,24 +186,18 @@ std::int64_t ModifiedTime(const char* path) {
 int VisitEntries(const char* directory, const char* pattern,
                  const std::function<int(const char*, bool)>& visit) {
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(directory), ::closedir);
-  if (entries == nullptr) {
-    return errno;
-  }
+  if (entries == nullptr) return errno;
   bool any = false;
   // NOLINTNEXTLINE(concurrency-mt-unsafe): the directory stream is this call's own
   while (const dirent* entry = ::readdir(entries.get())) {
-    if (!MatchesWildcards(pattern, entry->d_name)) {
-      continue;
-    }
+    if (!MatchesWildcards(pattern, entry->d_name)) continue;
     any = true;
     struct stat status {};
     // A link to a directory is an entry of its own: following it could lead around in a circle.
     const bool is_directory =
         ::fstatat(::dirfd(entries.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         S_ISDIR(status.st_mode);
-    if (const int result = visit(entry->d_name, is_directory); result != 0) {
-      return result;
-    }
+    if (const int result = visit(entry->d_name, is_directory); result != 0) return result;
   }
   return any ? 0 : ENOENT;
 }

@@ -98,9 +98,8 @@ bool IsOpen(std::uint64_t state, std::uint32_t generation) {
 // The last pin is gone and no handle leads here any more.
 void Dispose(KernelObject& object) {
   if (object.kind == ObjectKind::kThread &&
-      object.join_state.load(std::memory_order_acquire) == KernelObject::kNotJoined) {
+      object.join_state.load(std::memory_order_acquire) == KernelObject::kNotJoined)
     ::pthread_detach(object.thread);
-  }
   ::close(object.descriptor);
   object.descriptor = -1;
   GiveSlotBack(object);
@@ -143,11 +142,9 @@ KernelObject* Pin(HANDLE handle) {
   const auto [object, generation] = PartsOf(handle);
   if (object != nullptr) {
     std::uint64_t state = object->state.load(std::memory_order_acquire);
-    while (IsOpen(state, generation)) {
-      if (object->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire)) {
+    while (IsOpen(state, generation))
+      if (object->state.compare_exchange_weak(state, state + 1, std::memory_order_acquire))
         return object;
-      }
-    }
   }
   ::SetLastError(ERROR_INVALID_HANDLE);
   return nullptr;

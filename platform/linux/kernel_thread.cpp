@@ -21,9 +21,8 @@ class SignalsBlocked {
   SignalsBlocked() {
     sigset_t all;
     sigfillset(&all);
-    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF}) {
+    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF})
       sigdelset(&all, signal);
-    }
     ::pthread_sigmask(SIG_BLOCK, &all, &before_);
   }
   ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }

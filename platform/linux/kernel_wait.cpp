@@ -111,9 +111,8 @@ class WaitSet {
   DWORD TakeFirst() {
     DWORD index = 0;
     while (index < count_ &&
-           ((descriptors_[index].revents & POLLIN) == 0 || !Consume(*objects_[index]))) {
+           ((descriptors_[index].revents & POLLIN) == 0 || !Consume(*objects_[index])))
       ++index;
-    }
     return index;
   }
 
@@ -131,9 +130,8 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, 
     return WAIT_FAILED;
   }
   WaitSet set;
-  for (DWORD index = 0; index < count; ++index) {
+  for (DWORD index = 0; index < count; ++index)
     if (!set.Add(handles[index])) return WAIT_FAILED;
-  }
   return set.Wait(timeout_ms);
 }
 

@@ -40,9 +40,7 @@ void InitRecursive(pthread_mutex_t& mutex, bool between_processes) {
 
 std::string SharedName(const char* name) {
   std::string shared = "/";
-  for (const char* c = name; *c != '\0'; ++c) {
-    shared += *c == '/' ? '_' : *c;
-  }
+  for (const char* c = name; *c != '\0'; ++c) shared += *c == '/' ? '_' : *c;
   shared += "." + std::to_string(::geteuid()) + "." + std::to_string(sizeof(SharedMutex));
   return shared;
 }
@@ -107,9 +105,7 @@ NamedMutex* OpenNamedMutex(const char* name, int& error) {
   SharedMutex* shared = nullptr;
   if (name == nullptr) {
     shared = Map(-1, MAP_PRIVATE | MAP_ANONYMOUS, error);
-    if (shared != nullptr) {
-      InitRecursive(shared->mutex, true);
-    }
+    if (shared != nullptr) InitRecursive(shared->mutex, true);
   } else {
     const int descriptor =
         ::shm_open(SharedName(name).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
@@ -131,9 +127,7 @@ void CloseNamedMutex(NamedMutex* mutex) {
 }
 
 int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms) {
-  if (mutex == nullptr) {
-    return EBADF;
-  }
+  if (mutex == nullptr) return EBADF;
   int result = 0;
   if (timeout_ms == kWaitForEver) {
     result = ::pthread_mutex_lock(&mutex->shared->mutex);
@@ -153,9 +147,7 @@ int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms) {
 }
 
 void ReleaseNamedMutex(NamedMutex* mutex) {
-  if (mutex != nullptr) {
-    ::pthread_mutex_unlock(&mutex->shared->mutex);
-  }
+  if (mutex != nullptr) ::pthread_mutex_unlock(&mutex->shared->mutex);
 }
 
 }  // namespace zevra

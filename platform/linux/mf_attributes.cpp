@@ -3,9 +3,8 @@
 namespace zevra::platform {
 
 const AttributeBag::Attribute* AttributeBag::Find(REFGUID key) const {
-  for (std::size_t index = 0; index < count_; ++index) {
+  for (std::size_t index = 0; index < count_; ++index)
     if (attributes_[index].key == key) return &attributes_[index];
-  }
   return nullptr;
 }
 

@@ -13,14 +13,10 @@ namespace zevra {
 namespace {
 
 std::size_t Deliver(const std::string& path, char* buffer, std::size_t size) {
-  if (size == 0) {
-    return 0;
-  }
+  if (size == 0) return 0;
   const bool fits = path.size() < size;
   std::memcpy(buffer, path.c_str(), fits ? path.size() + 1 : 1);
-  if (!fits) {
-    buffer[0] = '\0';
-  }
+  if (!fits) buffer[0] = '\0';
   return fits ? path.size() : 0;
 }
 
@@ -50,23 +46,17 @@ std::string MappedPath(const void* address) {
 
 std::string PathAt(const void* address) {
   Dl_info info{};
-  if (::dladdr(address, &info) != 0 && info.dli_fname != nullptr && info.dli_fname[0] == '/') {
+  if (::dladdr(address, &info) != 0 && info.dli_fname != nullptr && info.dli_fname[0] == '/')
     return info.dli_fname;
-  }
   return MappedPath(address);
 }
 
 std::string PathOfModule(ModuleHandle module) {
-  if (module == kExecutable) {
-    return ExecutablePath();
-  }
-  if (module == kThisLibrary) {
-    return PathAt(reinterpret_cast<const void*>(&PathOfModule));
-  }
+  if (module == kExecutable) return ExecutablePath();
+  if (module == kThisLibrary) return PathAt(reinterpret_cast<const void*>(&PathOfModule));
   const link_map* map = nullptr;
-  if (::dlinfo(reinterpret_cast<void*>(module), RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
+  if (::dlinfo(reinterpret_cast<void*>(module), RTLD_DI_LINKMAP, &map) != 0 || map == nullptr)
     return {};
-  }
   return map->l_name[0] == '\0' ? ExecutablePath() : PathAt(map->l_ld);
 }
 

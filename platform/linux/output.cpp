@@ -50,14 +50,10 @@ void WriteWithoutWaiting(int descriptor, std::string_view text) {
   const NoBrokenPipeSignal guard;
   while (!text.empty()) {
     pollfd ready{descriptor, POLLOUT, 0};
-    if (::poll(&ready, 1, 0) != 1 || (ready.revents & (POLLERR | POLLNVAL)) != 0) {
-      return;
-    }
+    if (::poll(&ready, 1, 0) != 1 || (ready.revents & (POLLERR | POLLNVAL)) != 0) return;
     const ssize_t written =
         ::write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
-    if (written <= 0) {
-      return;
-    }
+    if (written <= 0) return;
     text.remove_prefix(static_cast<std::size_t>(written));
   }
 }

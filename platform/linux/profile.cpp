@@ -19,35 +19,26 @@ std::string ReadWhole(const char* path) {
   std::string content;
   // Without waiting, and regular files only: a pipe of that name would hold the reader for ever.
   const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0) {
-    return content;
-  }
+  if (descriptor < 0) return content;
   struct stat status {};
   if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
     std::array<char, 4096> block{};
     ssize_t count = 0;
     while ((count = ::read(descriptor, block.data(), block.size())) > 0 ||
-           (count < 0 && errno == EINTR)) {
+           (count < 0 && errno == EINTR))
       content.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-    }
   }
   ::close(descriptor);
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (content.starts_with(kByteOrderMark)) {
-    content.erase(0, kByteOrderMark.size());
-  }
+  if (content.starts_with(kByteOrderMark)) content.erase(0, kByteOrderMark.size());
   return content;
 }
 
 bool IsBlank(char c) { return static_cast<unsigned char>(c) <= ' '; }
 
 std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && IsBlank(text.back())) {
-    text.remove_suffix(1);
-  }
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
   return text;
 }
 
@@ -72,21 +63,16 @@ void WalkProfile(std::string_view content, const SectionVisitor& on_section,
     const std::size_t end = std::min(content.find_first_of("\r\n"), content.size());
     const std::string_view line = Trim(content.substr(0, end));
     content.remove_prefix(std::min(end + 1, content.size()));
-    if (line.empty() || line.front() == ';') {
-      continue;
-    }
+    if (line.empty() || line.front() == ';') continue;
     const std::size_t close = line.find(']');
     if (line.front() == '[' && close != std::string_view::npos) {
-      if (!on_section(Trim(line.substr(1, close - 1)))) {
-        return;
-      }
+      if (!on_section(Trim(line.substr(1, close - 1)))) return;
       continue;
     }
     const std::size_t equals = line.find('=');
     if (equals != std::string_view::npos &&
-        !on_key(Trim(line.substr(0, equals)), Trim(line.substr(equals + 1)))) {
+        !on_key(Trim(line.substr(0, equals)), Trim(line.substr(equals + 1))))
       return;
-    }
   }
 }
 
@@ -108,24 +94,18 @@ void WalkSection(const char* section, const char* path, const KeyVisitor& on_key
 
 std::size_t ProfileText(const char* section, const char* key, const char* fallback, char* buffer,
                         std::size_t size, const char* path) {
-  if (size == 0) {
-    return 0;
-  }
+  if (size == 0) return 0;
   std::string found;
   bool present = false;
   WalkSection(section, path, [&](std::string_view name, std::string_view value) {
     present = Same(name, key);
-    if (present) {
-      found = WithoutQuotes(value);
-    }
+    if (present) found = WithoutQuotes(value);
     return !present;
   });
   std::string_view text = found;
   if (!present) {
     text = fallback;
-    while (!text.empty() && IsBlank(text.back())) {
-      text.remove_suffix(1);
-    }
+    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
   }
   // A zero byte ends the text for every reader of the buffer.
   text = text.substr(0, std::min({text.find('\0'), text.size(), size - 1}));

@@ -66,9 +66,8 @@ HRESULT PulseAudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERE
   if (format == nullptr) return E_POINTER;
   if (stream_.IsOpen()) return AUDCLNT_E_ALREADY_INITIALIZED;
   if (mode != AUDCLNT_SHAREMODE_SHARED) return AUDCLNT_E_UNSUPPORTED_FORMAT;
-  if ((flags & ~AUDCLNT_STREAMFLAGS_LOOPBACK) != 0 || duration < 0 || periodicity != 0) {
+  if ((flags & ~AUDCLNT_STREAMFLAGS_LOOPBACK) != 0 || duration < 0 || periodicity != 0)
     return E_INVALIDARG;
-  }
   const bool is_render_endpoint = stream_.Endpoint().flow == eRender;
   if (flags != 0 && !is_render_endpoint) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
   const auto stream_format = StreamFormat(*format, stream_.Endpoint());

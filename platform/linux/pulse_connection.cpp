@@ -24,9 +24,8 @@ HRESULT PulseConnection::Open() {
   context_.reset(pa_context_new(pa_mainloop_get_api(loop_.get()), nullptr));
   if (!context_) return AUDCLNT_E_SERVICE_NOT_RUNNING;
   KeepSharedMemoryFromChildren();
-  if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
+  if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
     return AUDCLNT_E_SERVICE_NOT_RUNNING;
-  }
   const HRESULT result =
       WaitUntil([this] { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; });
   return FAILED(result) ? AUDCLNT_E_SERVICE_NOT_RUNNING : S_OK;
@@ -45,9 +44,8 @@ int PulseConnection::Pump() {
 int PulseConnection::Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self) {
   auto* const connection = static_cast<PulseConnection*>(self);
   connection->watched_count_ = count;
-  if (count <= connection->watched_.size()) {
+  if (count <= connection->watched_.size())
     std::copy_n(descriptors, count, connection->watched_.begin());
-  }
   return ::poll(descriptors, count, timeout_ms);
 }
 
@@ -62,9 +60,8 @@ bool PulseConnection::Turn(Clock::time_point deadline) {
   if (left.count() <= 0) return false;
   // Errors of the loop itself show in the context's state, or else end at the deadline.
   if (pa_mainloop_prepare(loop_.get(), static_cast<int>(left.count())) >= 0 &&
-      pa_mainloop_poll(loop_.get()) >= 0) {
+      pa_mainloop_poll(loop_.get()) >= 0)
     pa_mainloop_dispatch(loop_.get());
-  }
   return true;
 }
 

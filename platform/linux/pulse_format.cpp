@@ -51,9 +51,8 @@ struct Layout {
 
 // The channels of the mix format, in the order in which they are delivered.
 Layout MixLayout(const PulseEndpoint& endpoint) {
-  if (endpoint.channel_map.channels > kMaxStreamChannels) {
+  if (endpoint.channel_map.channels > kMaxStreamChannels)
     return {k71Surround, MapOfMask(k71Surround)};
-  }
   const DWORD mask = ChannelMask(endpoint.channel_map);
   // One channel stays the server's mono: as a centre it would be folded from what goes there only.
   if (mask == 0 || endpoint.channel_map.channels == 1) return {mask, endpoint.channel_map};

@@ -43,11 +43,10 @@ HRESULT PulseRender::GetBuffer(UINT32 frames, BYTE** data) {
   void* server_block = nullptr;
   std::size_t server_bytes = bytes;
   if (bytes != 0 && pa_stream_begin_write(stream_.Get(), &server_block, &server_bytes) == 0) {
-    if (server_bytes >= bytes) {
+    if (server_bytes >= bytes)
       block_ = static_cast<BYTE*>(server_block);
-    } else {
+    else
       pa_stream_cancel_write(stream_.Get());
-    }
   }
   *data = block_;
   return S_OK;
@@ -65,9 +64,8 @@ HRESULT PulseRender::ReleaseBuffer(UINT32 frames, DWORD flags) {
   const std::size_t bytes = frames * stream_.FrameBytes();
   // All sample types that a stream can have are zero in silence.
   if (flags != 0) std::memset(block, 0, bytes);
-  if (pa_stream_write(stream_.Get(), block, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0) {
+  if (pa_stream_write(stream_.Get(), block, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
     return AUDCLNT_E_DEVICE_INVALIDATED;
-  }
   stream_.Flush();
   return stream_.State();
 }

@@ -30,9 +30,8 @@ void KeepSharedMemoryFromChildren() {
   while (const dirent* const entry = readdir(descriptors.get())) {
     const ssize_t size =
         readlinkat(dirfd(descriptors.get()), entry->d_name, target.data(), target.size());
-    if (size < 0 || std::string_view(target.data(), static_cast<std::size_t>(size)) != kPoolName) {
+    if (size < 0 || std::string_view(target.data(), static_cast<std::size_t>(size)) != kPoolName)
       continue;
-    }
     const int descriptor = std::atoi(entry->d_name);
     const int flags = fcntl(descriptor, F_GETFD);
     if (flags >= 0) fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);

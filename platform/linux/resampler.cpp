@@ -54,9 +54,8 @@ HRESULT Resampler::SetType(IMFMediaType* type, DWORD flags, std::optional<Resamp
   }
   if (format && other) {
     const bool is_input = side == &input_;
-    if (!CanConvert(is_input ? *format : *other, is_input ? *other : *format)) {
+    if (!CanConvert(is_input ? *format : *other, is_input ? *other : *format))
       return MF_E_INVALIDMEDIATYPE;
-    }
   }
   if ((flags & kSetTypeTestOnly) != 0) return S_OK;
   *side = format;
@@ -156,9 +155,7 @@ HRESULT Resampler::ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFE
 HRESULT Resampler::Write(IMFMediaBuffer* buffer, UINT32* frames) {
   BYTE* data = nullptr;
   DWORD capacity = 0;
-  if (const HRESULT result = buffer->Lock(&data, &capacity, nullptr); FAILED(result)) {
-    return result;
-  }
+  if (const HRESULT result = buffer->Lock(&data, &capacity, nullptr); FAILED(result)) return result;
   const UINT32 room = std::min<UINT32>(capacity / output_->BlockBytes(), INT32_MAX);
   const HRESULT result = room > 0 ? Fill(data, room, frames) : MF_E_BUFFERTOOSMALL;
   const HRESULT unlocked = buffer->Unlock();

@@ -72,14 +72,12 @@ HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format) {
   if (!HasGuid(type, MF_MT_MAJOR_TYPE, MFMediaType_Audio)) return MF_E_INVALIDMEDIATYPE;
   if (!ReadSampleWidth(type, &read) || !ReadChannels(type, &read)) return MF_E_INVALIDMEDIATYPE;
   read.samples_per_second = NumberOr(type, MF_MT_AUDIO_SAMPLES_PER_SECOND, 0);
-  if (read.samples_per_second < kMinRate || read.samples_per_second > kMaxRate) {
+  if (read.samples_per_second < kMinRate || read.samples_per_second > kMaxRate)
     return MF_E_INVALIDMEDIATYPE;
-  }
   // The average rate only restates the others, so it is not looked at; a wrong block size would
   // put every frame behind the first in a wrong place.
-  if (NumberOr(type, MF_MT_AUDIO_BLOCK_ALIGNMENT, 0) != read.BlockBytes()) {
+  if (NumberOr(type, MF_MT_AUDIO_BLOCK_ALIGNMENT, 0) != read.BlockBytes())
     return MF_E_INVALIDMEDIATYPE;
-  }
   *format = read;
   return S_OK;
 }

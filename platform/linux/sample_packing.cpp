@@ -61,14 +61,11 @@ template <std::size_t kBytes, class Sample>
 void Pack(const Sample* samples, std::size_t count, const Quantizer quantize, BYTE* packed) {
   Integers integers;
   for (; count >= kRun; count -= kRun, samples += kRun, packed += kBytes * kRun) {
-    for (std::size_t i = 0; i < kRun; ++i) {
-      integers[i] = quantize(static_cast<double>(samples[i]));
-    }
-    if constexpr (kBytes == 3) {
+    for (std::size_t i = 0; i < kRun; ++i) integers[i] = quantize(static_cast<double>(samples[i]));
+    if constexpr (kBytes == 3)
       StoreRun24(integers, packed);
-    } else {
+    else
       Store<kBytes>(integers, kRun, packed);
-    }
   }
   for (std::size_t i = 0; i < count; ++i) integers[i] = quantize(static_cast<double>(samples[i]));
   Store<kBytes>(integers, count, packed);

@@ -32,8 +32,9 @@ char16_t LowerAscii(char16_t unit) {
 }
 
 bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char16_t x, char16_t y) { return LowerAscii(x) == LowerAscii(y); });
+  return std::equal(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](char16_t x, char16_t y) { return LowerAscii(x) == LowerAscii(y); });
 }
 
 // A process that the thread starts does not inherit the class.
@@ -47,9 +48,8 @@ void Raise(int priority) {
   // A user may be allowed less than was asked for.
   rlimit limit{};
   if (::getrlimit(RLIMIT_RTPRIO, &limit) == 0 && limit.rlim_cur > 0 &&
-      SetRealTime(static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 99)))) {
+      SetRealTime(static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 99))))
     return;
-  }
   ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kNiceLevel);
 }
 

@@ -111,9 +111,7 @@ HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSamp
   options.Set("linear_interp", 1);
   options.Set("phase_shift", filter.phase_shift);
   if (options.Error() < 0) return ResultOf(options.Error());
-  if (const int error = SetMix(context, input.mask, output.mask); error < 0) {
-    return ResultOf(error);
-  }
+  if (const int error = SetMix(context, input.mask, output.mask); error < 0) return ResultOf(error);
   return ResultOf(swr_init(context));
 }
 
@@ -160,9 +158,8 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
       output_.channels < input_.channels && output_.samples_per_second != input_.samples_per_second;
   context_.reset(swr_alloc());
   if (mix_first) mixer_.reset(swr_alloc());
-  if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch()) {
+  if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch())
     return E_OUTOFMEMORY;
-  }
   Side input{input_.channel_mask, input_.samples_per_second, InputSampleFormat(input_)};
   if (mix_first) {
     const Side mixed{output_.channel_mask, input.rate, inside};
@@ -192,9 +189,8 @@ bool SwrEngine::MakeScratch() {
 SwrEngine::Planes SwrEngine::PlanesOf(const Block& block) const {
   const std::size_t sample_bytes = double_inside_ ? sizeof(double) : sizeof(float);
   Planes planes{};
-  for (UINT32 channel = 0; channel < output_.channels; ++channel) {
+  for (UINT32 channel = 0; channel < output_.channels; ++channel)
     planes[channel] = block.get() + sample_bytes * kScratchFrames * channel;
-  }
   return planes;
 }
 
@@ -241,13 +237,12 @@ int SwrEngine::Run(Frames input, UINT32 input_frames, std::uint8_t** output, UIN
 // Interleaved float or double samples to the output's.
 void SwrEngine::Write(const BYTE* unpacked, UINT32 frames, BYTE* output) const {
   const auto count = std::size_t{frames} * output_.channels;
-  if (output_.is_float) {
+  if (output_.is_float)
     std::copy_n(unpacked, count * sizeof(float), output);
-  } else if (double_inside_) {
+  else if (double_inside_)
     PackPcm(reinterpret_cast<const double*>(unpacked), count, output_, output);
-  } else {
+  else
     PackPcm(reinterpret_cast<const float*>(unpacked), count, output_, output);
-  }
 }
 
 HRESULT SwrEngine::ConvertAndPack(const Frames& input, UINT32 input_frames, BYTE* output,

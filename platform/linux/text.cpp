@@ -16,9 +16,7 @@ std::string WideToUtf8(const wchar_t* text) {
   std::string narrow;
   for (; *text != L'\0'; ++text) {
     auto code = static_cast<char32_t>(*text);
-    if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
-      code = 0xFFFD;
-    }
+    if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) code = 0xFFFD;
     const auto tail = [&](int shift) {
       narrow += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
     };
@@ -65,9 +63,7 @@ std::size_t CutOnCharacter(const char* text, std::size_t limit) {
       const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
       return length > back ? limit - back : limit;
     }
-    if (byte < 0x80) {
-      break;
-    }
+    if (byte < 0x80) break;
   }
   return limit;
 }
@@ -81,9 +77,8 @@ bool SameIgnoringCase(const char* left, const char* right) {
 }
 
 void SetProcessLocale(const char* locale) {
-  if (locale == nullptr || std::strcmp(locale, ".ACP") != 0) {
+  if (locale == nullptr || std::strcmp(locale, ".ACP") != 0)
     std::setlocale(LC_ALL, locale);  // NOLINT(concurrency-mt-unsafe): the setting asks for it
-  }
 }
 
 }  // namespace zevra

@@ -15,9 +15,7 @@ void SleepMs(std::uint32_t milliseconds) { ::Sleep(milliseconds); }
 bool ToLocalTime(std::int64_t seconds, std::tm& local) {
   const __time64_t value = seconds;
   const std::tm* converted = ::_localtime64(&value);  // the runtime keeps one record a thread
-  if (converted != nullptr) {
-    local = *converted;
-  }
+  if (converted != nullptr) local = *converted;
   return converted != nullptr;
 }
 

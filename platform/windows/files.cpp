@@ -46,18 +46,15 @@ const char* ModeText(AppendMode mode) {
 
 std::FILE* OpenShared(const char* path, AppendMode mode) {
   std::FILE* stream = ::_fsopen(path, ModeText(mode), _SH_DENYNO);
-  if (stream != nullptr) {
-    ::_fseeki64(stream, 0, SEEK_END);
-  }
+  if (stream != nullptr) ::_fseeki64(stream, 0, SEEK_END);
   return stream;
 }
 
 int LastByte(std::FILE* stream) {
   int last = -1;
   if (::_fseeki64(stream, 0, SEEK_END) == 0 && ::_ftelli64(stream) >= 1 &&
-      ::_fseeki64(stream, -1, SEEK_END) == 0) {
+      ::_fseeki64(stream, -1, SEEK_END) == 0)
     last = std::fgetc(stream);
-  }
   ::_fseeki64(stream, 0, SEEK_END);
   return last;
 }
@@ -76,9 +73,7 @@ std::int64_t LengthOf(std::FILE* stream) {
   const std::int64_t before = ::_ftelli64(stream);
   ::_fseeki64(stream, 0, SEEK_END);
   const std::int64_t length = ::_ftelli64(stream);
-  if (length != before) {
-    ::_fseeki64(stream, before, SEEK_SET);
-  }
+  if (length != before) ::_fseeki64(stream, before, SEEK_SET);
   return length < 0 ? 0 : length;
 }
 
@@ -88,14 +83,13 @@ RotationTurn::RotationTurn(std::FILE* stream) {
   for (int i = 0; stream != nullptr && held_ == nullptr && i < kTurnTries; ++i) {
     OVERLAPPED place = TurnByte();
     if (::LockFileEx(HandleOf(stream), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
-                     &place) != 0) {
+                     &place) != 0)
       held_ = stream;
-    } else if (const DWORD error = ::GetLastError();
-               error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) {
+    else if (const DWORD error = ::GetLastError();
+             error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING)
       return;
-    } else {
+    else
       SleepMs(1);
-    }
   }
 }
 
@@ -129,9 +123,7 @@ int VisitEntries(const char* directory, const char* pattern,
   const std::string wanted = std::string(directory) + "/" + pattern;
   struct _finddata64i32_t entry {};
   const intptr_t search = ::_findfirst64i32(wanted.c_str(), &entry);
-  if (search == -1) {
-    return errno;
-  }
+  if (search == -1) return errno;
   int result = 0;
   do {
     result = visit(entry.name, (entry.attrib & _A_SUBDIR) != 0);

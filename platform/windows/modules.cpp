@@ -29,9 +29,8 @@ std::size_t PathOf(HMODULE module, char* buffer, std::size_t size) {
 }  // namespace
 
 std::size_t ModulePath(ModuleHandle module, char* buffer, std::size_t size) {
-  if (module == kThisLibrary) {
+  if (module == kThisLibrary)
     return ModulePathOfAddress(reinterpret_cast<const void*>(&ModulePath), buffer, size);
-  }
   return PathOf(reinterpret_cast<HMODULE>(module), buffer, size);
 }
 
@@ -52,9 +51,8 @@ std::string FileVersionText(const char* path) {
   UINT bytes = 0;
   if (size == 0 || ::GetFileVersionInfoA(path, 0, size, block.data()) == 0 ||
       ::VerQueryValueA(block.data(), "\\VarFileInfo\\Translation", reinterpret_cast<void**>(&pairs),
-                       &bytes) == 0) {
+                       &bytes) == 0)
     return text;
-  }
   for (UINT i = 0; i < bytes / sizeof(Translation); ++i) {
     std::array<char, 64> query{};
     std::snprintf(query.data(), query.size(), "\\StringFileInfo\\%04x%04x\\%s", pairs[i].language,
@@ -63,9 +61,8 @@ std::string FileVersionText(const char* path) {
     UINT length = 0;
     if (::VerQueryValueA(block.data(), query.data(), reinterpret_cast<void**>(&answer), &length) !=
             0 &&
-        answer != nullptr) {
+        answer != nullptr)
       text = answer;
-    }
   }
   return text;
 }

@@ -13,9 +13,7 @@ UINT StyleOf(BoxIcon icon) { return icon == BoxIcon::kError ? MB_ICONERROR : MB_
 }  // namespace
 
 bool ObtainConsole() {
-  if (::AllocConsole() == 0) {
-    return false;
-  }
+  if (::AllocConsole() == 0) return false;
   // Without success the standard output stays closed, and what goes there is lost, as it was
   // before.
   static_cast<void>(std::freopen("CONOUT$", "w+t", stdout));

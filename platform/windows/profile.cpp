@@ -18,9 +18,8 @@ std::vector<std::string> Names(const char* section, const char* path) {
                                                  static_cast<DWORD>(buffer.size()), path);
   std::vector<std::string> names;
   for (const char* name = buffer.data(); name < buffer.data() + count && *name != '\0';
-       name += std::strlen(name) + 1) {
+       name += std::strlen(name) + 1)
     names.emplace_back(name);
-  }
   return names;
 }
 
@@ -44,9 +43,7 @@ void* OpenRegistryKey(const char* sub_key) {
 }
 
 void CloseRegistryKey(void* key) {
-  if (key != nullptr) {
-    ::RegCloseKey(static_cast<HKEY>(key));
-  }
+  if (key != nullptr) ::RegCloseKey(static_cast<HKEY>(key));
 }
 
 int RegistryText(void* key, const char* name, std::string& text) {
@@ -56,9 +53,7 @@ int RegistryText(void* key, const char* name, std::string& text) {
   DWORD size = static_cast<DWORD>(data.size() - 1);
   const LSTATUS status = ::RegQueryValueExA(static_cast<HKEY>(key), name, nullptr, &type,
                                             reinterpret_cast<BYTE*>(data.data()), &size);
-  if (status != ERROR_SUCCESS) {
-    return status;
-  }
+  if (status != ERROR_SUCCESS) return status;
   if (type == REG_DWORD) {
     DWORD number = 0;
     std::memcpy(&number, data.data(), sizeof number);

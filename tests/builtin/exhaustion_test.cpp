@@ -45,9 +45,7 @@ TEST_F(Exhaustion, AThousandRoundsLeaveNothingBehind) {
     if (round == 0) before.emplace();
     const ZevraHandle handle = Open();
     // Its stop sleeps for up to half a second.
-    if (round % 200 == 0) {
-      ASSERT_EQ(ZevraStartPlay(handle), 0);
-    }
+    if (round % 200 == 0) ASSERT_EQ(ZevraStartPlay(handle), 0);
     ASSERT_EQ(ZevraStartCapture(handle, &format_, nullptr, nullptr), 0);
     ASSERT_EQ(ZevraStopCapture(handle), 0);
     ASSERT_EQ(ZevraCloseDevice(handle), 0);

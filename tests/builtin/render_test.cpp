@@ -62,9 +62,8 @@ TEST_F(RenderTest, WhatAStreamPlaysIsHeardOnceAndInOrder) {
   }
   ASSERT_EQ(heard.size(), 332U);
   float expected = 0;
-  for (const Packet& packet : heard) {
+  for (const Packet& packet : heard)
     for (const float sample : packet.samples) ASSERT_EQ(sample, expected++);
-  }
 }
 
 TEST_F(RenderTest, StreamsAndTheProgrammeAddUp) {

@@ -32,9 +32,8 @@ CommandRun::CommandRun(const std::filesystem::path& folder, const std::string& a
       "cd " + folder.string() + "; exec >" + out_.string() + " 2>" + err_.string() + "; " + before +
       " exec timeout --foreground -s KILL ${LIMIT:-60} " ZEVRA_COMMAND " " + arguments;
   const char* const argv[] = {"sh", "-c", line.c_str(), nullptr};
-  if (posix_spawnp(&process_, "sh", nullptr, nullptr, const_cast<char**>(argv), environ) != 0) {
+  if (posix_spawnp(&process_, "sh", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
     throw std::runtime_error("the shell does not start");
-  }
 }
 
 void CommandRun::Signal(int signal) const { kill(process_, signal); }

@@ -58,9 +58,8 @@ TEST(PacketRing, CarriesEveryByteAcrossThreadsAndTakesNoHalfPackets) {
   std::thread producer([&ring] {
     std::vector<std::uint8_t> packet(300);
     for (std::size_t sent = 0; sent < kTotal; sent += packet.size()) {
-      for (std::size_t i = 0; i < packet.size(); ++i) {
+      for (std::size_t i = 0; i < packet.size(); ++i)
         packet[i] = static_cast<std::uint8_t>((sent + i) % 251);
-      }
       while (!ring.Push(packet)) std::this_thread::yield();
     }
   });

@@ -17,9 +17,8 @@ Sound ReadSound(const std::filesystem::path& path) {
   std::vector<float> some(std::size_t{4096} * static_cast<std::size_t>(info.channels));
   while (const auto count =
              sf_read_float(file, some.data(), static_cast<sf_count_t>(some.size()))) {
-    for (sf_count_t i = 0; i < count; ++i) {
+    for (sf_count_t i = 0; i < count; ++i)
       sound.peak = std::max(sound.peak, std::fabs(some[static_cast<std::size_t>(i)]));
-    }
     sound.frames += static_cast<std::size_t>(count / info.channels);
   }
   sound.readable = sf_error(file) == SF_ERR_NO_ERROR;

@@ -12,9 +12,7 @@ namespace zevra::test {
 
 // A broken promise ends the run with its input saved.
 inline void Require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
+  if (!holds) std::abort();
 }
 
 // The input as a C text: up to its first zero byte.

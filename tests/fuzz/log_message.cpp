@@ -39,15 +39,11 @@ class Checking_IO final : public zevra::Log_IO_FILE {
 // reach the lengths at which a text is cut.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kChoices = 5;
-  if (size < kChoices) {
-    return 0;
-  }
+  if (size < kChoices) return 0;
   const std::uint32_t style = data[0] | (data[1] & 1u) << 8;
   const std::string piece = zevra::test::Text(data + kChoices, size - kChoices);
   std::string text = piece;
-  while (!piece.empty() && text.size() < std::size_t{data[2]} * 300) {
-    text += piece;
-  }
+  while (!piece.empty() && text.size() < std::size_t{data[2]} * 300) text += piece;
   static Checking_IO io;
   zevra::Log_Settings settings;
   settings.values.locale = "skip";

@@ -33,9 +33,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   std::vector<std::string> prefixes;
   zevra::path_prefixes(first.c_str(), prefixes);
-  for (const std::string& prefix : prefixes) {
+  for (const std::string& prefix : prefixes)
     Require(first.starts_with(prefix) && prefix.size() < zevra::kPathLimit);
-  }
   Require(zevra::anchored_log_file(first.c_str(), zevra::kThisLibrary).size() <=
           std::max(first.size(), zevra::kPathLimit));
   zevra::log_detail::backup_pattern(first);

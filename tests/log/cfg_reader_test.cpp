@@ -45,9 +45,8 @@ TEST_F(CfgReader, NumbersWordsAndFlags) {
                      {"-1", ~std::uint64_t{0}}, {"abc", 65536},
                      {"0x20000", 131072},       {"99999999999999999999", 2147483647},
                      {"5000000000", 2147483647}};
-  for (const auto& row : sizes) {
+  for (const auto& row : sizes)
     EXPECT_EQ(ReadKeys(std::string("maxsize=") + row.text).maxsize(), row.maxsize) << row.text;
-  }
   EXPECT_EQ(ReadKeys("subjects=0xFFFFFFFF").subjects(), 0x7FFFFFFFu);
   EXPECT_EQ(ReadKeys("subjects=-1").subjects(), 0xFFFFFFFFu);
   EXPECT_EQ(ReadKeys("maxcount=020").maxcount(), 16);

@@ -10,9 +10,7 @@ std::atomic<int> allocations{0};
 
 void* operator new(std::size_t size) {
   ++allocations;
-  if (void* memory = std::malloc(size)) {
-    return memory;
-  }
+  if (void* memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }

@@ -76,9 +76,7 @@ TEST_F(Lifecycle, RotationAtTheLimitKeepsAllText) {
   settings.values.head = false;
   settings.values.maxsize = test::TextModeBytes("a\nb\n");
   Logged([](Process_Logger& logger) {
-    for (const char* line : {"a", "b", "c", "d", "e"}) {
-      logger.log_verbose("%s", line);
-    }
+    for (const char* line : {"a", "b", "c", "d", "e"}) logger.log_verbose("%s", line);
   });
   EXPECT_EQ(test::Text(dir / "z_2025-03-14_09-26-53.log"), "c\nd\n")
       << "the same second has the same name; text that still waited is in it";
@@ -102,9 +100,7 @@ TEST_F(Lifecycle, PurgeTakesTheSecondOldest) {
   settings.values.maxsize = 1;
   const auto name = [](int i) { return "z_2020-01-01_00-00-" + std::to_string(10 + i) + ".log"; };
   for (const auto& row : rows) {
-    for (int i = 0; i < row.existing; ++i) {
-      test::Write(dir / name(i), "");
-    }
+    for (int i = 0; i < row.existing; ++i) test::Write(dir / name(i), "");
     test::Write(dir / "y_0000.log", "");
     settings.values.maxcount = row.maxcount;
     Logged([](Process_Logger& logger) { logger.log_error("m"); });

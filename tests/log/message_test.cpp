@@ -58,9 +58,7 @@ TEST_F(Message, LevelNamesAndSubjects) {
       {0, "CRT"},   {1, "CRT"},   {2, "ERR"},  {3, "WAN"},   {4, "WAN"},
       {5, "INF"},   {9, "VBS"},   {32, "DBG"}, {128, "TRC"}, {129, "SPK"},
       {256, "SPK"}, {257, "UNK"}, {64, "PRF"}, {512, "UNK"}, {0xFFFFFFFF, "UNK"}};
-  for (const auto& [level, name] : names) {
-    EXPECT_STREQ(logger.level_name(level), name) << level;
-  }
+  for (const auto& [level, name] : names) EXPECT_STREQ(logger.level_name(level), name) << level;
   char hex[9] = "unset";
   EXPECT_STREQ(logger.level_hex(0xAB, hex, 8), "unset");
   EXPECT_STREQ(logger.level_hex(0xAB, hex, 9), "      ab");
@@ -92,9 +90,7 @@ TEST_F(Message, TooLongIsCutBetweenCharactersAndKeepsItsLineEnd) {
     settings.values.style = style;
     for (std::size_t shift = 0; shift < 4; ++shift) {
       std::string text(shift, 'x');
-      while (text.size() < 70000) {
-        text += "\xE2\x82\xAC";
-      }
+      while (text.size() < 70000) text += "\xE2\x82\xAC";
       for (const char* end : {"", "\n"}) {
         const std::string line =
             Logged([&](Process_Logger& logger) { logger.log_error("%s%s", text.c_str(), end); });

@@ -31,9 +31,7 @@ TEST_F(OddFiles, FullDiskLosesTextAndNothingElse) {
   settings.values.flush = true;
   Process_Logger logger(clock);
   EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
-  for (int i = 0; i < 1000; ++i) {
-    logger.log_error("a line that no disk takes");
-  }
+  for (int i = 0; i < 1000; ++i) logger.log_error("a line that no disk takes");
   EXPECT_EQ(logger.close(), 0);
 }
 

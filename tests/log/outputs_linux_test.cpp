@@ -37,9 +37,8 @@ TEST_F(Outputs, ClosedPipesAndFullPipesDoNotStopTheHost) {
   settings.values.output = kOutputBox;
   Process_Logger logger(clock);
   logger.open(&settings, nullptr, 0);
-  for (int i = 0; i < 3000; ++i) {
+  for (int i = 0; i < 3000; ++i)
     logger.log_error("nobody reads this");  // 3000 blocks are more than a pipe holds
-  }
   ::close(pipe_ends[0]);
   logger.log_error("and now nobody can");
   ::dup2(saved, STDERR_FILENO);

@@ -13,12 +13,10 @@ namespace {
 using Strings = std::vector<std::string>;
 
 TEST(Paths, AbsoluteOnes) {
-  for (const char* path : {"/", "/a", "\\\\srv", "D:a", "a/b:c"}) {
+  for (const char* path : {"/", "/a", "\\\\srv", "D:a", "a/b:c"})
     EXPECT_TRUE(is_absolute_path(path)) << path;
-  }
-  for (const char* path : {"", "a", "\\a", "./a", "a\\\\b"}) {
+  for (const char* path : {"", "a", "\\a", "./a", "a\\\\b"})
     EXPECT_FALSE(is_absolute_path(path)) << path;
-  }
 }
 
 TEST(Paths, NormalizeAndJoin) {
@@ -98,9 +96,8 @@ TEST(Lists, Split) {
 class ListFiles : public test::LogTest {};
 
 TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
-  for (const char* name : {"z_1.log", "z_2.txt", "y_1.log", "z_[a].log"}) {
+  for (const char* name : {"z_1.log", "z_2.txt", "y_1.log", "z_[a].log"})
     test::Write(dir / name, "");
-  }
   test::fs::create_directories(dir / "z_d.log");
   test::fs::create_directories(dir / "other");
   test::Write(dir / "z_d.log" / "z_3.log", "");
@@ -111,9 +108,7 @@ TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
   EXPECT_EQ(list_files(base.c_str(), "z_*.log", found), 0);
   std::list<std::string> expected = {base + "z_1.log", base + "z_[a].log",
                                      base + "z_d.log/z_3.log"};
-  if (loops) {
-    expected.push_back(base + "z_loop.log");
-  }
+  if (loops) expected.push_back(base + "z_loop.log");
   EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
   std::list<std::string> none;
   EXPECT_EQ(list_files(base.c_str(), "q*", none), ENOENT);

@@ -46,22 +46,17 @@ void WriteFromEverywhere(const Log_Settings& settings, int lines) {
           for (int i = 0; i < lines; ++i) {
             // Some are longer than a stdio buffer; all but the warnings wait in it.
             const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
-            if (i % 10 == 0) {
+            if (i % 10 == 0)
               logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
-            } else {
+            else
               logger.log_verbose("<%d %d %d %s>", process, thread, i, filler.c_str());
-            }
           }
         });
       }
-      for (std::thread& thread : threads) {
-        thread.join();
-      }
+      for (std::thread& thread : threads) thread.join();
     }));
   }
-  for (const pid_t child : children) {
-    EXPECT_EQ(StatusOf(child), 0);
-  }
+  for (const pid_t child : children) EXPECT_EQ(StatusOf(child), 0);
 }
 
 // How often each line came; a torn line fails.
@@ -72,9 +67,7 @@ std::map<std::string, int> CountWholeLines(const std::string& text) {
                        line.find_first_of("<>", 1) == line.size() - 1;
     EXPECT_TRUE(whole) << line.substr(0, 200);
     ++counts[line.substr(0, line.find('x'))];
-    if (!whole) {
-      break;
-    }
+    if (!whole) break;
   }
   return counts;
 }
@@ -84,9 +77,7 @@ TEST_F(Processes, ManyWritersLoseAndTearNothing) {
   WriteFromEverywhere(settings, 10000);
   const auto counts = CountWholeLines(test::Read(settings.file()));
   EXPECT_EQ(counts.size(), 160000u);
-  for (const auto& [line, count] : counts) {
-    EXPECT_EQ(count, 1) << line;
-  }
+  for (const auto& [line, count] : counts) EXPECT_EQ(count, 1) << line;
 }
 
 // A write is seen while it grows over a page, and is no line that a run left unfinished.
@@ -125,9 +116,8 @@ TEST_F(Processes, ManyWritersRotate) {
 
   settings.values.maxsize = 65536;  // hundreds of them
   WriteFromEverywhere(settings, 3000);
-  for (const auto& file : test::fs::directory_iterator(dir)) {
+  for (const auto& file : test::fs::directory_iterator(dir))
     CountWholeLines(test::Read(file.path()));
-  }
 }
 
 TEST(NamedMutex, AKilledHolderLetsTheNextOneIn) {
@@ -170,15 +160,12 @@ TEST_F(Processes, OneLoggerHoweverManyAskForIt) {
   const pid_t child = InChild([&] {
     std::vector<std::thread> threads;
     threads.reserve(8);
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < 8; ++i)
       threads.emplace_back([] {
         set_up_process_logger();
         ZEVRA_LOG_ERROR("ready");
       });
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    for (std::thread& thread : threads) thread.join();
     const Log_Settings& cfg = process_logger_in_use()->cfg();
     EXPECT_STREQ(cfg.title(), "zevra logging");
     EXPECT_EQ(cfg.module(), kThisLibrary);

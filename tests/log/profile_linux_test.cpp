@@ -37,13 +37,10 @@ TEST_F(Profile, GeneratedProfiles) {
         const std::string value = pick({"a", "b c", "=x", "a ; b", "[c]", "'q", "\xC3\xA4", ""});
         const std::string quote = value == "'q" ? "" : pick({"", "", "\"", "'"});
         for (const std::string& part :
-             {pick({"", "\t"}), key, pick({"=", " = "}), quote, value, quote, pick({"", "  "})}) {
+             {pick({"", "\t"}), key, pick({"=", " = "}), quote, value, quote, pick({"", "  "})})
           text += part;
-        }
         const std::string name = key == "Title" ? "title" : key == "FILE" ? "file" : key;
-        if (inside) {
-          model.emplace(name, value);
-        }
+        if (inside) model.emplace(name, value);
       } else {
         text += kind == "comment" ? "; title=no" : "title";
       }

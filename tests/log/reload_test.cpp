@@ -86,9 +86,7 @@ TEST_F(Reload, ReloadsWhileOthersLog) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   done = true;
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   logger.log_error("m");
   EXPECT_GE(logger.cfg().level(), 6u);
   EXPECT_EQ(logger.cfg().level(), logger.cfg().console_level());

@@ -33,16 +33,12 @@ TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
   for (const auto& row : rows) {
     test::Write(dir / "zevra.cfu", std::string("[logger]\n") + row.keys + "\n");
     const Log_Report report = describe_log(Path("libzevra.so"));
-    for (const Log_Setting& setting : report.settings) {
-      if (setting.key == row.key) {
-        EXPECT_EQ(setting.value, row.value) << row.keys;
-      }
-    }
-    if (row.warning == nullptr) {
+    for (const Log_Setting& setting : report.settings)
+      if (setting.key == row.key) EXPECT_EQ(setting.value, row.value) << row.keys;
+    if (row.warning == nullptr)
       EXPECT_THAT(report.warnings, testing::IsEmpty()) << row.keys;
-    } else {
+    else
       EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
-    }
   }
   test::Write(dir / "zevra.cfu", "flush=1\n");
   EXPECT_THAT(describe_log(Path("libzevra.so")).warnings,

@@ -123,9 +123,8 @@ TEST(Timers, FirstDelayPeriodAndCancel) {
 
   start = Clock::now();
   const UniqueHandle periodic = Timer(0, 15);
-  for (int tick = 0; tick < 3; ++tick) {
+  for (int tick = 0; tick < 3; ++tick)
     EXPECT_EQ(WaitForSingleObject(periodic.Get(), INFINITE), WAIT_OBJECT_0);
-  }
   EXPECT_GE(Clock::now() - start, 30ms);
   EXPECT_TRUE(CancelWaitableTimer(periodic.Get()));
   EXPECT_EQ(WaitForSingleObject(periodic.Get(), 40), WAIT_TIMEOUT);

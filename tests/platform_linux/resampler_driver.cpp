@@ -28,9 +28,7 @@ ComPtr<IMFMediaType> MediaTypeOf(const Format& format) {
   type->SetUINT32(MF_MT_AUDIO_BLOCK_ALIGNMENT, format.BlockBytes());
   type->SetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, format.bits);
   if (format.mask != 0) type->SetUINT32(MF_MT_AUDIO_CHANNEL_MASK, format.mask);
-  if (format.valid_bits != 0) {
-    type->SetUINT32(MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, format.valid_bits);
-  }
+  if (format.valid_bits != 0) type->SetUINT32(MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, format.valid_bits);
   return type;
 }
 

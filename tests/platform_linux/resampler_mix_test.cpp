@@ -92,9 +92,8 @@ TEST_F(ResamplerMixTest, NothingEverClips) {
   const Format surround = Float(48'000, 8), stereo = Pcm(16, 0, 44'100);
   const std::vector<double> loud(38'400, 1.0);
   for (const double sample :
-       Decode(ResamplerDriver(surround, stereo).Run(Encode(loud, surround)), stereo)) {
+       Decode(ResamplerDriver(surround, stereo).Run(Encode(loud, surround)), stereo))
     ASSERT_GE(sample, 0.99);
-  }
 }
 
 }  // namespace

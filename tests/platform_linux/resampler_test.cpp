@@ -99,9 +99,8 @@ TEST_F(ResamplerTest, EveryRateKeepsToneAndTime) {
     const auto expected = Decode(Encode(Tone(440, output, c.output), output), output);
     const std::size_t lead = actual.size() / 4;
     double worst = 0;
-    for (std::size_t i = lead; i < actual.size(); ++i) {
+    for (std::size_t i = lead; i < actual.size(); ++i)
       worst = std::max(worst, std::abs(actual[i] - expected[i]));
-    }
     EXPECT_LE(worst, c.tolerance) << c.input << " to " << c.output;
   }
 }

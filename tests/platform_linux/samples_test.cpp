@@ -19,9 +19,8 @@ TEST(Samples, MayBeReleasedOnAnyThread) {
     for (auto& buffer : buffers) MFCreateMemoryBuffer(4'000, buffer.Put());
     std::thread([&buffers] {
       thread_local std::vector<ComPtr<IMFMediaBuffer>> until_the_end;
-      for (std::size_t i = 0; i < buffers.size(); i += 2) {
+      for (std::size_t i = 0; i < buffers.size(); i += 2)
         until_the_end.push_back(std::move(buffers[i]));
-      }
       for (auto& buffer : buffers) buffer.Reset();
     }).join();
   }

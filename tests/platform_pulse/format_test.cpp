@@ -41,9 +41,8 @@ TEST_F(PulseFormats, ChannelsFollowTheMaskWhateverTheServersOrder) {
     const auto sink_channels =
         static_cast<std::size_t>(std::count(map.begin(), map.end(), ',') + 1);
     std::vector<float> levels;
-    for (std::size_t i = 0; i < kRate * sink_channels; ++i) {
+    for (std::size_t i = 0; i < kRate * sink_channels; ++i)
       levels.push_back(static_cast<float>(i % sink_channels + 1) / 16);
-    }
     const Player player("layout", levels, Player::kOverAndOver, one.map);
     StartCapture(stream);
     std::vector<float> heard;

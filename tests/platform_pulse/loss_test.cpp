@@ -14,9 +14,7 @@ void ExpectInvalidated(Stream& stream) {
   IAudioClient& client = *stream.client.Get();
   UINT32 frames = 0;
   ASSERT_TRUE(Eventually([&] {
-    if (stream.render) {
-      return client.GetCurrentPadding(&frames) == AUDCLNT_E_DEVICE_INVALIDATED;
-    }
+    if (stream.render) return client.GetCurrentPadding(&frames) == AUDCLNT_E_DEVICE_INVALIDATED;
     const Packet packet(stream);
     stream.capture->ReleaseBuffer(packet.frames);
     return packet.result == AUDCLNT_E_DEVICE_INVALIDATED;
@@ -72,7 +70,8 @@ TEST_F(PulseLoss, OfTheEndpoint) {
 
 // The last one, for it leaves the server dead.
 TEST_F(PulseLoss, OfTheServer) {
-  LoseBoth(Find(u"Zevra Speakers").Get(), [] { SignalServer(SIGKILL); });
+  LoseBoth(
+      Find(u"Zevra Speakers").Get(), [] { SignalServer(SIGKILL); });
 }
 
 }  // namespace

@@ -18,9 +18,8 @@ Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*)) {
   ZevraDeviceList list{};
   EXPECT_EQ(list_function(&list), 0);
   Names names;
-  for (std::uint32_t row = 0; row < list.count; ++row) {
+  for (std::uint32_t row = 0; row < list.count; ++row)
     names.push_back(std::filesystem::path(list.names[row]).string());  // in UTF-8
-  }
   return names;
 }
 

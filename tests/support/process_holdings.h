@@ -20,9 +20,8 @@ namespace zevra::test {
 // Lowest first.
 inline std::vector<int> OpenDescriptors() {
   std::vector<int> open;
-  for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+  for (int descriptor = 0; descriptor < 1024; ++descriptor)
     if (fcntl(descriptor, F_GETFD) >= 0) open.push_back(descriptor);
-  }
   return open;
 }
 

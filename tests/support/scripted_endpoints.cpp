@@ -117,13 +117,12 @@ class ScriptedClient final : public ComObject<IAudioClient> {
   HRESULT Stop() override { return Step(script_, "Stop"); }
   HRESULT GetService(REFIID iid, void** service) override {
     if (script_.Fails("GetService")) return kFailure;
-    if (IsEqualGUID(iid, IID_IAudioCaptureClient)) {
+    if (IsEqualGUID(iid, IID_IAudioCaptureClient))
       *service = static_cast<IAudioCaptureClient*>(MakeCom<ScriptedCapture>(script_));
-    } else if (IsEqualGUID(iid, IID_IAudioRenderClient)) {
+    else if (IsEqualGUID(iid, IID_IAudioRenderClient))
       *service = static_cast<IAudioRenderClient*>(MakeCom<ScriptedRender>(script_, frame_bytes_));
-    } else {
+    else
       return E_NOTIMPL;
-    }
     return S_OK;
   }
 
@@ -175,13 +174,12 @@ class ScriptedDevice final : public ComObject<IMMDevice> {
       : script_(script), endpoint_(endpoint) {}
   HRESULT Activate(REFIID iid, DWORD, PROPVARIANT*, void** object) override {
     if (script_.Fails("Activate")) return kFailure;
-    if (IsEqualGUID(iid, IID_IAudioClient)) {
+    if (IsEqualGUID(iid, IID_IAudioClient))
       *object = static_cast<IAudioClient*>(MakeCom<ScriptedClient>(script_));
-    } else if (IsEqualGUID(iid, IID_IAudioEndpointVolume)) {
+    else if (IsEqualGUID(iid, IID_IAudioEndpointVolume))
       *object = static_cast<IAudioEndpointVolume*>(MakeCom<ScriptedVolume>(script_));
-    } else {
+    else
       return E_NOTIMPL;
-    }
     return S_OK;
   }
   HRESULT OpenPropertyStore(DWORD, IPropertyStore** store) override {
@@ -221,9 +219,8 @@ class ScriptedEnumerator final : public ComObject<IMMDeviceEnumerator> {
     const std::string detail = std::to_string(flow) + " " + std::to_string(states);
     if (script_.Fails("EnumAudioEndpoints", detail)) return kFailure;
     std::vector<ScriptedEndpoint> found;
-    for (const ScriptedEndpoint& endpoint : script_.endpoints) {
+    for (const ScriptedEndpoint& endpoint : script_.endpoints)
       if (flow == eAll || endpoint.flow == flow) found.push_back(endpoint);
-    }
     *devices = MakeCom<ScriptedCollection>(script_, std::move(found));
     return S_OK;
   }

@@ -109,12 +109,10 @@ class ScriptedTransform final : public ComObject<IMFTransform, IWMResamplerProps
  public:
   explicit ScriptedTransform(ScriptedPlatform& script) : script_(script) {}
   HRESULT QueryInterface(REFIID iid, void** object) override {
-    if (IsEqualGUID(iid, IID_IMFTransform) && script_.Fails("QueryInterface(IMFTransform)")) {
+    if (IsEqualGUID(iid, IID_IMFTransform) && script_.Fails("QueryInterface(IMFTransform)"))
       return kFailure;
-    }
-    if (IsEqualGUID(iid, IID_IWMResamplerProps) && script_.Fails("QueryInterface(props)")) {
+    if (IsEqualGUID(iid, IID_IWMResamplerProps) && script_.Fails("QueryInterface(props)"))
       return kFailure;
-    }
     return ComObject::QueryInterface(iid, object);
   }
   HRESULT SetInputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetInputType"); }

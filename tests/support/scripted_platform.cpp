@@ -66,9 +66,8 @@ bool ScriptedPlatform::FailsWithLastError(const std::string& name, const std::st
 std::vector<std::string> ScriptedPlatform::Journal(const std::string& side) const {
   const std::lock_guard hold(mutex_);
   std::vector<std::string> calls;
-  for (const auto& [caller, call] : journal_) {
+  for (const auto& [caller, call] : journal_)
     if (caller == side) calls.push_back(call);
-  }
   return calls;
 }
 

@@ -46,9 +46,8 @@ class CaptureSweep : public ScriptedHost {
  protected:
   CaptureSweep() {
     deliveries.clear();
-    for (const DWORD flags : {DWORD{0}, DWORD{AUDCLNT_BUFFERFLAGS_SILENT}, DWORD{1}}) {
+    for (const DWORD flags : {DWORD{0}, DWORD{AUDCLNT_BUFFERFLAGS_SILENT}, DWORD{1}})
       script.packets.push_back({480, flags, std::vector<BYTE>(3840, 0x11)});
-    }
     script.pulls = {{1, 2, 3, 4}, {5, 6}};
   }
 
@@ -58,9 +57,7 @@ class CaptureSweep : public ScriptedHost {
     log.Clear();
     const ZevraAudioFormat format = SpeechFormat();
     const std::int32_t result = ZevraStartCapture(handle, &format, Collect, this);
-    if (result == 0) {
-      EXPECT_TRUE(Eventually(Parked));
-    }
+    if (result == 0) EXPECT_TRUE(Eventually(Parked));
     EXPECT_EQ(ZevraStopCapture(handle), 0);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
     return result;
@@ -212,9 +209,8 @@ bool Names(const std::string& calls, const std::string& call) {
 
 const Outcome* Expected(const std::string& call, int occurrence) {
   const auto& outcomes = Outcomes();
-  for (const std::string& key : {call + " " + std::to_string(occurrence), call}) {
+  for (const std::string& key : {call + " " + std::to_string(occurrence), call})
     if (const auto found = outcomes.find(key); found != outcomes.end()) return &found->second;
-  }
   return call.starts_with("stream:") && Names(kConversion, call.substr(7)) ? &kCarriesOn : nullptr;
 }
 
@@ -331,9 +327,8 @@ TEST_F(CaptureSweep, ClosestFormatTakesThePlaceOfTheMixFormat) {
   EXPECT_EQ(Capture(), 0);
   const Lines calls = script.Journal("stream:");
   for (const char* call : {"Initialize 0 131072 0 0 tag=65534 bits=32 block=4 rate=44100",
-                           "SetUINT32 rate=44100", "MFCreateMemoryBuffer 1920"}) {
+                           "SetUINT32 rate=44100", "MFCreateMemoryBuffer 1920"})
     EXPECT_THAT(calls, ::testing::Contains(call));
-  }
   ASSERT_EQ(log.Lines().size(), 2U);
   EXPECT_EQ(log.Lines()[1],
             "ZevraImpl::LoopBackCapture | IsFormatSupported | error | 1, change closest format");

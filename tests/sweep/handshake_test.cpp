@@ -33,9 +33,7 @@ void StopFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
 
 void CloseFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
   const bool first = callbacks++ == 0;
-  if (first) {
-    EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
-  }
+  if (first) EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
 }
 
 void ThrowFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { throw 1; }
@@ -88,9 +86,7 @@ TEST_F(Handshake, StopFromInsideTheCallback) {
     ASSERT_EQ(ZevraStartCapture(in_callback, &format, StopFromInside, nullptr), 0);
     EXPECT_TRUE(Eventually([] { return callbacks == 3; }));
     // In turn the next start, a stop and the close give back what the stream held.
-    if (round == 1) {
-      EXPECT_EQ(ZevraStopCapture(in_callback), 0);
-    }
+    if (round == 1) EXPECT_EQ(ZevraStopCapture(in_callback), 0);
   }
   EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
 }

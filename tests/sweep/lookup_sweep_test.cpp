@@ -212,9 +212,8 @@ TEST_F(LookupSweep, Lists) {
     std::memset(&list, 0xAB, sizeof list);
     EXPECT_EQ(ZevraGetDeviceList(&list), item.result);
     Lines expected;
-    if (item.line != nullptr) {
+    if (item.line != nullptr)
       expected.push_back(std::string("::ZevraGetDeviceList | error | ") + item.line);
-    }
     EXPECT_EQ(log.Lines(), expected);
     ASSERT_EQ(list.count, item.rows.size());
     for (std::size_t row = 0; row < ZEVRA_DEVICE_LIST_ROWS; ++row) {
@@ -269,9 +268,8 @@ TEST_F(LookupSweep, BadArguments) {
   EXPECT_EQ(ZevraStartPlay(nullptr), ZEVRA_E_HANDLE);
   EXPECT_EQ(ZevraGetVolume(nullptr, &volume), ZEVRA_E_HANDLE);
   EXPECT_EQ(ZevraGetVolume(handle, nullptr), ZEVRA_E_POINTER);
-  for (const auto stop : {ZevraStopCapture, ZevraStopPlay, ZevraCloseDevice}) {
+  for (const auto stop : {ZevraStopCapture, ZevraStopPlay, ZevraCloseDevice})
     EXPECT_EQ(stop(nullptr), 0);
-  }
   EXPECT_EQ(ZevraCloseDevice(handle), 0);
 
   std::thread([] {

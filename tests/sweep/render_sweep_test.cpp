@@ -33,9 +33,7 @@ class RenderSweep : public ScriptedHost {
     ZevraHandle const handle = OpenDefault();
     log.Clear();
     const std::int32_t result = ZevraStartPlay(handle);
-    if (result == 0) {
-      EXPECT_TRUE(Eventually([&] { return FilledTimes(platform, fills); }));
-    }
+    if (result == 0) EXPECT_TRUE(Eventually([&] { return FilledTimes(platform, fills); }));
     EXPECT_EQ(ZevraStopPlay(handle), 0);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
     return result;
@@ -101,10 +99,8 @@ TEST_F(RenderSweep, EveryCallFailsInTurn) {
   for (const char* call :
        {"host:CoInitialize", "host:CoCreateInstance(enumerator)", "host:GetDefaultAudioEndpoint",
         "host:OpenPropertyStore", "host:GetValue", "host:SetEvent", "host:WaitForSingleObject",
-        "host:CloseHandle", "stream:SetEvent", "stream:Sleep", "stream:Stop",
-        "stream:CloseHandle"}) {
+        "host:CloseHandle", "stream:SetEvent", "stream:Sleep", "stream:Stop", "stream:CloseHandle"})
     left.erase(call);
-  }
   for (const Case& failure : cases) {
     SCOPED_TRACE(failure.call);
     ScriptedPlatform failing;

@@ -66,9 +66,8 @@ std::uint32_t wanted_levels = 0;
 std::uint32_t LevelOf(std::string_view label) {
   constexpr std::pair<std::string_view, std::uint32_t> kLabels[] = {
       {"ERR", kLevelError}, {"WAN", kLevelWarn}, {"VBS", kLevelVerbose}, {"TRC", kLevelTrace}};
-  for (const auto& [text, level] : kLabels) {
+  for (const auto& [text, level] : kLabels)
     if (label == text) return level;
-  }
   return 0;
 }
 
@@ -129,9 +128,8 @@ LogCapture::~LogCapture() { Clear(); }
 std::vector<std::string> LogCapture::Lines() const {
   const std::lock_guard hold(lines_mutex);
   std::vector<std::string> wanted;
-  for (const auto& [level, line] : lines) {
+  for (const auto& [level, line] : lines)
     if ((level & wanted_levels) != 0) wanted.push_back(line);
-  }
   return wanted;
 }
 

@@ -30,9 +30,8 @@ bool RedirectImport(HMODULE module, const char* name, void* function) {
     for (; names->u1.AddressOfData != 0; ++names, ++entry) {
       if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
       const auto offset = static_cast<DWORD>(names->u1.AddressOfData);
-      if (std::strcmp(At<IMAGE_IMPORT_BY_NAME>(module, offset)->Name, name) == 0) {
+      if (std::strcmp(At<IMAGE_IMPORT_BY_NAME>(module, offset)->Name, name) == 0)
         return Write(*entry, function);
-      }
     }
   }
   return false;

@@ -51,9 +51,8 @@ std::vector<std::string> debugger_lines;
 LONG WINAPI KeepDebuggerLine(EXCEPTION_POINTERS* pointers) {
   constexpr DWORD kPrintException = 0x40010006;
   const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
-  if (record.ExceptionCode == kPrintException && record.NumberParameters >= 2) {
+  if (record.ExceptionCode == kPrintException && record.NumberParameters >= 2)
     debugger_lines.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
-  }
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
@@ -151,9 +150,8 @@ void ExpectInFile(const std::string& log, const std::string& lines) {
   EXPECT_TRUE(text.ends_with("=\r\n" + lines)) << text;
   EXPECT_THAT(text, HasSubstr("\r\n\tModule:      " + BesideTheLibrary("zevra.dll") + " 20"));
   EXPECT_THAT(text, HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
     EXPECT_EQ(text[at - 1], '\r') << at;
-  }
 }
 
 // A process has one log for good, so that one test goes through its life.

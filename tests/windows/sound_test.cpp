@@ -87,9 +87,8 @@ class Capture {
     EXPECT_EQ(ZevraStopCapture(device_), 0);
     const std::vector<std::uint8_t> bytes = recording_.Bytes();
     ASSERT_GE(bytes.size(), BytesOf(format_, first + kJudged));
-    for (unsigned channel = 0; channel < wanted_.channels; ++channel) {
+    for (unsigned channel = 0; channel < wanted_.channels; ++channel)
       ExpectTone(FitSecond(bytes, format_, channel, first, tone_), tone_, wanted_.snr_db);
-    }
   }
 
  private:
@@ -137,9 +136,8 @@ TEST_F(Monitor, TheListsAreThoseOfTheServer) {
 
 TEST_F(Monitor, ATonePassesUnbrokenInEveryFormat) {
   Captures captures;
-  for (const Case& wanted : kCases) {
+  for (const Case& wanted : kCases)
     captures.push_back(std::make_unique<Capture>(kMonitor, ZEVRA_FLOW_CAPTURE, wanted, kPlayed));
-  }
   for (const auto& capture : captures) capture->Judge();
 }
 
@@ -158,9 +156,8 @@ std::vector<std::string> Output(const std::string& command) {
 // The example, a host in plain C.
 TEST_F(Monitor, TheExampleRecordsIt) {
   std::string row;
-  for (const std::string& line : Output("record.exe")) {
+  for (const std::string& line : Output("record.exe"))
     if (line.ends_with("  " + Narrow(kMonitor))) row = line.substr(0, line.find(' '));
-  }
   ASSERT_FALSE(row.empty());
   const char* const path = "recorded.wav";
   EXPECT_THAT(Output(std::string("record.exe ") + path + " 5 " + row),

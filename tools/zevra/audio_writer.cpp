@@ -66,9 +66,8 @@ void MakeHeaderPlain(const std::string& path) {
                     std::memcmp(header, "RIFF", 4) == 0 &&
                     std::memcmp(header + kFormatTagOffset - 8, "fmt ", 4) == 0 &&
                     std::memcmp(header + kFormatTagOffset, kExtensibleTag, 2) == 0;
-  if (ours && std::fseek(file, kFormatTagOffset, SEEK_SET) == 0) {
+  if (ours && std::fseek(file, kFormatTagOffset, SEEK_SET) == 0)
     std::fwrite(kPcmTag, sizeof(kPcmTag), 1, file);
-  }
   std::fclose(file);
 }
 
@@ -89,9 +88,8 @@ constexpr int kSpeakers[] = {
 
 std::vector<int> SpeakersOf(std::uint16_t channels) {
   std::vector<int> speakers;
-  for (std::size_t bit = 0; bit < std::size(kSpeakers); ++bit) {
+  for (std::size_t bit = 0; bit < std::size(kSpeakers); ++bit)
     if ((SpeakerMask(channels) >> bit & 1U) != 0) speakers.push_back(kSpeakers[bit]);
-  }
   return speakers;
 }
 
@@ -123,9 +121,8 @@ class FileWriter final : public AudioWriter {
   FileWriter& operator=(const FileWriter&) = delete;
 
   void Write(std::span<const std::uint8_t> audio) override {
-    if (!(container_ == Container::kFlac ? WriteSamples(audio) : WriteBytes(audio))) {
+    if (!(container_ == Container::kFlac ? WriteSamples(audio) : WriteBytes(audio)))
       FailWriting(path_, Reason());
-    }
     if (steady_clock::now() - header_time_ < kHeaderInterval) return;
     header_time_ = steady_clock::now();
     sf_command(file_, SFC_UPDATE_HEADER_NOW, nullptr, 0);

@@ -85,13 +85,12 @@ std::string LevelBar(const Terminal& terminal, double decibels, double mark, std
     const double right_end =
         kQuietest - kQuietest * static_cast<double>(column + 1) / static_cast<double>(columns);
     const unsigned steps = StepsIn(column, filled);
-    if (steps == 0 && column == marked && mark > kQuietest) {
+    if (steps == 0 && column == marked && mark > kQuietest)
       painter.Put(ColourAt(right_end), utf8 ? "│" : "|");
-    } else if (utf8) {
+    else if (utf8)
       painter.Put(ColourAt(right_end), Eighths(steps));
-    } else {
+    else
       painter.Put(ColourAt(right_end), steps * 2 >= kStepsPerColumn ? "#" : " ");
-    }
   }
   painter.Put(kDim, utf8 ? "▏" : "]");
   return painter.Finish();

@@ -48,9 +48,8 @@ void Capture::OnPacket(void* /*reserved*/, std::uint32_t silent, const std::uint
   Capture& capture = *running_capture.load(std::memory_order_acquire);
   capture.packets_.fetch_add(1, std::memory_order_relaxed);
   capture.silent_.fetch_add(silent, std::memory_order_relaxed);
-  if (length > 0 && !capture.ring_.Push({data, length})) {
+  if (length > 0 && !capture.ring_.Push({data, length}))
     capture.lost_.fetch_add(length, std::memory_order_relaxed);
-  }
 }
 
 std::span<const std::uint8_t> Capture::Take() {
@@ -66,9 +65,8 @@ std::span<const std::uint8_t> Capture::Take() {
 }
 
 void Capture::CheckThatItRuns() {
-  if (packets_seen_ >= kPacketsWithoutAudio && bytes_seen_ == 0) {
+  if (packets_seen_ >= kPacketsWithoutAudio && bytes_seen_ == 0)
     throw Failure("the library can't convert to " + format_.Text());
-  }
   if (steady_clock::now() - quiet_since_ < kQuietBeforeCheck) return;
   quiet_since_ = steady_clock::now();
   // A start tells both apart: it leaves a running stream alone and says so.

@@ -34,13 +34,12 @@ std::string EndpointKind(Flow flow) {
   std::copy_if(names.begin(), names.end(), std::back_inserter(alike),
                [&name](const std::string& known) { return ContainsIgnoringCase(known, name); });
   std::string hint;
-  if (!alike.empty()) {
+  if (!alike.empty())
     hint = "; did you mean " + Enumerated(alike) + "?";
-  } else if (!names.empty()) {
+  else if (!names.empty())
     hint = "; there are " + Enumerated(names);
-  } else {
+  else
     hint = "; there is none at all";
-  }
   throw Failure("no " + EndpointKind(flow) + " is named " + Quoted(name) + hint);
 }
 
@@ -57,9 +56,8 @@ std::string EndpointKind(Flow flow) {
 
 // The name as the endpoint itself writes it.
 std::string ProperName(const std::string& name, Flow flow) {
-  for (const std::string& known : ListNames(flow)) {
+  for (const std::string& known : ListNames(flow))
     if (EqualIgnoringCase(known, name)) return known;
-  }
   return name;
 }
 
@@ -70,13 +68,12 @@ Device OpenByName(const std::string& name, Flow flow) {
     if (flow != Flow::kBoth && flow != one) continue;
     ZevraHandle handle = nullptr;
     const std::int32_t result = ZevraOpenDevice(&handle, wide.c_str(), DataFlow(one));
-    if (result >= 0) {
+    if (result >= 0)
       found.emplace_back(handle, ProperName(name, one), one);
-    } else if (result == ZEVRA_E_UNEXPECTED) {
+    else if (result == ZEVRA_E_UNEXPECTED)
       FailAmbiguous(name, one);
-    } else if (result != ZEVRA_E_NOT_FOUND) {
+    else if (result != ZEVRA_E_NOT_FOUND)
       throw Failure("can't open " + Quoted(name) + ": " + ResultText(result));
-    }
   }
   if (found.empty()) FailUnknown(name, flow);
   if (found.size() > 1) {
@@ -118,13 +115,10 @@ std::vector<std::string> ListNames(Flow flow) {
                                                       : ZevraGetDeviceList;
   ZevraDeviceList list{};
   const std::int32_t result = list_function(&list);
-  if (result < 0 && list.count == 0) {
+  if (result < 0 && list.count == 0)
     throw Failure("can't list the endpoints: " + ResultText(result));
-  }
   std::vector<std::string> names;
-  for (std::uint32_t row = 0; row < list.count; ++row) {
-    names.push_back(ToUtf8(list.names[row]));
-  }
+  for (std::uint32_t row = 0; row < list.count; ++row) names.push_back(ToUtf8(list.names[row]));
   return names;
 }
 

@@ -29,9 +29,8 @@ std::optional<std::string> NameOf(IMMDevice& device) {
 }
 
 bool IsFloat(const WAVEFORMATEX& format) {
-  if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE) {
+  if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE)
     return format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
-  }
   WAVEFORMATEXTENSIBLE extensible{};
   std::memcpy(&extensible, &format, sizeof(extensible));
   return IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT);
@@ -58,9 +57,8 @@ void AddFlow(IMMDeviceEnumerator& enumerator, Flow flow, bool with_formats,
   ComPtr<IMMDeviceCollection> devices;
   UINT count = 0;
   if (FAILED(enumerator.EnumAudioEndpoints(platform_flow, DEVICE_STATE_ACTIVE, devices.Put())) ||
-      FAILED(devices->GetCount(&count))) {
+      FAILED(devices->GetCount(&count)))
     return;
-  }
   const std::string default_name = DefaultName(enumerator, platform_flow);
   for (UINT index = 0; index < count; ++index) {
     ComPtr<IMMDevice> device;

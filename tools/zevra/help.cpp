@@ -34,9 +34,8 @@ std::string FirstSentence(const std::string& text) {
 
 std::string Usage(const CLI::App& app, const std::string& path) {
   std::string out = path + " [OPTIONS]";
-  for (const CLI::Option* option : app.get_options()) {
+  for (const CLI::Option* option : app.get_options())
     if (option->get_positional()) out += " " + option->get_name();
-  }
   return app.get_subcommands({}).empty() ? out : path + " COMMAND [OPTIONS]";
 }
 
@@ -74,17 +73,15 @@ std::vector<const CLI::Option*> Options(const CLI::App& app, bool positional) {
 // Dots and apostrophes at the start of a line are orders in roff, dashes are not what they seem.
 std::string Roff(const std::string& text) {
   std::string out;
-  for (const char character : text) {
-    if (character == '\\') {
+  for (const char character : text)
+    if (character == '\\')
       out += "\\e";
-    } else if (character == '-') {
+    else if (character == '-')
       out += "\\-";
-    } else if ((character == '.' || character == '\'') && (out.empty() || out.back() == '\n')) {
+    else if ((character == '.' || character == '\'') && (out.empty() || out.back() == '\n'))
       out += std::string("\\&") + character;
-    } else {
+    else
       out += character;
-    }
-  }
   return out;
 }
 
@@ -95,10 +92,9 @@ void AppendItem(std::string& page, const std::string& what, const std::string& t
 void AppendCommand(std::string& page, const CLI::App& command, const std::string& path) {
   page += ".SS " + Roff(Usage(command, path)) + "\n" + Roff(command.get_description()) + "\n";
   for (const bool positional : {true, false}) {
-    for (const CLI::Option* option : Options(command, positional)) {
+    for (const CLI::Option* option : Options(command, positional))
       if (option != command.get_help_ptr())
         AppendItem(page, Spelling(*option), Explanation(*option));
-    }
   }
   if (command.get_footer().empty()) return;
   page += ".PP\nExamples:\n.PP\n.nf\n.RS\n" + Roff(command.get_footer()) + "\n.RE\n.fi\n";
@@ -120,9 +116,8 @@ std::string HelpText(const CLI::App& app, const std::string& path) {
   for (const bool positional : {true, false}) {
     const auto options = Options(app, positional);
     if (!options.empty()) out += positional ? "\nArguments:\n" : "\nOptions:\n";
-    for (const CLI::Option* option : options) {
+    for (const CLI::Option* option : options)
       out += "  " + Spelling(*option) + "\n" + Wrapped(Explanation(*option), kTextIndent);
-    }
   }
   if (app.get_footer().empty()) return out;
   return out + (whole ? "\nExit status:\n" : "\nExamples:\n") + Indented(app.get_footer(), 2);
@@ -134,13 +129,11 @@ std::string ManualPage(const CLI::App& app, const std::string& version) {
   page += ".SH SYNOPSIS\n\\fBzevra\\fR COMMAND [OPTIONS]\n";
   page += ".SH DESCRIPTION\n" + Roff(app.get_description()) + "\n";
   page += ".SH COMMANDS\n";
-  for (const CLI::App* command : app.get_subcommands({})) {
+  for (const CLI::App* command : app.get_subcommands({}))
     AppendCommand(page, *command, app.get_name() + " " + command->get_name());
-  }
   page += ".SH OPTIONS\n";
-  for (const CLI::Option* option : Options(app, false)) {
+  for (const CLI::Option* option : Options(app, false))
     AppendItem(page, Spelling(*option), Explanation(*option));
-  }
   page += ".SH EXIT STATUS\n.nf\n" + Roff(app.get_footer()) + "\n.fi\n";
   return page;
 }

@@ -21,9 +21,8 @@ std::string OwnPath() {
 
 std::string FullPath(const std::string& library) {
   std::error_code error;
-  if (!std::filesystem::is_regular_file(library, error)) {
+  if (!std::filesystem::is_regular_file(library, error))
     throw Failure("there is no library " + library);
-  }
   return std::filesystem::absolute(library, error).lexically_normal().string();
 }
 
@@ -38,13 +37,11 @@ void Log(const Options& options) {
                report.config_file + (report.config_file_found ? "" : " (not there: defaults)")}});
   std::puts("");
   std::vector<std::vector<std::string>> table = {{"SETTING", "FROM", "VALUE"}};
-  for (const Log_Setting& setting : report.settings) {
+  for (const Log_Setting& setting : report.settings)
     table.push_back({setting.key, setting.source, setting.value});
-  }
   PrintTable(table);
-  for (const std::string& warning : report.warnings) {
+  for (const std::string& warning : report.warnings)
     std::fprintf(stderr, "zevra: warning: %s\n", warning.c_str());
-  }
 }
 
 }  // namespace zevra::command

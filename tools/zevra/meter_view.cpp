@@ -61,9 +61,8 @@ void MeterView::Draw(double seconds, double since_last) {
   // The last column stays free: a full line would wrap on some terminals.
   const std::size_t width = terminal_.Width() - 1;
   std::vector<std::string> lines = {TimeLine(seconds, width)};
-  for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel) {
+  for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel)
     lines.push_back(BarLine(channel, width));
-  }
   terminal_.Redraw(lines);
 }
 

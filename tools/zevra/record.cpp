@@ -93,9 +93,8 @@ class Recording {
     }
     // What arrived before Ctrl-C belongs to the recording too.
     for (auto rest = capture.Take(); frames_ < frames_wanted_ && !rest.empty();
-         rest = capture.Take()) {
+         rest = capture.Take())
       Consume(rest);
-    }
   }
 
   void Consume(std::span<const std::uint8_t> audio) {

@@ -71,9 +71,8 @@ const std::map<std::string, SampleType>& SampleTypeNames() {
 }
 
 std::string NameOf(SampleType type) {
-  for (const auto& [name, named] : SampleTypeNames()) {
+  for (const auto& [name, named] : SampleTypeNames())
     if (named == type) return name;
-  }
   return {};
 }
 

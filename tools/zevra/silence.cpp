@@ -27,9 +27,8 @@ void Silence(const Options& options) {
   choice.flow = Flow::kRender;
   const Device device = OpenDevice(choice);
   const KeepAlive silence(device);
-  if (silence.result() != ZEVRA_OK) {
+  if (silence.result() != ZEVRA_OK)
     throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));
-  }
   Terminal terminal(stdout);
   if (!options.quiet) terminal.Line("Playing silence on " + device.Text());
 

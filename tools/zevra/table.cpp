@@ -11,9 +11,8 @@ void PrintTable(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths;
   for (const auto& cells : rows) {
     widths.resize(std::max(widths.size(), cells.size()));
-    for (std::size_t i = 0; i < cells.size(); ++i) {
+    for (std::size_t i = 0; i < cells.size(); ++i)
       widths[i] = std::max(widths[i], Columns(cells[i]));
-    }
   }
   for (const auto& cells : rows) {
     std::string line;

@@ -50,11 +50,10 @@ void Terminal::Line(const std::string& text) {
 
 void Terminal::Redraw(const std::vector<std::string>& lines) {
   std::string frame;
-  if (block_lines_ == 0) {
+  if (block_lines_ == 0)
     frame = "\x1b[?25l";  // no cursor dancing about
-  } else {
+  else
     frame = "\r\x1b[" + std::to_string(block_lines_) + "A";
-  }
   for (const std::string& line : lines) frame += line + "\x1b[K\n";
   frame += "\x1b[J";
   std::fwrite(frame.data(), 1, frame.size(), out_);

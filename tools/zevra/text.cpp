@@ -19,15 +19,14 @@ char32_t TakeCharacter(std::string_view& text) {
   int more = 0;
   char32_t character = 0;
   char32_t least = 0;
-  if (first >= 0xC2 && first <= 0xDF) {
+  if (first >= 0xC2 && first <= 0xDF)
     more = 1, character = first & 0x1FU, least = 0x80;
-  } else if (first >= 0xE0 && first <= 0xEF) {
+  else if (first >= 0xE0 && first <= 0xEF)
     more = 2, character = first & 0x0FU, least = 0x800;
-  } else if (first >= 0xF0 && first <= 0xF4) {
+  else if (first >= 0xF0 && first <= 0xF4)
     more = 3, character = first & 0x07U, least = 0x10000;
-  } else {
+  else
     return kReplacement;
-  }
   for (; more > 0; --more) {
     if (text.empty()) return kReplacement;
     const auto next = static_cast<unsigned char>(text.front());

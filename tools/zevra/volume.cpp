@@ -13,9 +13,8 @@ void Volume(const Options& options) {
   const Device device = OpenDevice(options.endpoint);
   float volume = 0;
   const std::int32_t result = ZevraGetVolume(device.handle(), &volume);
-  if (result < 0) {
+  if (result < 0)
     throw Failure("can't read the volume of " + device.Text() + ": " + ResultText(result));
-  }
   std::printf("%s: %.0f %%\n", device.name().empty() ? "default" : device.name().c_str(),
               static_cast<double>(volume) * 100);
 }
