@@ -16,7 +16,7 @@
 using zevra::Guarded;
 using zevra::Os;
 using zevra::TraceScope;
-using zevra::platform::Hex;
+using zevra::Hex;
 
 namespace {
 

@@ -147,7 +147,7 @@ Swr OpenSwr(const Pair& pair) {
   Swr swr(swr_alloc());
   SetSide(swr.get(), "in", pair.source);
   SetSide(swr.get(), "out", pair.target);
-  const platform::SwrFilter filter = platform::FilterFor(
+  const SwrFilter filter = FilterFor(
       pair.source.samples_per_second, pair.target.samples_per_second, kHalfFilterLength);
   av_opt_set_sample_fmt(swr.get(), "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
   av_opt_set_int(swr.get(), "filter_size", filter.filter_size, 0);
@@ -158,9 +158,9 @@ Swr OpenSwr(const Pair& pair) {
   av_opt_set_int(swr.get(), "linear_interp", 1, 0);
   av_opt_set_int(swr.get(), "phase_shift", filter.phase_shift, 0);
   if (pair.source.channel_mask != pair.target.channel_mask) {
-    platform::MixMatrix gains;
-    platform::BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
-    swr_set_matrix(swr.get(), gains[0].data(), platform::kMixChannels);
+    MixMatrix gains;
+    BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
+    swr_set_matrix(swr.get(), gains[0].data(), kMixChannels);
   }
   return swr_init(swr.get()) >= 0 ? std::move(swr) : nullptr;
 }

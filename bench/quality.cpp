@@ -17,7 +17,7 @@
 
 namespace {
 
-using zevra::platform::ComPtr;
+using zevra::ComPtr;
 using Signal = std::vector<float>;
 
 constexpr LONG kHalfFilterLength = 60;
@@ -59,7 +59,7 @@ class TransformConverter final : public Converter {
  public:
   explicit TransformConverter(Rates rates) : rates_(rates) {
     Require(
-        zevra::platform::CreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
+        zevra::CreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
                                         IID_IMFTransform, transform_.PutVoid()),
         "CreateInstance");
     Require(transform_->SetInputType(0, MediaType(rates.input).Get(), 0), "SetInputType");

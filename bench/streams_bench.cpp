@@ -44,11 +44,11 @@ double MillisecondsOf(const std::function<void()>& work) {
 // Half of the default render endpoint's period, in milliseconds.
 double PollMs() {
   namespace platform = zevra::platform;
-  platform::ComPtr<IMMDeviceEnumerator> enumerator;
-  platform::ComPtr<IMMDevice> device;
-  platform::ComPtr<IAudioClient> client;
+  ComPtr<IMMDeviceEnumerator> enumerator;
+  ComPtr<IMMDevice> device;
+  ComPtr<IAudioClient> client;
   REFERENCE_TIME period = 0;
-  platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
+  CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
                            enumerator.PutVoid());
   if (enumerator) enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put());
   if (device) device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid());

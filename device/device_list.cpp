@@ -10,8 +10,6 @@
 namespace zevra {
 namespace {
 
-using platform::ComPtr;
-using platform::Hex;
 
 // A failed call of the list functions: its line, then its code.
 HRESULT Failed(const char* operation, HRESULT result) {

@@ -7,8 +7,8 @@
 
 using zevra::FriendlyName;
 using zevra::TraceScope;
-using zevra::platform::ComPtr;
-using zevra::platform::Hex;
+using zevra::ComPtr;
+using zevra::Hex;
 
 namespace {
 
@@ -87,14 +87,14 @@ HRESULT ZevraImpl::GetSpecifyDevice(LPCWSTR name, std::uint32_t data_flow) {
     FriendlyName found;
     result = ReadTextName(endpoint.Get(), found);
     if (FAILED(result)) return result;
-    if (!zevra::platform::EqualIgnoringCase(found.Text(), name)) continue;
+    if (!zevra::EqualIgnoringCase(found.Text(), name)) continue;
     if (device) return E_UNEXPECTED;
     device = ComPtr<IMMDevice>::Share(endpoint.Get());
     stream_flags = StreamFlags(data_flow, stream_flags);
   }
   if (!device) {
     ZEVRA_LOG_ERROR("ZevraImpl::GetSpecifyDevice | error | No Device Found!");
-    return zevra::platform::ResultFromError(ERROR_NOT_FOUND);
+    return zevra::ResultFromError(ERROR_NOT_FOUND);
   }
   return result;
 }

@@ -4,8 +4,8 @@
 
 namespace zevra {
 
-HRESULT CreateDeviceEnumerator(platform::ComPtr<IMMDeviceEnumerator>* enumerator) {
-  return platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+HRESULT CreateDeviceEnumerator(ComPtr<IMMDeviceEnumerator>* enumerator) {
+  return CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
                                   IID_IMMDeviceEnumerator, enumerator->PutVoid());
 }
 

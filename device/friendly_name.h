@@ -7,7 +7,7 @@
 namespace zevra {
 
 // The enumerator of the endpoints. On a thread with COM.
-HRESULT CreateDeviceEnumerator(platform::ComPtr<IMMDeviceEnumerator>* enumerator);
+HRESULT CreateDeviceEnumerator(ComPtr<IMMDeviceEnumerator>* enumerator);
 
 // An endpoint's friendly name with the store that it came from.
 class FriendlyName {
@@ -22,8 +22,8 @@ class FriendlyName {
   LPCWSTR Text() const;
 
  private:
-  platform::ComPtr<IPropertyStore> store_;
-  platform::PropVariant value_;
+  ComPtr<IPropertyStore> store_;
+  PropVariant value_;
 };
 
 }  // namespace zevra

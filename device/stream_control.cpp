@@ -7,9 +7,9 @@ namespace zevra {
 namespace {
 
 // An unnamed auto-reset event, not signalled.
-HRESULT CreateStreamEvent(platform::UniqueHandle& event) {
-  event = platform::UniqueHandle(Os().CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  return event ? S_OK : platform::ResultFromError(Os().GetLastError());
+HRESULT CreateStreamEvent(UniqueHandle& event) {
+  event = UniqueHandle(Os().CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  return event ? S_OK : ResultFromError(Os().GetLastError());
 }
 
 HRESULT CreateStreamEvents(const StreamFields& stream) {
@@ -38,7 +38,7 @@ HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, voi
   const HRESULT result = CreateStreamEvents(stream);
   if (FAILED(result)) return result;
 
-  stream.thread = platform::UniqueHandle(Os().CreateThread(nullptr, 0, entry, object, 0, nullptr));
+  stream.thread = UniqueHandle(Os().CreateThread(nullptr, 0, entry, object, 0, nullptr));
   if (!stream.thread) {
     const DWORD error = Os().GetLastError();
     ZEVRA_LOG_ERROR("ZevraImpl::%s | error | CreateThread %d", stream.member,

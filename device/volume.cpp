@@ -2,8 +2,8 @@
 #include "log/gate.h"
 #include "platform/result.h"
 
-using zevra::platform::ComPtr;
-using zevra::platform::Hex;
+using zevra::ComPtr;
+using zevra::Hex;
 
 HRESULT ZevraImpl::getVolume(float* volume) const {
   ComPtr<IAudioEndpointVolume> control;

@@ -48,15 +48,15 @@ struct ZevraImpl {
 
   ZevraCaptureCallback capture_callback = nullptr;
   void* callback_context = nullptr;  // held, never passed on
-  zevra::platform::ComPtr<IMMDevice> device;
-  zevra::platform::UniqueHandle capture_thread;
-  zevra::platform::UniqueHandle capture_ready_event;
-  zevra::platform::UniqueHandle capture_stop_event;
+  zevra::ComPtr<IMMDevice> device;
+  zevra::UniqueHandle capture_thread;
+  zevra::UniqueHandle capture_ready_event;
+  zevra::UniqueHandle capture_stop_event;
   ZevraAudioFormat target_format{};
   DWORD stream_flags = 0;  // AUDCLNT_STREAMFLAGS_LOOPBACK or 0, for IAudioClient::Initialize
-  zevra::platform::UniqueHandle play_thread;
-  zevra::platform::UniqueHandle play_ready_event;
-  zevra::platform::UniqueHandle play_stop_event;
+  zevra::UniqueHandle play_thread;
+  zevra::UniqueHandle play_ready_event;
+  zevra::UniqueHandle play_stop_event;
 
  private:
   // True for the one of the start and the capture thread that lets go of the object last.

@@ -5,7 +5,7 @@
 
 #include "platform/com.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 struct Entry {
@@ -59,4 +59,4 @@ HRESULT CreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFIID
   return ::CoCreateInstance(class_id, outer, context, iid, object);
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -13,7 +13,7 @@
 
 #include "platform/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // True if the calling thread has COM initialised.
 bool ComIsInitialized();
@@ -42,6 +42,6 @@ class ClassRegistration {
 HRESULT CreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFIID iid,
                        void** object);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -13,7 +13,7 @@
 // What an implementation of the COM-shaped interfaces stands on, whichever it is: the system's on
 // Linux, the built-in endpoints, a test's scripted ones.
 
-namespace zevra::platform {
+namespace zevra {
 
 template <class Interface>
 inline constexpr const IID* kInterfaceId = nullptr;
@@ -135,6 +135,6 @@ Object* MakeCom(Arguments&&... arguments) noexcept {
   }
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -7,10 +7,10 @@
 #if defined(_WIN32)
 #include "platform/windows/interface_stubs.h"
 #else
-namespace zevra::platform {
+namespace zevra {
 template <class Interface>
 using Stub = Interface;
-}  // namespace zevra::platform
+}  // namespace zevra
 #endif
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "platform/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The result of `work`, with what it throws turned into a code: nothing may be thrown out of an
 // object's operation, nor through the C frames of a library that calls back.
@@ -20,6 +20,6 @@ HRESULT NoThrow(Work&& work) noexcept {
   }
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr Operations kSystem = {
@@ -39,4 +39,4 @@ void ReplaceOperations(const Operations* operations) {
   in_use.store(operations != nullptr ? operations : &kSystem, std::memory_order_release);
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

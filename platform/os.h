@@ -5,7 +5,7 @@
 #include "platform/kernel.h"
 #include "platform/media_foundation.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The system's free functions that the logic calls, under their own names. They stand in a table
 // so that a test can make any one of them fail, on both systems in the same way; what each does is
@@ -44,10 +44,9 @@ const Operations& Os();
 // outlive its use; call it while no stream runs.
 void ReplaceOperations(const Operations* operations);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 namespace zevra {
-using platform::Os;
 }  // namespace zevra
 
 #endif

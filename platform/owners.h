@@ -9,7 +9,7 @@
 // Owners for what the platform hands out. All are move-only, give back in their destructor, and
 // are empty before an out-parameter fills them.
 
-namespace zevra::platform {
+namespace zevra {
 
 // One reference on a COM object.
 template <class Interface>
@@ -131,6 +131,6 @@ class PropVariant {
   PROPVARIANT value_{};
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -3,7 +3,7 @@
 
 #include "platform/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // A Win32 error number as a result code: a value above 0 goes into the Win32 facility, any other
 // stays. (HRESULT_FROM_WIN32, which is a macro or a function by SDK version.)
@@ -16,6 +16,6 @@ constexpr HRESULT ResultFromError(DWORD error) {
 // A result as `%x` takes it, whichever integer type the platform makes of HRESULT.
 constexpr unsigned Hex(HRESULT result) { return static_cast<unsigned>(result); }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

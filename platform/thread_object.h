@@ -7,7 +7,7 @@
 #if defined(_WIN32)
 #include "platform/windows/thread_object.h"
 #else
-namespace zevra::platform {
+namespace zevra {
 
 // The calling thread's object of type T, made when it is first asked for; null if there is no
 // memory for it.
@@ -17,7 +17,7 @@ T* ThreadObject() noexcept {
   return &object;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 #endif
 
 #endif

@@ -7,7 +7,6 @@
 namespace zevra {
 namespace {
 
-using platform::Hex;
 
 // A failed call of the capture thread: its line, then its code.
 HRESULT Failed(const char* operation, HRESULT result) {
@@ -20,7 +19,7 @@ HRESULT FailedWithLastError(const char* operation) {
   const DWORD error = Os().GetLastError();
   ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | error | %s %x", operation,
                   static_cast<unsigned>(error));
-  return platform::ResultFromError(error);
+  return ResultFromError(error);
 }
 
 }  // namespace

@@ -47,14 +47,14 @@ class CaptureLoop {
 
   const CaptureRequest request_;
   ComApartment apartment_;
-  platform::TaskMemory<WAVEFORMATEX> closest_format_;
-  platform::TaskMemory<WAVEFORMATEX> mix_format_;
+  TaskMemory<WAVEFORMATEX> closest_format_;
+  TaskMemory<WAVEFORMATEX> mix_format_;
   const WAVEFORMATEX* format_ = nullptr;  // the one in force: the mix format or the closest one
   WORD frame_bytes_ = 0;
   REFERENCE_TIME default_period_ = 0;
   ZevraAudioFormat source_format_{};
-  platform::ComPtr<IAudioClient> audio_client_ptr_;
-  platform::ComPtr<IAudioCaptureClient> audio_capture_ptr_;
+  ComPtr<IAudioClient> audio_client_ptr_;
+  ComPtr<IAudioCaptureClient> audio_capture_ptr_;
   WakeUpTimer timer_;
   ZevraConversionContext conversion_;
   ZevraConvertedBuffer converted_;

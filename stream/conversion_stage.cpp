@@ -5,7 +5,6 @@
 namespace zevra {
 namespace {
 
-using platform::ComPtr;
 
 // Wing of the resampler's filter on either side, in samples: the longest that it knows.
 constexpr LONG kHalfFilterLength = 60;
@@ -78,7 +77,7 @@ HRESULT CreateConversionStage(const ZevraAudioFormat& source, const ZevraAudioFo
   transform->Reset();
 
   ComPtr<IUnknown> object;
-  HRESULT result = platform::CreateInstance(CLSID_CResamplerMediaObject, nullptr,
+  HRESULT result = CreateInstance(CLSID_CResamplerMediaObject, nullptr,
                                             CLSCTX_INPROC_SERVER, IID_IUnknown, object.PutVoid());
   if (FAILED(result)) return result;
 

@@ -21,7 +21,7 @@ struct ZevraConversionContext {
   ZevraConversionContext(const ZevraConversionContext&) = delete;
   ZevraConversionContext& operator=(const ZevraConversionContext&) = delete;
 
-  platform::ComPtr<IMFTransform> transform;  // null until CreateConversionStage has succeeded
+  ComPtr<IMFTransform> transform;  // null until CreateConversionStage has succeeded
   ZevraAudioFormat source_format{};
   ZevraAudioFormat target_format{};
   bool media_foundation_started = false;  // MFShutdown is owed
@@ -31,12 +31,12 @@ struct ZevraConversionContext {
 
 // Gives a media type that describes `format`, or a negative code and none.
 HRESULT CreateConversionMediaType(const ZevraAudioFormat& format,
-                                  platform::ComPtr<IMFMediaType>* type);
+                                  ComPtr<IMFMediaType>* type);
 
 // Gives a transform that takes `source` and delivers `target`, or a negative code and none. Both
 // formats must be ones that the transform knows; it says so with its own code if not.
 HRESULT CreateConversionStage(const ZevraAudioFormat& source, const ZevraAudioFormat& target,
-                              platform::ComPtr<IMFTransform>* transform);
+                              ComPtr<IMFTransform>* transform);
 
 // Brings the context's stage up: Media Foundation, the transform, the messages that begin a stream.
 // On a failure the context stays without a transform, or with one that was not told to begin.

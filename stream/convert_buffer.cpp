@@ -6,7 +6,6 @@
 namespace zevra {
 namespace {
 
-using platform::ComPtr;
 
 // A media buffer's bytes while they are locked.
 class LockedBuffer {

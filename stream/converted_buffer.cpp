@@ -51,7 +51,7 @@ class BlockCache {
   std::array<BlockHeader*, 3> kept_{};
 };
 
-BlockCache* ThreadCache() noexcept { return platform::ThreadObject<BlockCache>(); }
+BlockCache* ThreadCache() noexcept { return ThreadObject<BlockCache>(); }
 
 }  // namespace
 

@@ -15,7 +15,6 @@ std::atomic<bool> play_stop_requested{false};
 
 namespace {
 
-using platform::Hex;
 
 // One second in 100-ns units: the buffer that is asked for, and the base of the pause.
 constexpr REFERENCE_TIME kSecond = 10'000'000;
@@ -62,7 +61,7 @@ HRESULT RenderLoop::OpenStream() {
     const DWORD error = Os().GetLastError();
     ZEVRA_LOG_ERROR("ZevraImpl::LoopBackPlay | error | CreateWaitableTimer %x",
                     static_cast<unsigned>(error));
-    return platform::ResultFromError(error);
+    return ResultFromError(error);
   }
   result = audio_client_ptr_->Initialize(AUDCLNT_SHAREMODE_SHARED, 0, kSecond, 0, format_.Get(),
                                          nullptr);

@@ -46,9 +46,9 @@ class RenderLoop {
   bool StopAsked() const;
 
   const RenderRequest request_;
-  platform::TaskMemory<WAVEFORMATEX> format_;
-  platform::ComPtr<IAudioClient> audio_client_ptr_;
-  platform::ComPtr<IAudioRenderClient> pRenderClient_;
+  TaskMemory<WAVEFORMATEX> format_;
+  ComPtr<IAudioClient> audio_client_ptr_;
+  ComPtr<IAudioRenderClient> pRenderClient_;
   WakeUpTimer timer_;  // never armed
   UINT32 buffer_frames_ = 0;
   DWORD buffer_flags_ = 0;

@@ -12,7 +12,7 @@ constexpr REFERENCE_TIME kLongestHalf = 24LL * 3600 * 1000 * kUnitsPerMillisecon
 }  // namespace
 
 bool WakeUpTimer::Create() {
-  timer_ = platform::UniqueHandle(Os().CreateWaitableTimerW(nullptr, FALSE, nullptr));
+  timer_ = UniqueHandle(Os().CreateWaitableTimerW(nullptr, FALSE, nullptr));
   return static_cast<bool>(timer_);
 }
 

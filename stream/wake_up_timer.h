@@ -26,7 +26,7 @@ class WakeUpTimer {
   HANDLE Get() const { return timer_.Get(); }
 
  private:
-  platform::UniqueHandle timer_;
+  UniqueHandle timer_;
   bool armed_ = false;
 };
 

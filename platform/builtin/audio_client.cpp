@@ -13,7 +13,7 @@ constexpr REFERENCE_TIME kLongestBuffer = 10 * kHnsPerSecond;
 // Packets that a render stream of the least length holds: one that plays, one that is filled.
 constexpr REFERENCE_TIME kLeastRenderPackets = 2;
 
-class CaptureService final : public platform::ComObject<IAudioCaptureClient> {
+class CaptureService final : public ComObject<IAudioCaptureClient> {
  public:
   CaptureService(std::shared_ptr<Endpoint> endpoint, std::shared_ptr<CaptureStream> stream)
       : endpoint_(std::move(endpoint)), stream_(std::move(stream)) {}
@@ -39,7 +39,7 @@ class CaptureService final : public platform::ComObject<IAudioCaptureClient> {
   const std::shared_ptr<CaptureStream> stream_;
 };
 
-class RenderService final : public platform::ComObject<IAudioRenderClient> {
+class RenderService final : public ComObject<IAudioRenderClient> {
  public:
   RenderService(std::shared_ptr<Endpoint> endpoint, std::shared_ptr<RenderStream> stream)
       : endpoint_(std::move(endpoint)), stream_(std::move(stream)) {}
@@ -95,7 +95,7 @@ HRESULT AudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_T
   const auto kind = Recognise(endpoint_->config(), *format);
   if (mode != AUDCLNT_SHAREMODE_SHARED || !kind) return AUDCLNT_E_UNSUPPORTED_FORMAT;
 
-  return platform::NoThrow([&] {
+  return NoThrow([&] {
     if (loopback || endpoint_->config().flow == eCapture) {
       const UINT32 frames = BufferFrames(duration, kHistory.count() * kHnsPerSecond);
       capture_ = std::make_shared<CaptureStream>(endpoint_, *kind, frames);
@@ -152,7 +152,7 @@ HRESULT AudioClient::GetDevicePeriod(REFERENCE_TIME* default_period,
 
 HRESULT AudioClient::Start() {
   if (const HRESULT result = Ready(); FAILED(result)) return result;
-  return platform::NoThrow([this] { return capture_ ? capture_->Start() : render_->Start(); });
+  return NoThrow([this] { return capture_ ? capture_->Start() : render_->Start(); });
 }
 
 HRESULT AudioClient::Stop() {
@@ -166,12 +166,12 @@ HRESULT AudioClient::GetService(REFIID iid, void** service) {
   if (const HRESULT result = Ready(); FAILED(result)) return result;
   if (iid == IID_IAudioCaptureClient) {
     if (!capture_) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
-    return HandOut<IAudioCaptureClient>(platform::MakeCom<CaptureService>(endpoint_, capture_),
+    return HandOut<IAudioCaptureClient>(MakeCom<CaptureService>(endpoint_, capture_),
                                         service);
   }
   if (iid == IID_IAudioRenderClient) {
     if (!render_) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
-    return HandOut<IAudioRenderClient>(platform::MakeCom<RenderService>(endpoint_, render_),
+    return HandOut<IAudioRenderClient>(MakeCom<RenderService>(endpoint_, render_),
                                        service);
   }
   return E_NOINTERFACE;

@@ -13,7 +13,7 @@ namespace zevra::builtin {
 // A stream on an endpoint of the machine. Shared mode, no events, and float or 16-bit samples at
 // the endpoint's rate and channels; what it captures or plays is decided by the endpoint and the
 // loopback flag. Once the endpoint is gone every operation gives AUDCLNT_E_DEVICE_INVALIDATED.
-class AudioClient final : public platform::ComObject<IAudioClient> {
+class AudioClient final : public ComObject<IAudioClient> {
  public:
   explicit AudioClient(std::shared_ptr<Endpoint> endpoint);
 

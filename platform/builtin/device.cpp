@@ -7,7 +7,7 @@
 namespace zevra::builtin {
 namespace {
 
-class Volume final : public platform::ComObject<IAudioEndpointVolume> {
+class Volume final : public ComObject<IAudioEndpointVolume> {
  public:
   explicit Volume(std::shared_ptr<Endpoint> endpoint) : endpoint_(std::move(endpoint)) {}
 
@@ -22,7 +22,7 @@ class Volume final : public platform::ComObject<IAudioEndpointVolume> {
   const std::shared_ptr<Endpoint> endpoint_;
 };
 
-class Properties final : public platform::ComObject<IPropertyStore> {
+class Properties final : public ComObject<IPropertyStore> {
  public:
   explicit Properties(std::shared_ptr<Endpoint> endpoint) : endpoint_(std::move(endpoint)) {}
 
@@ -54,9 +54,9 @@ HRESULT Device::Activate(REFIID iid, DWORD /*context*/, PROPVARIANT* /*parameter
   *object = nullptr;
   if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (iid == IID_IAudioClient)
-    *object = static_cast<IAudioClient*>(platform::MakeCom<AudioClient>(endpoint_));
+    *object = static_cast<IAudioClient*>(MakeCom<AudioClient>(endpoint_));
   else if (iid == IID_IAudioEndpointVolume)
-    *object = static_cast<IAudioEndpointVolume*>(platform::MakeCom<Volume>(endpoint_));
+    *object = static_cast<IAudioEndpointVolume*>(MakeCom<Volume>(endpoint_));
   else
     return E_NOINTERFACE;
   return *object != nullptr ? S_OK : E_OUTOFMEMORY;
@@ -64,7 +64,7 @@ HRESULT Device::Activate(REFIID iid, DWORD /*context*/, PROPVARIANT* /*parameter
 
 HRESULT Device::OpenPropertyStore(DWORD /*access*/, IPropertyStore** properties) {
   if (properties == nullptr) return E_POINTER;
-  *properties = platform::MakeCom<Properties>(endpoint_);
+  *properties = MakeCom<Properties>(endpoint_);
   return *properties != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -9,7 +9,7 @@
 namespace zevra::builtin {
 
 // An endpoint of the machine as its users see it: streams, the volume control, the friendly name.
-class Device final : public platform::ComObject<IMMDevice> {
+class Device final : public ComObject<IMMDevice> {
  public:
   explicit Device(std::shared_ptr<Endpoint> endpoint);
 

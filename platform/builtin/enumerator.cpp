@@ -17,11 +17,11 @@ using Endpoints = std::vector<std::shared_ptr<Endpoint>>;
 constexpr auto kNotFound = static_cast<HRESULT>(0x80070490);
 
 HRESULT HandOutDevice(std::shared_ptr<Endpoint> endpoint, IMMDevice** device) {
-  *device = platform::MakeCom<Device>(std::move(endpoint));
+  *device = MakeCom<Device>(std::move(endpoint));
   return *device != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
-class Collection final : public platform::ComObject<IMMDeviceCollection> {
+class Collection final : public ComObject<IMMDeviceCollection> {
  public:
   explicit Collection(Endpoints endpoints) : endpoints_(std::move(endpoints)) {}
 
@@ -41,7 +41,7 @@ class Collection final : public platform::ComObject<IMMDeviceCollection> {
   const Endpoints endpoints_;
 };
 
-class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
+class Enumerator final : public ComObject<IMMDeviceEnumerator> {
  public:
   explicit Enumerator(std::shared_ptr<const Endpoints> endpoints)
       : endpoints_(std::move(endpoints)) {}
@@ -51,10 +51,10 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
     if (devices == nullptr) return E_POINTER;
     *devices = nullptr;
     if (flow != eRender && flow != eCapture && flow != eAll) return E_INVALIDARG;
-    return platform::NoThrow([&] {
+    return NoThrow([&] {
       Endpoints found;
       if ((state_mask & DEVICE_STATE_ACTIVE) != 0) found = OfFlow(flow);
-      *devices = platform::MakeCom<Collection>(std::move(found));
+      *devices = MakeCom<Collection>(std::move(found));
       return *devices != nullptr ? S_OK : E_OUTOFMEMORY;
     });
   }
@@ -62,7 +62,7 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
     if (device == nullptr) return E_POINTER;
     *device = nullptr;
     if (flow != eRender && flow != eCapture) return E_INVALIDARG;
-    return platform::NoThrow([&] {
+    return NoThrow([&] {
       const Endpoints candidates = OfFlow(flow);
       if (candidates.empty()) return kNotFound;
       for (const auto& endpoint : candidates)
@@ -88,8 +88,8 @@ class Enumerator final : public platform::ComObject<IMMDeviceEnumerator> {
 
 HRESULT NewEnumerator(std::shared_ptr<const Endpoints> endpoints, REFIID iid,
                       void** object) noexcept {
-  auto enumerator = platform::ComPtr<IMMDeviceEnumerator>::Attach(
-      platform::MakeCom<Enumerator>(std::move(endpoints)));
+  auto enumerator = ComPtr<IMMDeviceEnumerator>::Attach(
+      MakeCom<Enumerator>(std::move(endpoints)));
   if (!enumerator) return E_OUTOFMEMORY;
   return enumerator->QueryInterface(iid, object);
 }

@@ -16,7 +16,7 @@ Machine::Machine(std::vector<EndpointConfig> endpoints, const std::shared_ptr<co
 
 Machine::~Machine() = default;
 
-platform::ClassRegistration Machine::Register() const {
+ClassRegistration Machine::Register() const {
   return {CLSID_MMDeviceEnumerator,
           [endpoints = endpoints_](REFIID iid, void** object) {
             return NewEnumerator(endpoints, iid, object);

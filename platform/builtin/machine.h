@@ -29,7 +29,7 @@ class Machine {
   Machine& operator=(const Machine&) = delete;
 
   // Stands in for the system's endpoints as long as the registration lives.
-  platform::ClassRegistration Register() const;
+  ClassRegistration Register() const;
   // An enumerator of this machine without a registration; `iid` is IMMDeviceEnumerator's.
   HRESULT CreateEnumerator(REFIID iid, void** object) const;
 

@@ -10,7 +10,7 @@ using HnsDuration = std::chrono::duration<LONGLONG, std::ratio<1, 10'000'000>>;
 // How often a thread that waits for an object looks whether time has to pass for it.
 constexpr DWORD kLookMilliseconds = 1;
 
-const platform::Operations& System() { return platform::SystemOperations(); }
+const Operations& System() { return SystemOperations(); }
 
 HANDLE CreateTimer(SECURITY_ATTRIBUTES* security, BOOL manual_reset, LPCWSTR name) {
   HANDLE const timer = System().CreateEventW(security, manual_reset, FALSE, name);
@@ -55,8 +55,8 @@ void SleepInClockTime(DWORD milliseconds) {
   TheSchedule().Sleep(std::chrono::milliseconds(milliseconds));
 }
 
-platform::Operations MakeOperations() {
-  platform::Operations operations = System();
+Operations MakeOperations() {
+  Operations operations = System();
   operations.CreateWaitableTimerW = CreateTimer;
   operations.SetWaitableTimer = SetTimer;
   operations.CancelWaitableTimer = CancelTimer;
@@ -71,17 +71,17 @@ platform::Operations MakeOperations() {
 
 ManualClock::ManualClock() {
   TheSchedule().Reset();
-  platform::ReplaceOperations(&Operations());
+  ReplaceOperations(&Operations());
 }
 
-ManualClock::~ManualClock() { platform::ReplaceOperations(nullptr); }
+ManualClock::~ManualClock() { ReplaceOperations(nullptr); }
 
 nanoseconds ManualClock::Now() const { return TheSchedule().Now(); }
 
 void ManualClock::Advance(nanoseconds by) { TheSchedule().TurnTo(TheSchedule().Now() + by); }
 
-const platform::Operations& ManualClock::Operations() {
-  static const platform::Operations operations = MakeOperations();
+const Operations& ManualClock::Operations() {
+  static const Operations operations = MakeOperations();
   return operations;
 }
 

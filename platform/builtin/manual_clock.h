@@ -39,7 +39,7 @@ class ManualClock final : public Clock {
   void Advance(std::chrono::nanoseconds by);
 
   // The operations in force, for a test that puts a table of its own on top of them.
-  static const platform::Operations& Operations();
+  static const Operations& Operations();
 };
 
 }  // namespace zevra::builtin

@@ -10,7 +10,7 @@ namespace {
 // How long, in real time, a thread may work between two waits before time goes on without it.
 constexpr std::chrono::seconds kPatience{5};
 
-const platform::Operations& System() { return platform::SystemOperations(); }
+const Operations& System() { return SystemOperations(); }
 
 thread_local Participant this_thread;
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <new>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // Sizes are powers of two from 512 bytes to 2 MiB, beyond which a block is never kept. A packet
@@ -124,4 +124,4 @@ void TrimBlocks() noexcept { Trim(); }
 
 long BlocksInUse() noexcept { return in_use_by_ended_threads + thread.in_use; }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -8,7 +8,7 @@
 // taken. A block may be given back on another thread than it was taken on. The spare blocks go to
 // the heap when their thread ends.
 
-namespace zevra::platform {
+namespace zevra {
 
 // Every block begins on a boundary that suits the widest vector instructions.
 inline constexpr std::size_t kBlockAlignment = 64;
@@ -25,6 +25,6 @@ void TrimBlocks() noexcept;
 // A test that asks before and after sees any block that was lost.
 long BlocksInUse() noexcept;
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

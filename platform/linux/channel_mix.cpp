@@ -6,7 +6,7 @@
 
 #include "platform/core_audio.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr double kMinus3dB = 0.70710678118654752;
@@ -140,4 +140,4 @@ bool BuildMixMatrix(DWORD input_mask, DWORD output_mask, MixMatrix* gains) {
   return true;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -6,7 +6,7 @@
 
 #include "platform/linux/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 inline constexpr std::size_t kMixChannels = 8;
 
@@ -19,6 +19,6 @@ using MixMatrix = std::array<std::array<double, kMixChannels>, kMixChannels>;
 // until no output can exceed full scale. False if an input position has nowhere to go.
 bool BuildMixMatrix(DWORD input_mask, DWORD output_mask, MixMatrix* gains);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -12,8 +12,8 @@ struct SystemClass {
   HRESULT (*create)(REFIID iid, void** object);
 };
 constexpr std::array<SystemClass, 2> kSystemClasses = {{
-    {CLSID_MMDeviceEnumerator, zevra::platform::CreateDeviceEnumerator},
-    {CLSID_CResamplerMediaObject, zevra::platform::CreateResampler},
+    {CLSID_MMDeviceEnumerator, zevra::CreateDeviceEnumerator},
+    {CLSID_CResamplerMediaObject, zevra::CreateResampler},
 }};
 
 }  // namespace
@@ -22,7 +22,7 @@ HRESULT CoCreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFI
                          void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
-  if (!zevra::platform::ComIsInitialized()) return CO_E_NOTINITIALIZED;
+  if (!zevra::ComIsInitialized()) return CO_E_NOTINITIALIZED;
   // Every class lives inside the process.
   if ((context & CLSCTX_INPROC_SERVER) == 0) return REGDB_E_CLASSNOTREG;
   for (const SystemClass& known : kSystemClasses)

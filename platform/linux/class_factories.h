@@ -6,7 +6,7 @@
 // The system's classes on Linux. Each gives a new object's reference for `iid` in `*object`, which
 // the caller has set to null, or a negative code.
 
-namespace zevra::platform {
+namespace zevra {
 
 // CLSID_MMDeviceEnumerator: the endpoints of the sound server.
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object);
@@ -14,6 +14,6 @@ HRESULT CreateDeviceEnumerator(REFIID iid, void** object);
 // CLSID_CResamplerMediaObject: the resampler transform.
 HRESULT CreateResampler(REFIID iid, void** object);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

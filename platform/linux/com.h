@@ -31,7 +31,7 @@ inline constexpr DWORD STGM_READ = 0;
 HRESULT CoInitialize(void* reserved);
 void CoUninitialize();
 
-// Creates an object of a class of the system. See zevra::platform::CreateInstance.
+// Creates an object of a class of the system. See zevra::CreateInstance.
 HRESULT CoCreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFIID iid,
                          void** object);
 

@@ -14,8 +14,8 @@ void CoUninitialize() {
   if (initialisations > 0) --initialisations;
 }
 
-namespace zevra::platform {
+namespace zevra {
 
 bool ComIsInitialized() { return initialisations > 0; }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -11,7 +11,7 @@
 
 #include "platform/linux/last_error.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 static_assert(sizeof(HANDLE) == 8, "a handle holds a slot and a generation");
@@ -187,6 +187,6 @@ bool ReleaseHandle(HANDLE handle) {
   return false;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
-BOOL CloseHandle(HANDLE handle) { return zevra::platform::ReleaseHandle(handle) ? TRUE : FALSE; }
+BOOL CloseHandle(HANDLE handle) { return zevra::ReleaseHandle(handle) ? TRUE : FALSE; }

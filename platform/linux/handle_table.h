@@ -13,7 +13,7 @@
 // object, and an object lives until its handle is closed and the last pin is gone. Opening and
 // closing take a lock. Every function may be called on any thread.
 
-namespace zevra::platform {
+namespace zevra {
 
 enum class ObjectKind : std::uint8_t { kEvent, kTimer, kThread };
 
@@ -76,6 +76,6 @@ class Pinned {
 // Makes the object readable for every wait until it is consumed.
 bool SignalObject(KernelObject& object);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -5,7 +5,7 @@
 #include "platform/linux/handle_table.h"
 #include "platform/linux/last_error.h"
 
-using zevra::platform::ObjectKind;
+using zevra::ObjectKind;
 
 HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state,
                     LPCWSTR name) {
@@ -15,15 +15,15 @@ HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initi
   }
   const int descriptor = ::eventfd(initial_state != FALSE ? 1 : 0, EFD_CLOEXEC | EFD_NONBLOCK);
   const auto* const object =
-      zevra::platform::OpenObject(ObjectKind::kEvent, manual_reset != FALSE, descriptor);
+      zevra::OpenObject(ObjectKind::kEvent, manual_reset != FALSE, descriptor);
   return object != nullptr ? HandleOf(*object) : nullptr;
 }
 
 BOOL SetEvent(HANDLE event) {
-  const zevra::platform::Pinned object(event, ObjectKind::kEvent);
+  const zevra::Pinned object(event, ObjectKind::kEvent);
   if (!object) return FALSE;
   if (!SignalObject(*object)) {
-    zevra::platform::SetLastErrorFromErrno(errno);
+    zevra::SetLastErrorFromErrno(errno);
     return FALSE;
   }
   return TRUE;

@@ -9,8 +9,8 @@
 #include "platform/linux/handle_table.h"
 #include "platform/linux/last_error.h"
 
-using zevra::platform::KernelObject;
-using zevra::platform::ObjectKind;
+using zevra::KernelObject;
+using zevra::ObjectKind;
 
 namespace {
 
@@ -93,7 +93,7 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  KernelObject* const object = zevra::platform::OpenObject(
+  KernelObject* const object = zevra::OpenObject(
       ObjectKind::kThread, true, ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (object == nullptr) return nullptr;
   object->entry = entry;
@@ -102,7 +102,7 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
   if (const int error = StartThread(*object, stack_bytes); error != 0) {
     object->join_state.store(KernelObject::kJoined, std::memory_order_relaxed);
     CloseHandle(handle);
-    zevra::platform::SetLastErrorFromErrno(error);
+    zevra::SetLastErrorFromErrno(error);
     return nullptr;
   }
   if (thread_id != nullptr) {

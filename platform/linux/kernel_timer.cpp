@@ -5,8 +5,8 @@
 #include "platform/linux/handle_table.h"
 #include "platform/linux/last_error.h"
 
-using zevra::platform::ObjectKind;
-using zevra::platform::Pinned;
+using zevra::ObjectKind;
+using zevra::Pinned;
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr long kNanosecondsInUnit = 100;
 bool Arm(int descriptor, const itimerspec& when) {
   // Setting also forgets the ticks that nobody has waited for.
   if (::timerfd_settime(descriptor, 0, &when, nullptr) == 0) return true;
-  zevra::platform::SetLastErrorFromErrno(errno);
+  zevra::SetLastErrorFromErrno(errno);
   return false;
 }
 
@@ -29,7 +29,7 @@ HANDLE CreateWaitableTimerW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, LP
   }
   const int descriptor = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
   const auto* const object =
-      zevra::platform::OpenObject(ObjectKind::kTimer, manual_reset != FALSE, descriptor);
+      zevra::OpenObject(ObjectKind::kTimer, manual_reset != FALSE, descriptor);
   return object != nullptr ? HandleOf(*object) : nullptr;
 }
 

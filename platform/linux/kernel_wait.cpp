@@ -9,8 +9,8 @@
 #include "platform/linux/handle_table.h"
 #include "platform/linux/last_error.h"
 
-using zevra::platform::KernelObject;
-using zevra::platform::ObjectKind;
+using zevra::KernelObject;
+using zevra::ObjectKind;
 
 namespace {
 
@@ -81,7 +81,7 @@ class WaitSet {
 
   // False for a handle that is not open.
   bool Add(HANDLE handle) {
-    KernelObject* const object = zevra::platform::Pin(handle);
+    KernelObject* const object = zevra::Pin(handle);
     if (object == nullptr) return false;
     descriptors_[count_] = {object->descriptor, POLLIN, 0};
     objects_[count_++] = object;
@@ -97,7 +97,7 @@ class WaitSet {
           ::ppoll(descriptors_.data(), count_, timeout_ms != INFINITE ? &left : nullptr, nullptr);
       if (ready == 0) return WAIT_TIMEOUT;
       if (ready < 0 && errno != EINTR) {
-        zevra::platform::SetLastErrorFromErrno(errno);
+        zevra::SetLastErrorFromErrno(errno);
         return WAIT_FAILED;
       }
       if (ready > 0) {

@@ -12,7 +12,7 @@ DWORD GetLastError() { return last_error; }
 
 void SetLastError(DWORD code) { last_error = code; }
 
-namespace zevra::platform {
+namespace zevra {
 
 DWORD ErrorFromErrno(int error) {
   switch (error) {
@@ -39,4 +39,4 @@ DWORD ErrorFromErrno(int error) {
 
 void SetLastErrorFromErrno(int error) { SetLastError(ErrorFromErrno(error)); }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -3,7 +3,7 @@
 
 #include "platform/linux/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The Win32 code that says the same as `error`, an errno value.
 DWORD ErrorFromErrno(int error);
@@ -11,6 +11,6 @@ DWORD ErrorFromErrno(int error);
 // Leaves the code of `error` in GetLastError.
 void SetLastErrorFromErrno(int error);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

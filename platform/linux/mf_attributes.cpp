@@ -1,6 +1,6 @@
 #include "platform/linux/mf_attributes.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 const AttributeBag::Attribute* AttributeBag::Find(REFGUID key) const {
   for (std::size_t index = 0; index < count_; ++index)
@@ -50,4 +50,4 @@ HRESULT AttributeBag::Set(REFGUID key, REFGUID value) {
   return S_OK;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -9,7 +9,7 @@
 #include "platform/linux/block_cache.h"
 #include "platform/media_foundation.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // Attributes by key. There is room for a fixed number, so that setting one never allocates. One
 // thread at a time.
@@ -65,6 +65,6 @@ class AttributesObject : public LocalComObject<Interface> {
   AttributeBag attributes_;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

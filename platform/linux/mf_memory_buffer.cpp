@@ -6,10 +6,10 @@
 
 namespace {
 
-using zevra::platform::kBlockAlignment;
+using zevra::kBlockAlignment;
 
 // The object and its bytes are one recycled block.
-class MemoryBuffer final : public zevra::platform::LocalComObject<IMFMediaBuffer> {
+class MemoryBuffer final : public zevra::LocalComObject<IMFMediaBuffer> {
  public:
   struct DataBytes {
     DWORD count;
@@ -19,9 +19,9 @@ class MemoryBuffer final : public zevra::platform::LocalComObject<IMFMediaBuffer
 
   static void* operator new(std::size_t bytes, DataBytes data) noexcept;
   // NOLINTNEXTLINE(misc-new-delete-overloads): there is no new that throws
-  static void operator delete(void* block) noexcept { zevra::platform::GiveBlock(block); }
+  static void operator delete(void* block) noexcept { zevra::GiveBlock(block); }
   static void operator delete(void* block, DataBytes) noexcept {
-    zevra::platform::GiveBlock(block);
+    zevra::GiveBlock(block);
   }
 
   HRESULT Lock(BYTE** data, DWORD* capacity, DWORD* length) override;
@@ -39,7 +39,7 @@ constexpr std::size_t kDataOffset =
     (sizeof(MemoryBuffer) + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment;
 
 void* MemoryBuffer::operator new(std::size_t, DataBytes data) noexcept {
-  return zevra::platform::TakeBlock(kDataOffset + data.count);
+  return zevra::TakeBlock(kDataOffset + data.count);
 }
 
 HRESULT MemoryBuffer::Lock(BYTE** data, DWORD* capacity, DWORD* length) {

@@ -3,9 +3,9 @@
 
 namespace {
 
-using Buffer = zevra::platform::ComPtr<IMFMediaBuffer>;
+using Buffer = zevra::ComPtr<IMFMediaBuffer>;
 
-class Sample final : public zevra::platform::AttributesObject<IMFSample> {
+class Sample final : public zevra::AttributesObject<IMFSample> {
  public:
   HRESULT AddBuffer(IMFMediaBuffer* buffer) override;
   HRESULT ConvertToContiguousBuffer(IMFMediaBuffer** buffer) override;
@@ -33,6 +33,6 @@ HRESULT Sample::ConvertToContiguousBuffer(IMFMediaBuffer** buffer) {
 
 HRESULT MFCreateSample(IMFSample** sample) {
   if (sample == nullptr) return E_POINTER;
-  *sample = zevra::platform::MakeCom<Sample>();
+  *sample = zevra::MakeCom<Sample>();
   return *sample != nullptr ? S_OK : E_OUTOFMEMORY;
 }

@@ -20,7 +20,7 @@ HRESULT MFShutdown() {
   long count = startups.load(std::memory_order_relaxed);
   while (count > 0) {
     if (startups.compare_exchange_weak(count, count - 1, std::memory_order_relaxed)) {
-      zevra::platform::TrimBlocks();
+      zevra::TrimBlocks();
       return S_OK;
     }
   }

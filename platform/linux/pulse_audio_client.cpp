@@ -7,7 +7,7 @@
 #include "platform/no_throw.h"
 #include "platform/owners.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr REFERENCE_TIME kSecond = 10'000'000;
@@ -161,4 +161,4 @@ HRESULT PulseAudioClient::GetService(REFIID iid, void** service) {
   return *service != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -8,7 +8,7 @@
 #include "platform/linux/pulse_render.h"
 #include "platform/linux/pulse_stream.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // A stream on one endpoint of the sound server. Shared mode only. The loopback flag on a render
 // endpoint records what it plays, behind its volume control; no flag plays on a render endpoint and
@@ -43,6 +43,6 @@ class PulseAudioClient final : public ComObject<IAudioClient> {
   bool running_ = false;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

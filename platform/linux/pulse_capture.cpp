@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // Stands for the server's missing data in every stream; never written. All sample types that a
@@ -87,4 +87,4 @@ HRESULT PulseCapture::ReleaseBuffer(UINT32 frames) {
   return stream_.Drop();
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -6,7 +6,7 @@
 #include "platform/linux/core_audio.h"
 #include "platform/linux/pulse_stream.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The packets of a record stream, each lying where the server's data arrived: nothing is copied.
 // What the host is late for stays with the server, because nothing more is taken from the
@@ -40,6 +40,6 @@ class PulseCapture {
   UINT64 position_ = 0;      // frames released so far
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

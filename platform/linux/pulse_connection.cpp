@@ -7,7 +7,7 @@
 #include "platform/linux/core_audio.h"
 #include "platform/linux/pulse_shared_memory.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 PulseConnection::~PulseConnection() = default;
 
@@ -83,4 +83,4 @@ void PulseConnection::Flush() {
   }
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -11,7 +11,7 @@
 
 #include "platform/linux/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // How long a server may take to answer anything. One that is silent for longer counts as gone: a
 // host's call must come back also when the daemon hangs. Generous, because a machine under load
@@ -98,6 +98,6 @@ class PulseConnection {
   unsigned long watched_count_ = 0;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

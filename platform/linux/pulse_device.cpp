@@ -6,7 +6,7 @@
 #include "platform/no_throw.h"
 #include "platform/owners.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // Makes an object that has to be opened before it can be used.
@@ -49,4 +49,4 @@ HRESULT PulseDevice::OpenPropertyStore(DWORD access, IPropertyStore** properties
   });
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

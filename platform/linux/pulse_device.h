@@ -7,7 +7,7 @@
 #include "platform/com_object.h"
 #include "platform/linux/pulse_endpoints.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // One endpoint, known by the server's name for it; an endpoint that goes away and comes back under
 // that name is the same. It holds no connection: each object that it activates makes its own, and
@@ -25,6 +25,6 @@ class PulseDevice final : public ComObject<IMMDevice> {
   const PulseEndpoint endpoint_;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

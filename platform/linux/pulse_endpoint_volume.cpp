@@ -6,7 +6,7 @@
 
 #include "platform/no_throw.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 HRESULT PulseEndpointVolume::Open(EDataFlow flow, const std::string& name) {
   flow_ = flow;
@@ -33,4 +33,4 @@ HRESULT PulseEndpointVolume::GetMasterVolumeLevelScalar(float* level) {
   });
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -6,7 +6,7 @@
 #include "platform/com_object.h"
 #include "platform/linux/pulse_endpoints.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The volume control of one endpoint, read afresh at every call over a connection of its own.
 class PulseEndpointVolume final : public ComObject<IAudioEndpointVolume> {
@@ -27,6 +27,6 @@ class PulseEndpointVolume final : public ComObject<IAudioEndpointVolume> {
   std::string name_;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

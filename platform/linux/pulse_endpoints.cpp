@@ -7,7 +7,7 @@
 
 #include "platform/no_throw.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // What the callbacks of one query leave behind.
@@ -132,4 +132,4 @@ HRESULT FindDefaultEndpoint(PulseConnection& connection, EDataFlow flow, PulseEn
   return FindEndpoint(connection, flow, name, endpoint);
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -15,7 +15,7 @@
 // Which endpoints a server has. A render endpoint is a sink, a capture endpoint a source; a sink's
 // monitor is a source only in the server's book-keeping and no endpoint of its own.
 
-namespace zevra::platform {
+namespace zevra {
 
 inline constexpr HRESULT kEndpointNotFound = HresultFromBits(0x80070000 | ERROR_NOT_FOUND);
 
@@ -45,6 +45,6 @@ HRESULT FindEndpoint(PulseConnection& connection, EDataFlow flow, const std::str
 // monitor, which does not count. `flow` is not eAll.
 HRESULT FindDefaultEndpoint(PulseConnection& connection, EDataFlow flow, PulseEndpoint* endpoint);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

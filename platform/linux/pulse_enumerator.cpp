@@ -7,7 +7,7 @@
 #include "platform/no_throw.h"
 #include "platform/owners.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // The four states that an endpoint can have.
@@ -71,4 +71,4 @@ HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
   return enumerator ? enumerator->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -7,7 +7,7 @@
 #include "platform/com_object.h"
 #include "platform/linux/pulse_endpoints.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // A list of endpoints as they were when it was made.
 class PulseDeviceCollection final : public ComObject<IMMDeviceCollection> {
@@ -33,6 +33,6 @@ class PulseDeviceEnumerator final : public ComObject<IMMDeviceEnumerator> {
   HRESULT GetDefaultAudioEndpoint(EDataFlow flow, ERole role, IMMDevice** device) override;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // In the order of the speaker bits, from SPEAKER_FRONT_LEFT on.
@@ -137,4 +137,4 @@ std::optional<PulseFormat> StreamFormat(const WAVEFORMATEX& format, const PulseE
   return result;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

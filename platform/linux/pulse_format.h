@@ -12,7 +12,7 @@
 // Formats of the audio client in the server's terms and back. Frames are interleaved, channels in
 // the rising bit order of the channel mask; the server brings its own order into that one.
 
-namespace zevra::platform {
+namespace zevra {
 
 // The most channels that a stream carries.
 inline constexpr unsigned kMaxStreamChannels = 8;
@@ -39,6 +39,6 @@ WAVEFORMATEXTENSIBLE MixFormat(const PulseEndpoint& endpoint);
 // format's.
 std::optional<PulseFormat> StreamFormat(const WAVEFORMATEX& format, const PulseEndpoint& endpoint);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

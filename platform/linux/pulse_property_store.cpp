@@ -5,7 +5,7 @@
 
 #include "platform/linux/utf16.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 std::u16string FriendlyName(const PulseEndpoint& endpoint) {
   return Utf16FromUtf8(endpoint.description.empty() ? endpoint.name : endpoint.description);
@@ -24,4 +24,4 @@ HRESULT PulsePropertyStore::GetValue(REFPROPERTYKEY key, PROPVARIANT* value) {
   return S_OK;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

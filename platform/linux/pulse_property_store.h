@@ -7,7 +7,7 @@
 #include "platform/com_object.h"
 #include "platform/linux/pulse_endpoints.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // What people know the endpoint by: the server's description or, if that is empty, its name.
 // Throws for want of memory.
@@ -25,6 +25,6 @@ class PulsePropertyStore final : public ComObject<IPropertyStore> {
   const std::u16string friendly_name_;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-namespace zevra::platform {
+namespace zevra {
 
 HRESULT PulseRender::Prepare() {
   gather_.reset(new (std::nothrow) BYTE[stream_.BufferFrames() * stream_.FrameBytes()]);
@@ -70,4 +70,4 @@ HRESULT PulseRender::ReleaseBuffer(UINT32 frames, DWORD flags) {
   return stream_.State();
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -6,7 +6,7 @@
 #include "platform/linux/core_audio.h"
 #include "platform/linux/pulse_stream.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The queue of a playback stream. A block that fits one of the server's memory blocks is written
 // there at once; a larger one is gathered here and handed over in pieces at its release. The
@@ -29,6 +29,6 @@ class PulseRender {
   UINT32 block_frames_ = 0;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

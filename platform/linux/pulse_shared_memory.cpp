@@ -10,7 +10,7 @@
 #include <memory>
 #include <string_view>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 struct CloseDirectory {
@@ -38,4 +38,4 @@ void KeepSharedMemoryFromChildren() {
   }
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

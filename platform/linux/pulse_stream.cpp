@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr std::uint32_t kServerDecides = static_cast<std::uint32_t>(-1);
@@ -122,4 +122,4 @@ HRESULT PulseStream::Run(bool running) {
   return success ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -12,7 +12,7 @@
 #include "platform/linux/pulse_endpoints.h"
 #include "platform/linux/pulse_format.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // One stream of one endpoint over a connection of its own. The server never moves it to another
 // endpoint: it ends with the endpoint. It begins corked. One thread, which also runs all of the
@@ -80,6 +80,6 @@ class PulseStream {
   UINT32 buffer_frames_ = 0;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

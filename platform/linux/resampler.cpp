@@ -4,7 +4,7 @@
 
 #include "platform/linux/class_factories.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr DWORD kSetTypeTestOnly = 1;  // MFT_SET_TYPE_TEST_ONLY
@@ -195,4 +195,4 @@ HRESULT CreateResampler(REFIID iid, void** object) {
   return created ? created->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -8,7 +8,7 @@
 #include "platform/linux/swr_engine.h"
 #include "platform/owners.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The resampler transform. The types may be set in either order and again later, which starts a new
 // signal, as does a flush or another filter length. One packet is inside at a time; it is read
@@ -67,6 +67,6 @@ class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
   bool kept_inside_ = false;   // the engine filled all its room, and may hold more
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "platform/core_audio.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr UINT32 kMinRate = 4'000;
@@ -82,4 +82,4 @@ HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format) {
   return S_OK;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

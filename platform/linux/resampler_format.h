@@ -3,7 +3,7 @@
 
 #include "platform/media_foundation.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // One side of the resampler: interleaved frames. Integer samples are little-endian, unsigned with 8
 // bits and signed above; their valid bits are the upper ones. Float samples have 32 bits and a full
@@ -24,6 +24,6 @@ struct ResamplerFormat {
 // for its channels; one without valid bits, or with 0, uses all bits.
 HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "samples are stored as they stand");
@@ -100,4 +100,4 @@ void PackPcm(const Sample* samples, std::size_t count, const ResamplerFormat& fo
 template void PackPcm(const float*, std::size_t, const ResamplerFormat&, BYTE*);
 template void PackPcm(const double*, std::size_t, const ResamplerFormat&, BYTE*);
 
-}  // namespace zevra::platform
+}  // namespace zevra

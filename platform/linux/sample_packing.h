@@ -8,7 +8,7 @@
 
 // The integer layouts that libswresample does not write or read itself.
 
-namespace zevra::platform {
+namespace zevra {
 
 // Packed 24-bit samples to 32-bit ones with the same upper bits and zero below.
 void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked);
@@ -18,6 +18,6 @@ void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked
 template <class Sample>
 void PackPcm(const Sample* samples, std::size_t count, const ResamplerFormat& format, BYTE* packed);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -13,7 +13,7 @@ extern "C" {
 #include "platform/linux/sample_packing.h"
 #include "platform/linux/swr_filter.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // Frames of the scratch blocks: of what is taken in one go, and of what is written in one go where
@@ -261,4 +261,4 @@ HRESULT SwrEngine::ConvertAndPack(const Frames& input, UINT32 input_frames, BYTE
   return S_OK;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

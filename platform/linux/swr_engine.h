@@ -12,7 +12,7 @@
 
 struct SwrContext;
 
-namespace zevra::platform {
+namespace zevra {
 
 // True if frames of the one format can become frames of the other.
 bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output);
@@ -85,6 +85,6 @@ class SwrEngine {
   Block unpacked_output_;
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numeric>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // With a filter of 120 samples these give 136 dB of signal to noise at 0.45 of the rate and keep
@@ -49,4 +49,4 @@ SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length) {
   return filter;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

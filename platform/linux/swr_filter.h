@@ -3,7 +3,7 @@
 
 #include "platform/linux/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // The options of libswresample's filter, named as it names them.
 struct SwrFilter {
@@ -16,6 +16,6 @@ struct SwrFilter {
 // The filter between two rates in Hz; `half_length` counts samples of the lower rate on each side.
 SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

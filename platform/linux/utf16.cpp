@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -66,4 +66,4 @@ std::u16string Utf16FromUtf8(std::string_view text) {
   return units;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-namespace zevra::platform {
+namespace zevra {
 
 // UTF-8 to UTF-16, whatever the bytes are: each longest run that begins like a character and does
 // not end as one becomes one U+FFFD. Throws only for want of memory.
 std::u16string Utf16FromUtf8(std::string_view text);
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

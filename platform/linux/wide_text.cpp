@@ -3,7 +3,7 @@
 #include <clocale>
 #include <cwctype>
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // The mapping of the host's locale would stop at ASCII in a host that never called setlocale.
@@ -29,4 +29,4 @@ bool EqualIgnoringCase(LPCWSTR a, LPCWSTR b) {
   return *a == *b;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -1,6 +1,6 @@
 #include "platform/com.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // A thread that never initialised COM belongs to the process's multithreaded apartment once another
 // thread has made one, and may create objects. The system says so here as in CoCreateInstance.
@@ -10,4 +10,4 @@ bool ComIsInitialized() {
   return SUCCEEDED(::CoGetApartmentType(&type, &qualifier));
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -4,7 +4,7 @@
 #include "platform/windows/core_audio.h"
 #include "platform/windows/media_foundation.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // One specialization for each interface that is implemented somewhere in the project. What stays
 // abstract is what the library calls.
@@ -153,6 +153,6 @@ struct Stub<IWMResamplerProps> : IWMResamplerProps {
   HRESULT SetUserChannelMtx(FLOAT*) override { return E_NOTIMPL; }
 };
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

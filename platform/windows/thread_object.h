@@ -5,7 +5,7 @@
 
 #include "platform/windows/types.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 // Fiber-local storage: without fibers it is the thread's, and the system calls back when a thread
 // ends, while everything of the thread still stands.
@@ -42,6 +42,6 @@ T* ThreadObject() noexcept {
   return object;
 }
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 #endif

@@ -2,8 +2,8 @@
 
 #include <cwchar>
 
-namespace zevra::platform {
+namespace zevra {
 
 bool EqualIgnoringCase(LPCWSTR a, LPCWSTR b) { return ::_wcsicmp(a, b) == 0; }
 
-}  // namespace zevra::platform
+}  // namespace zevra

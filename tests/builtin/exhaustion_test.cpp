@@ -20,7 +20,7 @@ class Exhaustion : public ::testing::Test {
   void SetUp() override { ASSERT_GE(ZevraInitialize(), 0); }
   void TearDown() override {
     ZevraUninitialize();
-    EXPECT_EQ(platform::live_com_objects.load(), objects_before_);
+    EXPECT_EQ(live_com_objects.load(), objects_before_);
   }
 
   static ZevraHandle Open() {
@@ -32,9 +32,9 @@ class Exhaustion : public ::testing::Test {
   const ZevraAudioFormat format_ = SpeechFormat();
 
  private:
-  const long objects_before_ = platform::live_com_objects.load();
+  const long objects_before_ = live_com_objects.load();
   const builtin::Machine machine_{builtin::StandardEndpoints()};
-  const platform::ClassRegistration registration_ = machine_.Register();
+  const ClassRegistration registration_ = machine_.Register();
 };
 
 TEST_F(Exhaustion, AThousandRoundsLeaveNothingBehind) {

@@ -17,7 +17,6 @@
 
 namespace zevra::builtin {
 
-using platform::ComPtr;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -33,7 +32,7 @@ inline EndpointConfig MakeEndpoint(std::u16string name, EDataFlow flow, Programm
 // A machine on a clock that stands still until the test turns it. No object may be left at the end.
 class MachineTest : public testing::Test {
  protected:
-  ~MachineTest() override { EXPECT_EQ(platform::live_com_objects.load(), objects_before_); }
+  ~MachineTest() override { EXPECT_EQ(live_com_objects.load(), objects_before_); }
 
   void Build(std::vector<EndpointConfig> endpoints) {
     machine_ = std::make_unique<Machine>(std::move(endpoints), clock_);
@@ -53,7 +52,7 @@ class MachineTest : public testing::Test {
   // A stream in the mix format that has not been started.
   ComPtr<IAudioClient> OpenStream(UINT endpoint, DWORD flags, REFERENCE_TIME duration = 0) const {
     auto client = ClientOf(endpoint);
-    platform::TaskMemory<WAVEFORMATEX> format;
+    TaskMemory<WAVEFORMATEX> format;
     EXPECT_EQ(client->GetMixFormat(format.Put()), S_OK);
     EXPECT_EQ(
         client->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, duration, 0, format.Get(), nullptr),
@@ -71,7 +70,7 @@ class MachineTest : public testing::Test {
     return service;
   }
 
-  const long objects_before_ = platform::live_com_objects.load();
+  const long objects_before_ = live_com_objects.load();
   const std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
   std::unique_ptr<Machine> machine_;
 };

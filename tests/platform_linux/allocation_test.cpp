@@ -74,8 +74,8 @@ int CountFailures(const std::function<bool(long)>& run) {
     std::thread([&] {
       CoInitialize(nullptr);
       // The C library ends a process that has no memory to note a thread's destructors.
-      platform::GiveBlock(platform::TakeBlock(1));
-      platform::TrimBlocks();
+      GiveBlock(TakeBlock(1));
+      TrimBlocks();
       AllocateConvertedBlock(1);
       failed = run(failures + 2);
       CoUninitialize();
@@ -120,7 +120,7 @@ TEST_F(Allocation, StartAndStopGiveEverythingBack) {
   for (int i = 0; i < 100; ++i) round();
   EXPECT_EQ(LiveBlocks(), before);
   // A thread's spare blocks do not outlive its use of the platform.
-  platform::ComPtr<IMFMediaBuffer> buffer;
+  ComPtr<IMFMediaBuffer> buffer;
   MFStartup(MF_VERSION, MFSTARTUP_LITE);
   MFCreateMemoryBuffer(100, buffer.Put());
   buffer.Reset();

@@ -15,7 +15,7 @@
 
 namespace {
 
-using zevra::platform::UniqueHandle;
+using zevra::UniqueHandle;
 using zevra::test::OpenDescriptors;
 
 DWORD Nothing(LPVOID) { return 0; }

@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-using zevra::platform::UniqueHandle;
+using zevra::UniqueHandle;
 
 UniqueHandle Event(bool manual_reset = false, bool signalled = false) {
   return UniqueHandle(CreateEventW(nullptr, manual_reset, signalled, nullptr));

@@ -74,7 +74,7 @@ ResamplerDriver::ResamplerDriver(const Format& input, const Format& output)
   const auto step = [this](HRESULT result) {
     if (SUCCEEDED(status_)) status_ = result;
   };
-  step(platform::CreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
+  step(CreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
                                 IID_IMFTransform, transform_.PutVoid()));
   if (!transform_) return;
   step(transform_->SetInputType(0, MediaTypeOf(input).Get(), 0));

@@ -13,7 +13,6 @@
 
 namespace zevra::test {
 
-using platform::ComPtr;
 using Bytes = std::vector<BYTE>;
 
 // What a media type says; the block alignment follows unless it is given.

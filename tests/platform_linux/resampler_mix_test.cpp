@@ -72,8 +72,8 @@ TEST_F(ResamplerMixTest, NothingEverClips) {
   for (DWORD input = 1; input < 0x40000; ++input) {
     if (Channels(input) > 8) continue;
     for (const DWORD output : {0x4u, 0x3u, 0x33u, 0x3Fu, 0x60Fu, 0x63Fu, 0x13Fu, 0x100u}) {
-      platform::MixMatrix gains;
-      if (!platform::BuildMixMatrix(input, output, &gains)) {
+      MixMatrix gains;
+      if (!BuildMixMatrix(input, output, &gains)) {
         ++refused;
         continue;
       }

@@ -7,7 +7,7 @@
 #include "platform/media_foundation.h"
 #include "platform/owners.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 // Samples made on one thread and released on others: their memory changes hands between the
@@ -28,4 +28,4 @@ TEST(Samples, MayBeReleasedOnAnyThread) {
 }
 
 }  // namespace
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -96,7 +96,7 @@ TEST_F(PulseFormats, WhatIsSupportedOpensAndWhatIsNotIsRefused) {
   for (const auto& one : cases) {
     SCOPED_TRACE(&one - cases);
     Stream stream(device.Get());
-    platform::TaskMemory<WAVEFORMATEX> closest;
+    TaskMemory<WAVEFORMATEX> closest;
     EXPECT_EQ(stream.client->IsFormatSupported(AUDCLNT_SHAREMODE_SHARED, &one.format.Format,
                                                closest.Put()),
               one.supported ? S_OK : S_FALSE);

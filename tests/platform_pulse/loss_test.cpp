@@ -21,7 +21,7 @@ void ExpectInvalidated(Stream& stream) {
   }));
   const auto begin = Clock::now();
   BYTE* block = nullptr;
-  platform::TaskMemory<WAVEFORMATEX> format;
+  TaskMemory<WAVEFORMATEX> format;
   EXPECT_EQ(client.GetCurrentPadding(&frames), AUDCLNT_E_DEVICE_INVALIDATED);
   EXPECT_EQ(client.GetBufferSize(&frames), AUDCLNT_E_DEVICE_INVALIDATED);
   EXPECT_EQ(client.GetMixFormat(format.Put()), AUDCLNT_E_DEVICE_INVALIDATED);

@@ -8,7 +8,7 @@ namespace {
 
 std::u16string NameOf(IMMDevice* device) {
   ComPtr<IPropertyStore> store;
-  platform::PropVariant name;
+  PropVariant name;
   EXPECT_EQ(device->OpenPropertyStore(STGM_READ, store.Put()), S_OK);
   EXPECT_EQ(store->GetValue(PKEY_Device_FriendlyName, name.Put()), S_OK);
   EXPECT_EQ(name.Get().vt, VT_LPWSTR);
@@ -22,7 +22,7 @@ ComPtr<IMMDevice> Find(const std::u16string& name) {
   ComPtr<IMMDeviceCollection> devices;
   ComPtr<IMMDevice> found;
   UINT count = 0;
-  EXPECT_EQ(platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+  EXPECT_EQ(CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
                                      IID_IMMDeviceEnumerator, enumerator.PutVoid()),
             S_OK);
   EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
@@ -38,7 +38,7 @@ ComPtr<IMMDevice> Find(const std::u16string& name) {
 
 Stream::Stream(IMMDevice* device) {
   EXPECT_EQ(device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()), S_OK);
-  platform::TaskMemory<WAVEFORMATEX> mix;
+  TaskMemory<WAVEFORMATEX> mix;
   EXPECT_EQ(client->GetMixFormat(mix.Put()), S_OK);
   std::memcpy(&format, mix.Get(), sizeof format);
 }

@@ -15,7 +15,6 @@
 // What the tests on a real server share: the server's own tools beside the objects under test.
 namespace zevra::test {
 
-using platform::ComPtr;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
@@ -59,11 +58,11 @@ class ServerTest : public ::testing::Test {
   void SetUp() override { ASSERT_GE(CoInitialize(nullptr), 0); }
   void TearDown() override {
     CoUninitialize();
-    EXPECT_EQ(platform::live_com_objects.load(), objects_before_);
+    EXPECT_EQ(live_com_objects.load(), objects_before_);
   }
 
  private:
-  const long objects_before_ = platform::live_com_objects.load();
+  const long objects_before_ = live_com_objects.load();
 };
 
 }  // namespace zevra::test

@@ -2,7 +2,7 @@
 
 #include "platform/linux/utf16.h"
 
-namespace zevra::platform {
+namespace zevra {
 namespace {
 
 TEST(Utf16, TakesWhateverBytesANameHas) {
@@ -34,4 +34,4 @@ TEST(Utf16, TakesWhateverBytesANameHas) {
 }
 
 }  // namespace
-}  // namespace zevra::platform
+}  // namespace zevra

@@ -10,9 +10,6 @@
 namespace zevra::test {
 namespace {
 
-using platform::ComObject;
-using platform::ComPtr;
-using platform::MakeCom;
 
 HRESULT Step(ScriptedPlatform& script, const char* name, const std::string& detail = {}) {
   return script.Fails(name, detail) ? kFailure : S_OK;
@@ -237,7 +234,7 @@ class ScriptedEnumerator final : public ComObject<IMMDeviceEnumerator> {
 
 }  // namespace
 
-platform::ClassFactory ScriptedEndpoints(ScriptedPlatform& script) {
+ClassFactory ScriptedEndpoints(ScriptedPlatform& script) {
   return [&script](REFIID iid, void** object) -> HRESULT {
     if (script.Fails("CoCreateInstance(enumerator)")) return kFailure;
     const auto enumerator = ComPtr<ScriptedEnumerator>::Attach(MakeCom<ScriptedEnumerator>(script));

@@ -6,7 +6,7 @@
 namespace zevra::test {
 namespace {
 
-const platform::Operations& System() { return platform::SystemOperations(); }
+const Operations& System() { return SystemOperations(); }
 
 HANDLE Counted(HANDLE handle) {
   if (handle != nullptr) CurrentScript().CountHandle(1);
@@ -92,7 +92,7 @@ HRESULT ShutDownMediaFoundation() {
   return System().MFShutdown();
 }
 
-constexpr platform::Operations kTapped = {
+constexpr Operations kTapped = {
     .CoInitialize = Initialize,
     .CoUninitialize = Uninitialize,
     .CreateEventW = CreateEvent,
@@ -116,6 +116,6 @@ constexpr platform::Operations kTapped = {
 
 }  // namespace
 
-const platform::Operations& ScriptedOperations() { return kTapped; }
+const Operations& ScriptedOperations() { return kTapped; }
 
 }  // namespace zevra::test

@@ -11,9 +11,6 @@
 namespace zevra::test {
 namespace {
 
-using platform::ComObject;
-using platform::ComPtr;
-using platform::MakeCom;
 
 HRESULT Step(const char* name, const std::string& detail = {}) {
   return CurrentScript().Fails(name, detail) ? kFailure : S_OK;
@@ -168,7 +165,7 @@ HRESULT CreateScriptedBuffer(DWORD capacity, IMFMediaBuffer** buffer) {
   return Make<ScriptedBuffer>("MFCreateMemoryBuffer", buffer, std::to_string(capacity), capacity);
 }
 
-platform::ClassFactory ScriptedResampler(ScriptedPlatform& script) {
+ClassFactory ScriptedResampler(ScriptedPlatform& script) {
   return [&script](REFIID iid, void** object) -> HRESULT {
     if (script.Fails("CoCreateInstance(resampler)")) return kFailure;
     const auto transform = ComPtr<ScriptedTransform>::Attach(MakeCom<ScriptedTransform>(script));

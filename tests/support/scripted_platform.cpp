@@ -26,16 +26,16 @@ ScriptedPlatform::ScriptedPlatform()
       endpoints{ScriptedEndpoint{ZEVRA_WIDE("Speakers")}},
       mix_format(FloatStereo()),
       closest_format(FloatStereo()) {
-  classes_.push_back(std::make_unique<platform::ClassRegistration>(CLSID_MMDeviceEnumerator,
+  classes_.push_back(std::make_unique<ClassRegistration>(CLSID_MMDeviceEnumerator,
                                                                    ScriptedEndpoints(*this)));
-  classes_.push_back(std::make_unique<platform::ClassRegistration>(CLSID_CResamplerMediaObject,
+  classes_.push_back(std::make_unique<ClassRegistration>(CLSID_CResamplerMediaObject,
                                                                    ScriptedResampler(*this)));
-  platform::ReplaceOperations(&ScriptedOperations());
+  ReplaceOperations(&ScriptedOperations());
 }
 
 ScriptedPlatform::~ScriptedPlatform() {
   current = previous_;
-  if (previous_ == nullptr) platform::ReplaceOperations(nullptr);
+  if (previous_ == nullptr) ReplaceOperations(nullptr);
 }
 
 void ScriptedPlatform::Fail(const std::string& call, int occurrence) {

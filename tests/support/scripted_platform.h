@@ -86,14 +86,14 @@ class ScriptedPlatform {
   std::map<std::string, int> failures_;
   std::vector<std::pair<std::string, std::string>> journal_;
   std::atomic<int> open_handles_{0};
-  std::vector<std::unique_ptr<platform::ClassRegistration>> classes_;
+  std::vector<std::unique_ptr<ClassRegistration>> classes_;
 };
 
 // The scripted classes; defined with their objects.
-platform::ClassFactory ScriptedEndpoints(ScriptedPlatform& script);
-platform::ClassFactory ScriptedResampler(ScriptedPlatform& script);
+ClassFactory ScriptedEndpoints(ScriptedPlatform& script);
+ClassFactory ScriptedResampler(ScriptedPlatform& script);
 // The system's operations with the tap of the ScriptedPlatform that stands.
-const platform::Operations& ScriptedOperations();
+const Operations& ScriptedOperations();
 ScriptedPlatform& CurrentScript();
 
 }  // namespace zevra::test

@@ -8,12 +8,12 @@
 #include "platform/owners.h"
 #include "windows/served_resampler.h"
 
-namespace zevra::platform {
+namespace zevra {
 
 template <>
 inline constexpr const IID* kInterfaceId<IClassFactory> = &IID_IClassFactory;
 
-}  // namespace zevra::platform
+}  // namespace zevra
 
 namespace zevra::test {
 namespace {
@@ -56,7 +56,7 @@ Machine& TheMachine() {
   return machine;
 }
 
-class Factory final : public platform::ComObject<IClassFactory> {
+class Factory final : public ComObject<IClassFactory> {
  public:
   explicit Factory(HRESULT (*create)(REFIID iid, void** object)) : create_(create) {}
 
@@ -72,7 +72,7 @@ class Factory final : public platform::ComObject<IClassFactory> {
 };
 
 HRESULT CreateEnumerator(REFIID iid, void** object) {
-  return platform::NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
+  return NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
 }
 
 }  // namespace
@@ -88,14 +88,14 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
   if (IsEqualGUID(class_id, kServedEnumerator)) create = &zevra::test::CreateEnumerator;
   if (create == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
   const auto factory =
-      zevra::platform::ComPtr<IClassFactory>::Attach(zevra::platform::MakeCom<Factory>(create));
+      zevra::ComPtr<IClassFactory>::Attach(zevra::MakeCom<Factory>(create));
   return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 
 // What it counts must be there to the end of the test.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
-long ServedObjects() { return zevra::platform::live_com_objects.load(); }
+long ServedObjects() { return zevra::live_com_objects.load(); }
 
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
   zevra::test::TheMachine().SetVolume(endpoint, volume);

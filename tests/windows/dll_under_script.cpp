@@ -20,14 +20,13 @@
 namespace zevra::test {
 namespace {
 
-using platform::Operations;
 
 // A function of the system's signature that calls the operations in use, the scripted ones mostly.
 template <auto kOperation>
 struct Tap;
 template <class Result, class... Arguments, Result (*Operations::*kOperation)(Arguments...)>
 struct Tap<kOperation> {
-  static Result Call(Arguments... arguments) { return (platform::Os().*kOperation)(arguments...); }
+  static Result Call(Arguments... arguments) { return (Os().*kOperation)(arguments...); }
 };
 
 // The run-time library inside the DLL has handles of its own, which are no part of the script.
@@ -56,7 +55,7 @@ BOOL CloseKnownHandle(HANDLE handle) {
     const std::lock_guard hold(handles_mutex);
     known = handles.erase(handle) != 0;
   }
-  return known ? platform::Os().CloseHandle(handle) : ::CloseHandle(handle);
+  return known ? Os().CloseHandle(handle) : ::CloseHandle(handle);
 }
 
 std::mutex lines_mutex;
@@ -88,7 +87,7 @@ void Redirect(const char* name, void* function) {
 
 void TakeOver() {
   Redirect("OutputDebugStringA", reinterpret_cast<void*>(&KeepLine));
-  Redirect("CoCreateInstance", reinterpret_cast<void*>(&platform::CreateInstance));
+  Redirect("CoCreateInstance", reinterpret_cast<void*>(&CreateInstance));
   Redirect("CloseHandle", reinterpret_cast<void*>(&CloseKnownHandle));
 #define ZEVRA_REDIRECT_OPENING(name) \
   Redirect(#name, reinterpret_cast<void*>(&OpeningTap<&Operations::name>::Call))

@@ -11,7 +11,6 @@
 namespace zevra::test {
 namespace {
 
-using platform::ComPtr;
 
 constexpr LONG kLongestHalfFilter = 60;
 
@@ -19,7 +18,7 @@ std::atomic<LONG> filter_length{0};
 
 // The library's calls go on to the system's transform; what that one has no answer to is answered
 // here, as its documentation tells.
-class Resampler final : public platform::ComObject<IMFTransform, IWMResamplerProps> {
+class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
  public:
   explicit Resampler(ComPtr<IMFTransform> inner) : inner_(std::move(inner)) {}
 
@@ -104,7 +103,7 @@ HRESULT CreateResampler(REFIID iid, void** object) {
   const HRESULT result = CreateSystemsResampler(&inner);
   if (FAILED(result)) return result;
   const auto resampler =
-      ComPtr<IMFTransform>::Attach(platform::MakeCom<Resampler>(std::move(inner)));
+      ComPtr<IMFTransform>::Attach(MakeCom<Resampler>(std::move(inner)));
   return resampler ? resampler->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 

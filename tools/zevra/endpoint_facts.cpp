@@ -10,11 +10,10 @@
 namespace zevra::command {
 namespace {
 
-using platform::ComPtr;
 
 ComPtr<IMMDeviceEnumerator> NewEnumerator() {
   ComPtr<IMMDeviceEnumerator> enumerator;
-  platform::CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
+  CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
                            enumerator.PutVoid());
   return enumerator;
 }
@@ -22,7 +21,7 @@ ComPtr<IMMDeviceEnumerator> NewEnumerator() {
 std::optional<std::string> NameOf(IMMDevice& device) {
   ComPtr<IPropertyStore> properties;
   if (FAILED(device.OpenPropertyStore(STGM_READ, properties.Put()))) return {};
-  platform::PropVariant name;
+  PropVariant name;
   if (FAILED(properties->GetValue(PKEY_Device_FriendlyName, name.Put()))) return {};
   if (name.Get().vt != VT_LPWSTR) return {};
   return ToUtf8(name.Get().pwszVal);
@@ -39,7 +38,7 @@ bool IsFloat(const WAVEFORMATEX& format) {
 std::optional<MixFormat> MixFormatOf(IMMDevice& device) {
   ComPtr<IAudioClient> client;
   if (FAILED(device.Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()))) return {};
-  platform::TaskMemory<WAVEFORMATEX> format;
+  TaskMemory<WAVEFORMATEX> format;
   if (FAILED(client->GetMixFormat(format.Put()))) return {};
   return MixFormat{IsFloat(*format.Get()), format->wBitsPerSample, format->nSamplesPerSec,
                    format->nChannels};

@@ -19,7 +19,7 @@ bool SoundServerRuns() {
 
 struct Session::BuiltIn {
   builtin::Machine machine{builtin::StandardEndpoints()};
-  platform::ClassRegistration registration = machine.Register();
+  ClassRegistration registration = machine.Register();
 };
 
 Session::Session(bool builtin) {
