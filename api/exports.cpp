@@ -9,14 +9,13 @@
 #include "log/gate.h"
 #include "log/process_logger.h"
 #include "log/trace_scope.h"
-#include "platform/os.h"
+#include "platform/calls.h"
 #include "platform/result.h"
 #include "zevra/zevra.h"
 
 using zevra::Guarded;
-using zevra::Os;
-using zevra::TraceScope;
 using zevra::Hex;
+using zevra::TraceScope;
 
 namespace {
 
@@ -35,7 +34,7 @@ std::int32_t ZevraInitialize() {
       zevra::set_up_process_logger();
       ZEVRA_LOG_VERBOSE("ZevraInitialize | srlog_open succeed!");
     }
-    const HRESULT result = Os().CoInitialize(nullptr);
+    const HRESULT result = zevra::os::CoInitialize(nullptr);
     if (FAILED(result)) ZEVRA_LOG_ERROR("::ZevraInitialize | error | %x", Hex(result));
     return result;
   });
@@ -43,7 +42,7 @@ std::int32_t ZevraInitialize() {
 
 std::int32_t ZevraUninitialize() {
   return Guarded([] {
-    Os().CoUninitialize();
+    zevra::os::CoUninitialize();
     return S_OK;
   });
 }

@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "platform/types.h"
+#include "platform/api.h"
 
 namespace zevra {
 

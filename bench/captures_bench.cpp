@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/builtin/machine.h"
+#include "tests/support/builtin_endpoints.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -70,7 +70,7 @@ std::vector<zevra::builtin::EndpointConfig> Ramp() {
 void Captures(benchmark::State& state) {
   const auto streams = static_cast<std::size_t>(state.range(0));
   const zevra::builtin::Machine machine(Ramp());
-  const auto registration = machine.Register();
+  const auto registration = zevra::test::RegisterEndpoints(machine);
   ZevraInitialize();
   ZevraAudioFormat format{};
   format.channels = 1;

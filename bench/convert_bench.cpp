@@ -19,11 +19,11 @@ extern "C" {
 #include <vector>
 
 #include "bench/medians.h"
-#include "platform/linux/channel_mix.h"
-#include "platform/linux/swr_filter.h"
+#include "platform/linux/resampler/filter.h"
+#include "platform/linux/resampler/mix.h"
 #include "stream/conversion_arithmetic.h"
 #include "stream/conversion_stage.h"
-#include "tests/platform_linux/counting_heap.h"
+#include "tests/support/counting_heap.h"
 
 namespace {
 
@@ -143,11 +143,10 @@ void SetSide(SwrContext* context, const std::string& side, const ZevraAudioForma
 }
 
 Swr OpenSwr(const Pair& pair) {
-  namespace platform = zevra::platform;
   Swr swr(swr_alloc());
   SetSide(swr.get(), "in", pair.source);
   SetSide(swr.get(), "out", pair.target);
-  const SwrFilter filter = FilterFor(
+  const zevra::SwrFilter filter = zevra::FilterFor(
       pair.source.samples_per_second, pair.target.samples_per_second, kHalfFilterLength);
   av_opt_set_sample_fmt(swr.get(), "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
   av_opt_set_int(swr.get(), "filter_size", filter.filter_size, 0);
@@ -158,9 +157,9 @@ Swr OpenSwr(const Pair& pair) {
   av_opt_set_int(swr.get(), "linear_interp", 1, 0);
   av_opt_set_int(swr.get(), "phase_shift", filter.phase_shift, 0);
   if (pair.source.channel_mask != pair.target.channel_mask) {
-    MixMatrix gains;
-    BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
-    swr_set_matrix(swr.get(), gains[0].data(), kMixChannels);
+    zevra::MixMatrix gains;
+    zevra::BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
+    swr_set_matrix(swr.get(), gains[0].data(), zevra::kMixChannels);
   }
   return swr_init(swr.get()) >= 0 ? std::move(swr) : nullptr;
 }

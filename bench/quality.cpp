@@ -11,8 +11,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "platform/com.h"
-#include "platform/media_foundation.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 
 namespace {
@@ -58,10 +57,9 @@ class Converter {
 class TransformConverter final : public Converter {
  public:
   explicit TransformConverter(Rates rates) : rates_(rates) {
-    Require(
-        zevra::CreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
+    Require(zevra::os::CoCreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
                                         IID_IMFTransform, transform_.PutVoid()),
-        "CreateInstance");
+            "CreateInstance");
     Require(transform_->SetInputType(0, MediaType(rates.input).Get(), 0), "SetInputType");
     Require(transform_->SetOutputType(0, MediaType(rates.output).Get(), 0), "SetOutputType");
     ComPtr<IWMResamplerProps> properties;

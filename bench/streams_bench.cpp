@@ -13,10 +13,9 @@
 #include <vector>
 
 #include "bench/child_process.h"
-#include "platform/builtin/machine.h"
-#include "platform/com.h"
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
+#include "tests/support/builtin_endpoints.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -43,13 +42,13 @@ double MillisecondsOf(const std::function<void()>& work) {
 
 // Half of the default render endpoint's period, in milliseconds.
 double PollMs() {
-  namespace platform = zevra::platform;
+  using zevra::ComPtr;
   ComPtr<IMMDeviceEnumerator> enumerator;
   ComPtr<IMMDevice> device;
   ComPtr<IAudioClient> client;
   REFERENCE_TIME period = 0;
-  CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
-                           enumerator.PutVoid());
+  zevra::os::CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+                              IID_IMMDeviceEnumerator, enumerator.PutVoid());
   if (enumerator) enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put());
   if (device) device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid());
   if (client) client->GetDevicePeriod(&period, nullptr);
@@ -129,7 +128,7 @@ int main() {
   bool good = ZevraInitialize() >= 0;
   {
     const zevra::builtin::Machine machine(zevra::builtin::StandardEndpoints());
-    const auto registration = machine.Register();
+    const auto registration = zevra::test::RegisterEndpoints(machine);
     good = good && StartsAndStops("built-in");
   }
   good = good && StartsAndStops("sound server") && Silence() && Lists();

@@ -14,19 +14,19 @@ find_package(Threads REQUIRED)
 set(zevra_false_alarms $<$<AND:$<COMPILE_LANG_AND_ID:CXX,GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 
 # Windows 7 is the first with the resampler's present interface. The compiler's run-time libraries
-# go into the file itself, so that nothing has to lie beside it. The sections let the linker drop
-# what nobody uses, most ids of the SDK among it.
+# go into the file itself, so that nothing has to lie beside it.
 function(zevra_windows_options target)
   target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
-  target_compile_options(${target} PRIVATE -fstack-protector-strong -ffunction-sections
-                                           -fdata-sections)
+  target_compile_options(${target} PRIVATE -fstack-protector-strong)
   target_link_options(${target} PRIVATE -static -fstack-protector-strong LINKER:--gc-sections
                                         LINKER:--dynamicbase LINKER:--high-entropy-va
                                         LINKER:--nxcompat $<$<CONFIG:Release>:-s>)
 endfunction()
 
 function(zevra_compile_options target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion ${zevra_false_alarms}
+  # The sections let the linker drop what nobody uses, most ids of the Windows SDK among it.
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                           -ffunction-sections -fdata-sections ${zevra_false_alarms}
                                            $<$<BOOL:${ZEVRA_WERROR}>:-Werror>)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON)

@@ -10,7 +10,6 @@
 namespace zevra {
 namespace {
 
-
 // A failed call of the list functions: its line, then its code.
 HRESULT Failed(const char* operation, HRESULT result) {
   ZEVRA_LOG_ERROR("::ZevraGetDeviceList | error | %s %x", operation, Hex(result));

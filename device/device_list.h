@@ -1,7 +1,7 @@
 #ifndef ZEVRA_DEVICE_DEVICE_LIST_H
 #define ZEVRA_DEVICE_DEVICE_LIST_H
 
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "zevra/zevra.h"
 
 namespace zevra {

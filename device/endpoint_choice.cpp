@@ -5,10 +5,10 @@
 #include "platform/result.h"
 #include "platform/wide_text.h"
 
-using zevra::FriendlyName;
-using zevra::TraceScope;
 using zevra::ComPtr;
+using zevra::FriendlyName;
 using zevra::Hex;
+using zevra::TraceScope;
 
 namespace {
 

@@ -1,12 +1,12 @@
 #include "device/friendly_name.h"
 
-#include "platform/types.h"
+#include "platform/api.h"
 
 namespace zevra {
 
 HRESULT CreateDeviceEnumerator(ComPtr<IMMDeviceEnumerator>* enumerator) {
-  return CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
-                                  IID_IMMDeviceEnumerator, enumerator->PutVoid());
+  return os::CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+                              IID_IMMDeviceEnumerator, enumerator->PutVoid());
 }
 
 HRESULT FriendlyName::OpenStore(IMMDevice* device) {

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_DEVICE_FRIENDLY_NAME_H
 #define ZEVRA_DEVICE_FRIENDLY_NAME_H
 
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 
 namespace zevra {

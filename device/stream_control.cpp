@@ -8,8 +8,8 @@ namespace {
 
 // An unnamed auto-reset event, not signalled.
 HRESULT CreateStreamEvent(UniqueHandle& event) {
-  event = UniqueHandle(Os().CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  return event ? S_OK : ResultFromError(Os().GetLastError());
+  event = UniqueHandle(os::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  return event ? S_OK : ResultFromError(os::GetLastError());
 }
 
 HRESULT CreateStreamEvents(const StreamFields& stream) {
@@ -23,14 +23,14 @@ HRESULT CreateStreamEvents(const StreamFields& stream) {
 HRESULT WaitUntilReady(const StreamFields& stream) {
   // The ready event stands first: it wins if the thread has already ended as well.
   const HANDLE wait_set[] = {stream.ready_event.Get(), stream.thread.Get()};
-  return Os().WaitForMultipleObjects(2, wait_set, FALSE, INFINITE) == WAIT_OBJECT_0 ? S_OK : E_FAIL;
+  return os::WaitForMultipleObjects(2, wait_set, FALSE, INFINITE) == WAIT_OBJECT_0 ? S_OK : E_FAIL;
 }
 
 }  // namespace
 
 bool IsRunning(const StreamFields& stream) {
   return stream.thread && !stream.stop_pending.load(std::memory_order_acquire) &&
-         Os().WaitForSingleObject(stream.thread.Get(), 0) == WAIT_TIMEOUT;
+         os::WaitForSingleObject(stream.thread.Get(), 0) == WAIT_TIMEOUT;
 }
 
 HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, void* object) {
@@ -38,9 +38,9 @@ HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, voi
   const HRESULT result = CreateStreamEvents(stream);
   if (FAILED(result)) return result;
 
-  stream.thread = UniqueHandle(Os().CreateThread(nullptr, 0, entry, object, 0, nullptr));
+  stream.thread = UniqueHandle(os::CreateThread(nullptr, 0, entry, object, 0, nullptr));
   if (!stream.thread) {
-    const DWORD error = Os().GetLastError();
+    const DWORD error = os::GetLastError();
     ZEVRA_LOG_ERROR("ZevraImpl::%s | error | CreateThread %d", stream.member,
                     static_cast<int>(error));
     return static_cast<HRESULT>(error);
@@ -50,12 +50,12 @@ HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, voi
 
 void RequestStop(const StreamFields& stream) {
   stream.stop_pending.store(true, std::memory_order_release);
-  if (stream.stop_event) Os().SetEvent(stream.stop_event.Get());
+  if (stream.stop_event) os::SetEvent(stream.stop_event.Get());
 }
 
 void StopStream(const StreamFields& stream) {
   RequestStop(stream);
-  if (stream.thread) Os().WaitForSingleObject(stream.thread.Get(), INFINITE);
+  if (stream.thread) os::WaitForSingleObject(stream.thread.Get(), INFINITE);
   stream.ready_event.Reset();
   stream.stop_event.Reset();
   stream.thread.Reset();

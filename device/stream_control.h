@@ -14,10 +14,10 @@ namespace zevra {
 // One stream of a device object: its fields, and what tells its messages apart.
 struct StreamFields {
   UniqueHandle& thread;
-  UniqueHandle& ready_event;  // set by the stream's thread, awaited by the start
-  UniqueHandle& stop_event;   // set by the stop, awaited by the stream's thread
-  std::atomic<bool>& stop_pending;      // a stop was asked for and its thread may still run
-  const char* member;                   // name of the start in its message
+  UniqueHandle& ready_event;        // set by the stream's thread, awaited by the start
+  UniqueHandle& stop_event;         // set by the stop, awaited by the stream's thread
+  std::atomic<bool>& stop_pending;  // a stop was asked for and its thread may still run
+  const char* member;               // name of the start in its message
 };
 
 // True while the stream's thread runs and nobody has asked it to stop.

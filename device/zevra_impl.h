@@ -4,7 +4,7 @@
 #include <atomic>
 
 #include "device/stream_control.h"
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 #include "zevra/zevra.h"
 

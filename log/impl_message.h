@@ -20,20 +20,19 @@ constexpr std::size_t kFormatBytes = 65536;
 
 }  // namespace log_detail
 
-#define ZEVRA_LOG_FRONT_END(name, level, afterwards)                \
-  ZEVRA_LOG_TEMPLATE                                                \
-  void ZEVRA_LOG_CLASS::name(const char* format, ...) noexcept {    \
-    std::va_list arguments;                                         \
-    va_start(arguments, format);                                    \
-    const bool passed_on = log_formatted(level, format, arguments); \
-    va_end(arguments);                                              \
-    if (passed_on) afterwards;                                      \
+#define ZEVRA_LOG_FRONT_END(name, level, afterwards)             \
+  ZEVRA_LOG_TEMPLATE                                             \
+  void ZEVRA_LOG_CLASS::name(const char* format, ...) noexcept { \
+    std::va_list arguments;                                      \
+    va_start(arguments, format);                                 \
+    if (log_formatted(level, format, arguments)) afterwards;     \
+    va_end(arguments);                                           \
   }
 
 ZEVRA_LOG_FRONT_END(log_error, kLevelError, flush_now())
 ZEVRA_LOG_FRONT_END(log_warn, kLevelWarn, flush_now())
-ZEVRA_LOG_FRONT_END(log_verbose, kLevelVerbose, )
-ZEVRA_LOG_FRONT_END(log_trace, kLevelTrace, )
+ZEVRA_LOG_FRONT_END(log_verbose, kLevelVerbose, static_cast<void>(0))
+ZEVRA_LOG_FRONT_END(log_trace, kLevelTrace, static_cast<void>(0))
 #undef ZEVRA_LOG_FRONT_END
 
 ZEVRA_LOG_TEMPLATE

@@ -5,10 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/com.h"
-#include "platform/core_audio.h"
-#include "platform/interface_stubs.h"
-#include "platform/media_foundation.h"
+#include "platform/api.h"
 
 // What an implementation of the COM-shaped interfaces stands on, whichever it is: the system's on
 // Linux, the built-in endpoints, a test's scripted ones.
@@ -44,20 +41,11 @@ inline constexpr const IID* kInterfaceId<IMFTransform> = &IID_IMFTransform;
 template <>
 inline constexpr const IID* kInterfaceId<IWMResamplerProps> = &IID_IWMResamplerProps;
 
-// Objects made from ComObject that are alive in the process. A test that counts before and after
-// sees any reference that was lost.
-inline std::atomic<long> live_com_objects{0};
-
-// How an object counts its references, and whether it is counted itself.
+// How an object counts its references.
 //
 // For objects that any thread may share.
 class SharedReferences {
  public:
-  SharedReferences() { live_com_objects.fetch_add(1, std::memory_order_relaxed); }
-  ~SharedReferences() { live_com_objects.fetch_sub(1, std::memory_order_relaxed); }
-  SharedReferences(const SharedReferences&) = delete;
-  SharedReferences& operator=(const SharedReferences&) = delete;
-
   ULONG Add() { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
   ULONG Remove() { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 

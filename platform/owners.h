@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "platform/com.h"
-#include "platform/os.h"
+#include "platform/api.h"
+#include "platform/calls.h"
 
 // Owners for what the platform hands out. All are move-only, give back in their destructor, and
 // are empty before an out-parameter fills them.
@@ -76,7 +76,7 @@ class UniqueHandle {
   HANDLE Get() const { return handle_; }
   explicit operator bool() const { return handle_ != nullptr; }
   void Reset() {
-    if (HANDLE const handle = std::exchange(handle_, nullptr)) Os().CloseHandle(handle);
+    if (HANDLE const handle = std::exchange(handle_, nullptr)) os::CloseHandle(handle);
   }
 
  private:

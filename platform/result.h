@@ -1,7 +1,7 @@
 #ifndef ZEVRA_PLATFORM_RESULT_H
 #define ZEVRA_PLATFORM_RESULT_H
 
-#include "platform/types.h"
+#include "platform/api.h"
 
 namespace zevra {
 

@@ -7,7 +7,6 @@
 namespace zevra {
 namespace {
 
-
 // A failed call of the capture thread: its line, then its code.
 HRESULT Failed(const char* operation, HRESULT result) {
   ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | error | %s %x", operation, Hex(result));
@@ -16,7 +15,7 @@ HRESULT Failed(const char* operation, HRESULT result) {
 
 // The same for a call that leaves its cause in GetLastError.
 HRESULT FailedWithLastError(const char* operation) {
-  const DWORD error = Os().GetLastError();
+  const DWORD error = os::GetLastError();
   ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | error | %s %x", operation,
                   static_cast<unsigned>(error));
   return ResultFromError(error);
@@ -52,7 +51,7 @@ HRESULT CaptureLoop::Start() {
   result = audio_client_ptr_->Start();
   if (FAILED(result)) return Failed("audio_client_ptr->Start()", result);
   started_ = true;
-  Os().SetEvent(request_.ready_event);
+  os::SetEvent(request_.ready_event);
   return S_OK;
 }
 
@@ -114,7 +113,7 @@ HRESULT CaptureLoop::InitializeStream() {
 
 HRESULT CaptureLoop::PrepareThread() {
   DWORD task_index = 0;
-  if (Os().AvSetMmThreadCharacteristicsW(ZEVRA_WIDE("Audio"), &task_index) == nullptr)
+  if (os::AvSetMmThreadCharacteristicsW(ZEVRA_WIDE("Audio"), &task_index) == nullptr)
     return FailedWithLastError("AvSetMmThreadCharacteristics");
   if (!timer_.Arm(default_period_)) return FailedWithLastError("SetWaitableTimer");
   return S_OK;
@@ -126,7 +125,7 @@ HRESULT CaptureLoop::RunUntilStop() {
   for (;;) {
     const HRESULT result = TakePackets();
     if (FAILED(result)) return result;
-    switch (Os().WaitForMultipleObjects(2, wait_set, FALSE, INFINITE)) {
+    switch (os::WaitForMultipleObjects(2, wait_set, FALSE, INFINITE)) {
       case WAIT_OBJECT_0 + kStopEvent:
         return Stop();
       case WAIT_OBJECT_0 + kTimer:

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_STREAM_CAPTURE_LOOP_H
 #define ZEVRA_STREAM_CAPTURE_LOOP_H
 
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 #include "stream/com_apartment.h"
 #include "stream/conversion_stage.h"

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_STREAM_COM_APARTMENT_H
 #define ZEVRA_STREAM_COM_APARTMENT_H
 
-#include "platform/os.h"
+#include "platform/calls.h"
 
 namespace zevra {
 
@@ -10,13 +10,13 @@ class ComApartment {
  public:
   ComApartment() = default;
   ~ComApartment() {
-    if (entered_) Os().CoUninitialize();
+    if (entered_) os::CoUninitialize();
   }
   ComApartment(const ComApartment&) = delete;
   ComApartment& operator=(const ComApartment&) = delete;
 
   HRESULT Enter() {
-    const HRESULT result = Os().CoInitialize(nullptr);
+    const HRESULT result = os::CoInitialize(nullptr);
     entered_ = SUCCEEDED(result);
     return result;
   }

@@ -5,7 +5,6 @@
 namespace zevra {
 namespace {
 
-
 // Wing of the resampler's filter on either side, in samples: the longest that it knows.
 constexpr LONG kHalfFilterLength = 60;
 
@@ -47,12 +46,12 @@ HRESULT SetTransformType(IMFTransform* transform, SetType set_type, const ZevraA
 
 ZevraConversionContext::~ZevraConversionContext() {
   transform.Reset();
-  if (media_foundation_started) Os().MFShutdown();
+  if (media_foundation_started) os::MFShutdown();
 }
 
 HRESULT CreateConversionMediaType(const ZevraAudioFormat& format, ComPtr<IMFMediaType>* type) {
   ComPtr<IMFMediaType> made;
-  HRESULT result = Os().MFCreateMediaType(made.Put());
+  HRESULT result = os::MFCreateMediaType(made.Put());
   if (FAILED(result)) return result;
 
   AttributeWriter attributes(made.Get());
@@ -77,8 +76,8 @@ HRESULT CreateConversionStage(const ZevraAudioFormat& source, const ZevraAudioFo
   transform->Reset();
 
   ComPtr<IUnknown> object;
-  HRESULT result = CreateInstance(CLSID_CResamplerMediaObject, nullptr,
-                                            CLSCTX_INPROC_SERVER, IID_IUnknown, object.PutVoid());
+  HRESULT result = os::CoCreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
+                                        IID_IUnknown, object.PutVoid());
   if (FAILED(result)) return result;
 
   ComPtr<IMFTransform> resampler;
@@ -105,7 +104,7 @@ HRESULT CreateConversionStage(const ZevraAudioFormat& source, const ZevraAudioFo
 }
 
 HRESULT StartConversion(ZevraConversionContext& context) {
-  HRESULT result = Os().MFStartup(MF_VERSION, MFSTARTUP_LITE);
+  HRESULT result = os::MFStartup(MF_VERSION, MFSTARTUP_LITE);
   if (FAILED(result)) return result;
   context.media_foundation_started = true;
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform/media_foundation.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 #include "stream/converted_buffer.h"
 #include "zevra/zevra.h"
@@ -30,8 +30,7 @@ struct ZevraConversionContext {
 };
 
 // Gives a media type that describes `format`, or a negative code and none.
-HRESULT CreateConversionMediaType(const ZevraAudioFormat& format,
-                                  ComPtr<IMFMediaType>* type);
+HRESULT CreateConversionMediaType(const ZevraAudioFormat& format, ComPtr<IMFMediaType>* type);
 
 // Gives a transform that takes `source` and delivers `target`, or a negative code and none. Both
 // formats must be ones that the transform knows; it says so with its own code if not.

@@ -6,7 +6,6 @@
 namespace zevra {
 namespace {
 
-
 // A media buffer's bytes while they are locked.
 class LockedBuffer {
  public:
@@ -38,7 +37,7 @@ class LockedBuffer {
 // The packet lies in memory that goes back to the stream; the transform may keep its input longer.
 HRESULT CopyIntoSample(const std::uint8_t* packet, std::uint32_t bytes, ComPtr<IMFSample>* sample) {
   ComPtr<IMFMediaBuffer> buffer;
-  HRESULT result = Os().MFCreateMemoryBuffer(bytes, buffer.Put());
+  HRESULT result = os::MFCreateMemoryBuffer(bytes, buffer.Put());
   if (FAILED(result)) return result;
 
   LockedBuffer locked(buffer.Get());
@@ -49,7 +48,7 @@ HRESULT CopyIntoSample(const std::uint8_t* packet, std::uint32_t bytes, ComPtr<I
 
   result = buffer->SetCurrentLength(bytes);
   if (FAILED(result)) return result;
-  result = Os().MFCreateSample(sample->Put());
+  result = os::MFCreateSample(sample->Put());
   return FAILED(result) ? result : (*sample)->AddBuffer(buffer.Get());
 }
 
@@ -127,10 +126,10 @@ HRESULT PullConvertedBuffer(ZevraConversionContext& context, ZevraConvertedBuffe
   pulled.Clear();
 
   ComPtr<IMFSample> sample;
-  HRESULT result = Os().MFCreateSample(sample.Put());
+  HRESULT result = os::MFCreateSample(sample.Put());
   if (FAILED(result)) return result;
   ComPtr<IMFMediaBuffer> buffer;
-  result = Os().MFCreateMemoryBuffer(capacity_bytes, buffer.Put());
+  result = os::MFCreateMemoryBuffer(capacity_bytes, buffer.Put());
   if (FAILED(result)) return result;
   result = sample->AddBuffer(buffer.Get());
   if (FAILED(result)) return result;

@@ -15,7 +15,6 @@ std::atomic<bool> play_stop_requested{false};
 
 namespace {
 
-
 // One second in 100-ns units: the buffer that is asked for, and the base of the pause.
 constexpr REFERENCE_TIME kSecond = 10'000'000;
 
@@ -46,7 +45,7 @@ HRESULT RenderLoop::Start() {
   result = audio_client_ptr_->Start();
   if (FAILED(result)) return Failed("audio_client_ptr->Start()", result);
   started_ = true;
-  Os().SetEvent(request_.ready_event);
+  os::SetEvent(request_.ready_event);
   return result;
 }
 
@@ -58,7 +57,7 @@ HRESULT RenderLoop::OpenStream() {
   if (FAILED(result)) return Failed("GetMixFormat", result);
   MakeSixteenBit(*format_.Get());
   if (!timer_.Create()) {
-    const DWORD error = Os().GetLastError();
+    const DWORD error = os::GetLastError();
     ZEVRA_LOG_ERROR("ZevraImpl::LoopBackPlay | error | CreateWaitableTimer %x",
                     static_cast<unsigned>(error));
     return ResultFromError(error);
@@ -75,7 +74,7 @@ HRESULT RenderLoop::OpenStream() {
 HRESULT RenderLoop::KeepFilled() {
   const DWORD pause_ms = PauseMilliseconds();
   while (buffer_flags_ == 0) {
-    Os().Sleep(pause_ms);
+    os::Sleep(pause_ms);
     UINT32 queued_frames = 0;
     HRESULT result = audio_client_ptr_->GetCurrentPadding(&queued_frames);
     if (FAILED(result)) return Failed("audio_client_ptr->GetCurrentPadding", result);
@@ -100,7 +99,7 @@ HRESULT RenderLoop::Fill(UINT32 frames) {
 HRESULT RenderLoop::WaitForStop() {
   enum : DWORD { kStopEvent = 0, kTimer = 1 };
   const HANDLE wait_set[] = {request_.stop_event, timer_.Get()};
-  switch (Os().WaitForMultipleObjects(2, wait_set, FALSE, INFINITE)) {
+  switch (os::WaitForMultipleObjects(2, wait_set, FALSE, INFINITE)) {
     case WAIT_OBJECT_0 + kStopEvent:
       return S_OK;
     case WAIT_OBJECT_0 + kTimer: {

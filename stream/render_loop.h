@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 #include "stream/wake_up_timer.h"
 

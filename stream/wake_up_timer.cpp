@@ -12,7 +12,7 @@ constexpr REFERENCE_TIME kLongestHalf = 24LL * 3600 * 1000 * kUnitsPerMillisecon
 }  // namespace
 
 bool WakeUpTimer::Create() {
-  timer_ = UniqueHandle(Os().CreateWaitableTimerW(nullptr, FALSE, nullptr));
+  timer_ = UniqueHandle(os::CreateWaitableTimerW(nullptr, FALSE, nullptr));
   return static_cast<bool>(timer_);
 }
 
@@ -22,7 +22,7 @@ bool WakeUpTimer::Arm(REFERENCE_TIME period) {
   first.QuadPart = -half;
   const auto repeat_ms =
       static_cast<LONG>(std::max<REFERENCE_TIME>(half / kUnitsPerMillisecond, 1));
-  armed_ = Os().SetWaitableTimer(timer_.Get(), &first, repeat_ms, nullptr, nullptr, FALSE) != FALSE;
+  armed_ = os::SetWaitableTimer(timer_.Get(), &first, repeat_ms, nullptr, nullptr, FALSE) != FALSE;
   return armed_;
 }
 

@@ -1,8 +1,8 @@
 #ifndef ZEVRA_STREAM_WAKE_UP_TIMER_H
 #define ZEVRA_STREAM_WAKE_UP_TIMER_H
 
-#include "platform/core_audio.h"
-#include "platform/os.h"
+#include "platform/api.h"
+#include "platform/calls.h"
 #include "platform/owners.h"
 
 namespace zevra {
@@ -12,7 +12,7 @@ class WakeUpTimer {
  public:
   WakeUpTimer() = default;
   ~WakeUpTimer() {
-    if (armed_) Os().CancelWaitableTimer(timer_.Get());
+    if (armed_) os::CancelWaitableTimer(timer_.Get());
   }
   WakeUpTimer(const WakeUpTimer&) = delete;
   WakeUpTimer& operator=(const WakeUpTimer&) = delete;

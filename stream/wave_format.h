@@ -1,7 +1,7 @@
 #ifndef ZEVRA_STREAM_WAVE_FORMAT_H
 #define ZEVRA_STREAM_WAVE_FORMAT_H
 
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "zevra/zevra.h"
 
 namespace zevra {

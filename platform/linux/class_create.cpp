@@ -1,9 +1,7 @@
 #include <array>
 
-#include "platform/com.h"
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/linux/class_factories.h"
-#include "platform/media_foundation.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/com.h"
+#include "platform/linux/class_factories.h"
 
 namespace {
 // Calls of CoInitialize on this thread that are still owed a CoUninitialize.

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "platform/linux/kernel.h"
+#include "platform/api.h"
 
 // What handles stand for. A handle is a slot's number and the slot's generation, so that a closed
 // handle is told from the one that uses the slot now. Looking one up takes no lock: it pins the

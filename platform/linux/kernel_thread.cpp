@@ -93,8 +93,8 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  KernelObject* const object = zevra::OpenObject(
-      ObjectKind::kThread, true, ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  KernelObject* const object =
+      zevra::OpenObject(ObjectKind::kThread, true, ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (object == nullptr) return nullptr;
   object->entry = entry;
   object->argument = argument;

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "platform/linux/kernel.h"
+#include "platform/api.h"
 
 namespace {
 thread_local DWORD last_error = ERROR_SUCCESS;

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_PLATFORM_LINUX_LAST_ERROR_H
 #define ZEVRA_PLATFORM_LINUX_LAST_ERROR_H
 
-#include "platform/linux/types.h"
+#include "platform/api.h"
 
 namespace zevra {
 

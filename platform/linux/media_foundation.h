@@ -1,7 +1,7 @@
 #ifndef ZEVRA_PLATFORM_LINUX_MEDIA_FOUNDATION_H
 #define ZEVRA_PLATFORM_LINUX_MEDIA_FOUNDATION_H
 
-#include "platform/linux/com.h"
+#include "platform/linux/base.h"
 
 inline constexpr ULONG MF_VERSION = 0x00020070;
 inline constexpr DWORD MFSTARTUP_LITE = 1;

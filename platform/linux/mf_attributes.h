@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <new>
 
+#include "platform/api.h"
 #include "platform/com_object.h"
 #include "platform/linux/block_cache.h"
-#include "platform/media_foundation.h"
 
 namespace zevra {
 

@@ -1,8 +1,8 @@
 #include <new>
 
+#include "platform/api.h"
 #include "platform/com_object.h"
 #include "platform/linux/block_cache.h"
-#include "platform/media_foundation.h"
 
 namespace {
 
@@ -20,9 +20,7 @@ class MemoryBuffer final : public zevra::LocalComObject<IMFMediaBuffer> {
   static void* operator new(std::size_t bytes, DataBytes data) noexcept;
   // NOLINTNEXTLINE(misc-new-delete-overloads): there is no new that throws
   static void operator delete(void* block) noexcept { zevra::GiveBlock(block); }
-  static void operator delete(void* block, DataBytes) noexcept {
-    zevra::GiveBlock(block);
-  }
+  static void operator delete(void* block, DataBytes) noexcept { zevra::GiveBlock(block); }
 
   HRESULT Lock(BYTE** data, DWORD* capacity, DWORD* length) override;
   HRESULT Unlock() override { return S_OK; }

@@ -1,7 +1,7 @@
 #include <atomic>
 
+#include "platform/api.h"
 #include "platform/linux/block_cache.h"
-#include "platform/media_foundation.h"
 
 // Nothing has to be brought up: objects can be made before the first start and after the last
 // shutdown. What the pair does is count, so that a caller who lost the balance is told.

@@ -8,7 +8,7 @@
 #include <bit>
 #include <string_view>
 
-#include "platform/linux/kernel.h"
+#include "platform/api.h"
 
 namespace {
 

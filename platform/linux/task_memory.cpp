@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "platform/linux/com.h"
+#include "platform/api.h"
 
 void* CoTaskMemAlloc(std::size_t bytes) { return std::malloc(bytes); }
 

@@ -1,11 +1,13 @@
 #ifndef ZEVRA_PLATFORM_WINDOWS_INTERFACE_STUBS_H
 #define ZEVRA_PLATFORM_WINDOWS_INTERFACE_STUBS_H
 
-#include "platform/windows/core_audio.h"
-#include "platform/windows/media_foundation.h"
+#include "platform/windows/api.h"
 
 namespace zevra {
 
+// Stub<I> is the interface I with every operation that the library never calls answered by
+// E_NOTIMPL, so that an implementation writes only those that matter.
+//
 // One specialization for each interface that is implemented somewhere in the project. What stays
 // abstract is what the library calls.
 template <class Interface>

@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "platform/windows/types.h"
+#include "platform/api.h"
 
 namespace zevra {
 

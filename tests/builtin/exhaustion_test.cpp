@@ -6,9 +6,8 @@
 #include <functional>
 #include <optional>
 
-#include "platform/builtin/machine.h"
-#include "platform/com_object.h"
-#include "platform_linux/counting_heap.h"
+#include "support/builtin_endpoints.h"
+#include "support/counting_heap.h"
 #include "support/host.h"
 #include "support/process_holdings.h"
 
@@ -20,7 +19,7 @@ class Exhaustion : public ::testing::Test {
   void SetUp() override { ASSERT_GE(ZevraInitialize(), 0); }
   void TearDown() override {
     ZevraUninitialize();
-    EXPECT_EQ(live_com_objects.load(), objects_before_);
+    EXPECT_EQ(clock_.use_count(), clock_uses_);
   }
 
   static ZevraHandle Open() {
@@ -32,9 +31,11 @@ class Exhaustion : public ::testing::Test {
   const ZevraAudioFormat format_ = SpeechFormat();
 
  private:
-  const long objects_before_ = live_com_objects.load();
-  const builtin::Machine machine_{builtin::StandardEndpoints()};
-  const ClassRegistration registration_ = machine_.Register();
+  // Each object that the machine gave out holds the clock.
+  const std::shared_ptr<const builtin::Clock> clock_ = builtin::RealClock();
+  const builtin::Machine machine_{builtin::StandardEndpoints(), clock_};
+  const ClassRegistration registration_ = RegisterEndpoints(machine_);
+  const long clock_uses_ = clock_.use_count();
 };
 
 TEST_F(Exhaustion, AThousandRoundsLeaveNothingBehind) {

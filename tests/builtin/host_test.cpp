@@ -6,6 +6,7 @@
 
 #include "support/host.h"
 #include "tests/builtin/machine_fixture.h"
+#include "tests/support/builtin_endpoints.h"
 
 namespace zevra::builtin {
 namespace {
@@ -39,7 +40,7 @@ TEST_F(HostTest, SixtyFourCapturesGetEveryFrame) {
   endpoint.channels = 1;
   endpoint.channel_mask = SPEAKER_FRONT_CENTER;
   Build({endpoint});
-  const auto registration = machine_->Register();
+  const auto registration = test::RegisterEndpoints(*machine_);
   ASSERT_EQ(ZevraInitialize(), ZEVRA_OK);
   ZevraAudioFormat format = test::SpeechFormat();
   format.samples_per_second = 48000;

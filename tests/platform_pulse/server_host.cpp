@@ -22,8 +22,8 @@ ComPtr<IMMDevice> Find(const std::u16string& name) {
   ComPtr<IMMDeviceCollection> devices;
   ComPtr<IMMDevice> found;
   UINT count = 0;
-  EXPECT_EQ(CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
-                                     IID_IMMDeviceEnumerator, enumerator.PutVoid()),
+  EXPECT_EQ(os::CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL,
+                                 IID_IMMDeviceEnumerator, enumerator.PutVoid()),
             S_OK);
   EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices.Put()), S_OK);
   EXPECT_EQ(devices->GetCount(&count), S_OK);

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/com_object.h"
 #include "support/eventually.h"
+#include "support/live_objects.h"
 #include "support/log_capture.h"
 #include "support/scripted_platform.h"
 #include "zevra/zevra.h"
@@ -26,7 +26,7 @@ class ScriptedHost : public ::testing::Test {
   void TearDown() override {
     ZevraUninitialize();
     EXPECT_EQ(script.OpenHandles(), 0);
-    EXPECT_EQ(live_com_objects.load(), objects_before_);
+    EXPECT_EQ(live_objects.load(), objects_before_);
   }
 
   ZevraHandle OpenDefault() {
@@ -36,7 +36,7 @@ class ScriptedHost : public ::testing::Test {
   }
 
  private:
-  const long objects_before_ = live_com_objects.load();
+  const long objects_before_ = live_objects.load();
 
  protected:
   LogCapture log;

@@ -3,13 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/com_object.h"
 #include "platform/owners.h"
+#include "support/live_objects.h"
 #include "support/scripted_platform.h"
 
 namespace zevra::test {
 namespace {
-
 
 HRESULT Step(ScriptedPlatform& script, const char* name, const std::string& detail = {}) {
   return script.Fails(name, detail) ? kFailure : S_OK;
@@ -22,7 +21,7 @@ T* TaskCopy(const T& value) {
   return copy;
 }
 
-class ScriptedCapture final : public ComObject<IAudioCaptureClient> {
+class ScriptedCapture final : public TrackedObject<IAudioCaptureClient> {
  public:
   explicit ScriptedCapture(ScriptedPlatform& script) : script_(script), packets_(script.packets) {}
   HRESULT GetNextPacketSize(UINT32* frames) override {
@@ -49,7 +48,7 @@ class ScriptedCapture final : public ComObject<IAudioCaptureClient> {
   std::size_t next_ = 0;
 };
 
-class ScriptedRender final : public ComObject<IAudioRenderClient> {
+class ScriptedRender final : public TrackedObject<IAudioRenderClient> {
  public:
   ScriptedRender(ScriptedPlatform& script, WORD frame_bytes)
       : script_(script), frame_bytes_(frame_bytes) {}
@@ -71,7 +70,7 @@ class ScriptedRender final : public ComObject<IAudioRenderClient> {
   std::vector<BYTE> block_;
 };
 
-class ScriptedClient final : public ComObject<IAudioClient> {
+class ScriptedClient final : public TrackedObject<IAudioClient> {
  public:
   explicit ScriptedClient(ScriptedPlatform& script) : script_(script) {}
   HRESULT Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_TIME duration,
@@ -129,7 +128,7 @@ class ScriptedClient final : public ComObject<IAudioClient> {
   std::size_t next_padding_ = 0;
 };
 
-class ScriptedVolume final : public ComObject<IAudioEndpointVolume> {
+class ScriptedVolume final : public TrackedObject<IAudioEndpointVolume> {
  public:
   explicit ScriptedVolume(ScriptedPlatform& script) : script_(script) {}
   HRESULT GetMasterVolumeLevelScalar(float* level) override {
@@ -142,7 +141,7 @@ class ScriptedVolume final : public ComObject<IAudioEndpointVolume> {
   ScriptedPlatform& script_;
 };
 
-class ScriptedStore final : public ComObject<IPropertyStore> {
+class ScriptedStore final : public TrackedObject<IPropertyStore> {
  public:
   ScriptedStore(ScriptedPlatform& script, const ScriptedEndpoint& endpoint)
       : script_(script), endpoint_(endpoint) {}
@@ -165,7 +164,7 @@ class ScriptedStore final : public ComObject<IPropertyStore> {
   ScriptedEndpoint endpoint_;
 };
 
-class ScriptedDevice final : public ComObject<IMMDevice> {
+class ScriptedDevice final : public TrackedObject<IMMDevice> {
  public:
   ScriptedDevice(ScriptedPlatform& script, const ScriptedEndpoint& endpoint)
       : script_(script), endpoint_(endpoint) {}
@@ -190,7 +189,7 @@ class ScriptedDevice final : public ComObject<IMMDevice> {
   ScriptedEndpoint endpoint_;
 };
 
-class ScriptedCollection final : public ComObject<IMMDeviceCollection> {
+class ScriptedCollection final : public TrackedObject<IMMDeviceCollection> {
  public:
   ScriptedCollection(ScriptedPlatform& script, std::vector<ScriptedEndpoint> endpoints)
       : script_(script), endpoints_(std::move(endpoints)) {}
@@ -209,7 +208,7 @@ class ScriptedCollection final : public ComObject<IMMDeviceCollection> {
   std::vector<ScriptedEndpoint> endpoints_;
 };
 
-class ScriptedEnumerator final : public ComObject<IMMDeviceEnumerator> {
+class ScriptedEnumerator final : public TrackedObject<IMMDeviceEnumerator> {
  public:
   explicit ScriptedEnumerator(ScriptedPlatform& script) : script_(script) {}
   HRESULT EnumAudioEndpoints(EDataFlow flow, DWORD states, IMMDeviceCollection** devices) override {

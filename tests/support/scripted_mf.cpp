@@ -4,13 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/com_object.h"
 #include "platform/owners.h"
+#include "support/live_objects.h"
 #include "support/scripted_platform.h"
 
 namespace zevra::test {
 namespace {
-
 
 HRESULT Step(const char* name, const std::string& detail = {}) {
   return CurrentScript().Fails(name, detail) ? kFailure : S_OK;
@@ -39,7 +38,7 @@ std::string Text(REFGUID guid) {
 }
 
 template <class Interface>
-class ScriptedAttributes : public ComObject<Interface> {
+class ScriptedAttributes : public TrackedObject<Interface> {
  public:
   HRESULT GetUINT32(REFGUID, UINT32*) override { return E_NOTIMPL; }
   HRESULT GetGUID(REFGUID, GUID*) override { return E_NOTIMPL; }
@@ -53,7 +52,7 @@ class ScriptedAttributes : public ComObject<Interface> {
 
 class ScriptedType final : public ScriptedAttributes<IMFMediaType> {};
 
-class ScriptedBuffer final : public ComObject<IMFMediaBuffer> {
+class ScriptedBuffer final : public TrackedObject<IMFMediaBuffer> {
  public:
   explicit ScriptedBuffer(DWORD capacity) : bytes_(capacity) {}
   HRESULT Lock(BYTE** data, DWORD*, DWORD*) override {
@@ -102,7 +101,7 @@ class ScriptedSample final : public ScriptedAttributes<IMFSample> {
 };
 
 // Gives the pulls of the script, one a request, then asks for more input.
-class ScriptedTransform final : public ComObject<IMFTransform, IWMResamplerProps> {
+class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerProps> {
  public:
   explicit ScriptedTransform(ScriptedPlatform& script) : script_(script) {}
   HRESULT QueryInterface(REFIID iid, void** object) override {

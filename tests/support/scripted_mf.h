@@ -1,7 +1,7 @@
 #ifndef ZEVRA_TESTS_SUPPORT_SCRIPTED_MF_H
 #define ZEVRA_TESTS_SUPPORT_SCRIPTED_MF_H
 
-#include "platform/media_foundation.h"
+#include "platform/api.h"
 
 namespace zevra::test {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/kernel.h"
+#include "platform/api.h"
 
 namespace zevra::test {
 namespace {
@@ -26,10 +26,10 @@ ScriptedPlatform::ScriptedPlatform()
       endpoints{ScriptedEndpoint{ZEVRA_WIDE("Speakers")}},
       mix_format(FloatStereo()),
       closest_format(FloatStereo()) {
-  classes_.push_back(std::make_unique<ClassRegistration>(CLSID_MMDeviceEnumerator,
-                                                                   ScriptedEndpoints(*this)));
-  classes_.push_back(std::make_unique<ClassRegistration>(CLSID_CResamplerMediaObject,
-                                                                   ScriptedResampler(*this)));
+  classes_.push_back(
+      std::make_unique<ClassRegistration>(CLSID_MMDeviceEnumerator, ScriptedEndpoints(*this)));
+  classes_.push_back(
+      std::make_unique<ClassRegistration>(CLSID_CResamplerMediaObject, ScriptedResampler(*this)));
   ReplaceOperations(&ScriptedOperations());
 }
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_audio.h"
-#include "platform/os.h"
+#include "platform/api.h"
+#include "support/replaceable_calls.h"
 
 // A platform that follows a script: endpoints, streams and a resampler of the test's own, behind
 // the same interfaces as the system's, and the system's kernel functions with a tap. Every call

@@ -1,11 +1,12 @@
 #include "windows/class_server.h"
 
+#include <memory>
 #include <utility>
 
-#include "platform/builtin/machine.h"
-#include "platform/com_object.h"
+#include "builtin/machine.h"
 #include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "support/live_objects.h"
 #include "windows/served_resampler.h"
 
 namespace zevra {
@@ -51,12 +52,18 @@ std::vector<EndpointConfig> Endpoints() {
   return {std::move(speakers), std::move(headphones), std::move(microphone)};
 }
 
+// Each object of the machine holds it.
+std::shared_ptr<const builtin::Clock>& TheClock() {
+  static std::shared_ptr<const builtin::Clock> clock = builtin::RealClock();
+  return clock;
+}
+
 Machine& TheMachine() {
-  static Machine machine(Endpoints());
+  static Machine machine(Endpoints(), TheClock());
   return machine;
 }
 
-class Factory final : public ComObject<IClassFactory> {
+class Factory final : public TrackedObject<IClassFactory> {
  public:
   explicit Factory(HRESULT (*create)(REFIID iid, void** object)) : create_(create) {}
 
@@ -87,15 +94,14 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
   if (IsEqualGUID(class_id, kServedResampler)) create = &zevra::test::CreateResampler;
   if (IsEqualGUID(class_id, kServedEnumerator)) create = &zevra::test::CreateEnumerator;
   if (create == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
-  const auto factory =
-      zevra::ComPtr<IClassFactory>::Attach(zevra::MakeCom<Factory>(create));
+  const auto factory = zevra::ComPtr<IClassFactory>::Attach(zevra::MakeCom<Factory>(create));
   return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 
 // What it counts must be there to the end of the test.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
-long ServedObjects() { return zevra::live_com_objects.load(); }
+long ServedObjects() { return zevra::test::live_objects + zevra::test::TheClock().use_count(); }
 
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
   zevra::test::TheMachine().SetVolume(endpoint, volume);

@@ -27,7 +27,8 @@ extern "C" {
 
 // What the latest SetHalfFilterLength asked for; 0 before.
 long ServedFilterLength();
-// Objects of both classes, and of those that hang on them, that somebody still holds.
+// Rises by one at least with each object of both classes, or of those that hang on them, that
+// somebody holds, and falls back when it is released.
 long ServedObjects();
 // The endpoint's volume, 0 to 1.
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume);

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_TESTS_WINDOWS_IMPORT_TABLE_H
 #define ZEVRA_TESTS_WINDOWS_IMPORT_TABLE_H
 
-#include "platform/types.h"
+#include "platform/api.h"
 
 namespace zevra::test {
 

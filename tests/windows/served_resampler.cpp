@@ -4,13 +4,12 @@
 #include <atomic>
 #include <utility>
 
-#include "platform/com_object.h"
 #include "platform/owners.h"
+#include "support/live_objects.h"
 #include "windows/class_server.h"
 
 namespace zevra::test {
 namespace {
-
 
 constexpr LONG kLongestHalfFilter = 60;
 
@@ -18,7 +17,7 @@ std::atomic<LONG> filter_length{0};
 
 // The library's calls go on to the system's transform; what that one has no answer to is answered
 // here, as its documentation tells.
-class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
+class Resampler final : public TrackedObject<IMFTransform, IWMResamplerProps> {
  public:
   explicit Resampler(ComPtr<IMFTransform> inner) : inner_(std::move(inner)) {}
 
@@ -102,8 +101,7 @@ HRESULT CreateResampler(REFIID iid, void** object) {
   ComPtr<IMFTransform> inner;
   const HRESULT result = CreateSystemsResampler(&inner);
   if (FAILED(result)) return result;
-  const auto resampler =
-      ComPtr<IMFTransform>::Attach(MakeCom<Resampler>(std::move(inner)));
+  const auto resampler = ComPtr<IMFTransform>::Attach(MakeCom<Resampler>(std::move(inner)));
   return resampler ? resampler->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 

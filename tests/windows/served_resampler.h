@@ -1,7 +1,7 @@
 #ifndef ZEVRA_TESTS_WINDOWS_SERVED_RESAMPLER_H
 #define ZEVRA_TESTS_WINDOWS_SERVED_RESAMPLER_H
 
-#include "platform/com.h"
+#include "platform/api.h"
 
 namespace zevra::test {
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_BAR_H
-#define ZEVRA_TOOLS_BAR_H
+#ifndef ZEVRA_TOOLS_ZEVRA_BAR_H
+#define ZEVRA_TOOLS_ZEVRA_BAR_H
 
 #include <cstddef>
 #include <string>

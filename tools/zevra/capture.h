@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_CAPTURE_H
-#define ZEVRA_TOOLS_CAPTURE_H
+#ifndef ZEVRA_TOOLS_ZEVRA_CAPTURE_H
+#define ZEVRA_TOOLS_ZEVRA_CAPTURE_H
 
 #include <chrono>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_COMMANDS_H
-#define ZEVRA_TOOLS_COMMANDS_H
+#ifndef ZEVRA_TOOLS_ZEVRA_COMMANDS_H
+#define ZEVRA_TOOLS_ZEVRA_COMMANDS_H
 
 #include "tools/zevra/options.h"
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_DEVICE_H
-#define ZEVRA_TOOLS_DEVICE_H
+#ifndef ZEVRA_TOOLS_ZEVRA_DEVICE_H
+#define ZEVRA_TOOLS_ZEVRA_DEVICE_H
 
 #include <string>
 #include <utility>

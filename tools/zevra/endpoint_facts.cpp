@@ -2,19 +2,17 @@
 
 #include <cstring>
 
-#include "platform/com.h"
-#include "platform/core_audio.h"
+#include "platform/api.h"
 #include "platform/owners.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
 
-
 ComPtr<IMMDeviceEnumerator> NewEnumerator() {
   ComPtr<IMMDeviceEnumerator> enumerator;
-  CreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
-                           enumerator.PutVoid());
+  os::CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
+                       enumerator.PutVoid());
   return enumerator;
 }
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_ENDPOINT_FACTS_H
-#define ZEVRA_TOOLS_ENDPOINT_FACTS_H
+#ifndef ZEVRA_TOOLS_ZEVRA_ENDPOINT_FACTS_H
+#define ZEVRA_TOOLS_ZEVRA_ENDPOINT_FACTS_H
 
 #include <optional>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_FAILURE_H
-#define ZEVRA_TOOLS_FAILURE_H
+#ifndef ZEVRA_TOOLS_ZEVRA_FAILURE_H
+#define ZEVRA_TOOLS_ZEVRA_FAILURE_H
 
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_HELP_H
-#define ZEVRA_TOOLS_HELP_H
+#ifndef ZEVRA_TOOLS_ZEVRA_HELP_H
+#define ZEVRA_TOOLS_ZEVRA_HELP_H
 
 #include <string>
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_KEEP_ALIVE_H
-#define ZEVRA_TOOLS_KEEP_ALIVE_H
+#ifndef ZEVRA_TOOLS_ZEVRA_KEEP_ALIVE_H
+#define ZEVRA_TOOLS_ZEVRA_KEEP_ALIVE_H
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_LEVELS_H
-#define ZEVRA_TOOLS_LEVELS_H
+#ifndef ZEVRA_TOOLS_ZEVRA_LEVELS_H
+#define ZEVRA_TOOLS_ZEVRA_LEVELS_H
 
 #include <cstdint>
 #include <span>

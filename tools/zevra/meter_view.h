@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_METER_VIEW_H
-#define ZEVRA_TOOLS_METER_VIEW_H
+#ifndef ZEVRA_TOOLS_ZEVRA_METER_VIEW_H
+#define ZEVRA_TOOLS_ZEVRA_METER_VIEW_H
 
 #include <chrono>
 #include <cstdint>

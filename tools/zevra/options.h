@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_OPTIONS_H
-#define ZEVRA_TOOLS_OPTIONS_H
+#ifndef ZEVRA_TOOLS_ZEVRA_OPTIONS_H
+#define ZEVRA_TOOLS_ZEVRA_OPTIONS_H
 
 #include <optional>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_PACKET_RING_H
-#define ZEVRA_TOOLS_PACKET_RING_H
+#ifndef ZEVRA_TOOLS_ZEVRA_PACKET_RING_H
+#define ZEVRA_TOOLS_ZEVRA_PACKET_RING_H
 
 #include <atomic>
 #include <cstddef>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_RESULT_TEXT_H
-#define ZEVRA_TOOLS_RESULT_TEXT_H
+#ifndef ZEVRA_TOOLS_ZEVRA_RESULT_TEXT_H
+#define ZEVRA_TOOLS_ZEVRA_RESULT_TEXT_H
 
 #include <cstdint>
 #include <string>

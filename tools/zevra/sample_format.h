@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_SAMPLE_FORMAT_H
-#define ZEVRA_TOOLS_SAMPLE_FORMAT_H
+#ifndef ZEVRA_TOOLS_ZEVRA_SAMPLE_FORMAT_H
+#define ZEVRA_TOOLS_ZEVRA_SAMPLE_FORMAT_H
 
 #include <cstddef>
 #include <cstdint>

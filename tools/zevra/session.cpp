@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "platform/builtin/machine.h"
+#include "tests/support/builtin_endpoints.h"
 #include "tools/zevra/failure.h"
 #include "tools/zevra/result_text.h"
 #include "zevra/zevra.h"
@@ -19,7 +19,7 @@ bool SoundServerRuns() {
 
 struct Session::BuiltIn {
   builtin::Machine machine{builtin::StandardEndpoints()};
-  ClassRegistration registration = machine.Register();
+  test::ClassRegistration registration = test::RegisterEndpoints(machine);
 };
 
 Session::Session(bool builtin) {

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_SESSION_H
-#define ZEVRA_TOOLS_SESSION_H
+#ifndef ZEVRA_TOOLS_ZEVRA_SESSION_H
+#define ZEVRA_TOOLS_ZEVRA_SESSION_H
 
 #include <memory>
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_SIGNALS_H
-#define ZEVRA_TOOLS_SIGNALS_H
+#ifndef ZEVRA_TOOLS_ZEVRA_SIGNALS_H
+#define ZEVRA_TOOLS_ZEVRA_SIGNALS_H
 
 namespace zevra::command {
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_TABLE_H
-#define ZEVRA_TOOLS_TABLE_H
+#ifndef ZEVRA_TOOLS_ZEVRA_TABLE_H
+#define ZEVRA_TOOLS_ZEVRA_TABLE_H
 
 #include <string>
 #include <vector>

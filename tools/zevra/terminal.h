@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_TERMINAL_H
-#define ZEVRA_TOOLS_TERMINAL_H
+#ifndef ZEVRA_TOOLS_ZEVRA_TERMINAL_H
+#define ZEVRA_TOOLS_ZEVRA_TERMINAL_H
 
 #include <cstddef>
 #include <cstdio>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_TEXT_H
-#define ZEVRA_TOOLS_TEXT_H
+#ifndef ZEVRA_TOOLS_ZEVRA_TEXT_H
+#define ZEVRA_TOOLS_ZEVRA_TEXT_H
 
 #include <cstddef>
 #include <string>

@@ -1,0 +1,86 @@
+#include "platform/linux/pulse/connection.h"
+
+#include <pulse/operation.h>
+
+#include <algorithm>
+
+#include "platform/linux/core_audio.h"
+#include "platform/linux/pulse/shared_memory.h"
+
+namespace zevra {
+
+PulseConnection::~PulseConnection() = default;
+
+void PulseConnection::CloseContext::operator()(pa_context* context) const {
+  pa_context_disconnect(context);
+  pa_context_unref(context);
+}
+
+HRESULT PulseConnection::Open() {
+  loop_.reset(pa_mainloop_new());
+  if (!loop_) return E_OUTOFMEMORY;
+  pa_mainloop_set_poll_func(loop_.get(), Poll, this);
+  // Without a name of ours the server shows the host program's.
+  context_.reset(pa_context_new(pa_mainloop_get_api(loop_.get()), nullptr));
+  if (!context_) return AUDCLNT_E_SERVICE_NOT_RUNNING;
+  KeepSharedMemoryFromChildren();
+  if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+    return AUDCLNT_E_SERVICE_NOT_RUNNING;
+  const HRESULT result =
+      WaitUntil([this] { return pa_context_get_state(context_.get()) == PA_CONTEXT_READY; });
+  return FAILED(result) ? AUDCLNT_E_SERVICE_NOT_RUNNING : S_OK;
+}
+
+HRESULT PulseConnection::State() const {
+  const bool good = !silent_too_long_ && PA_CONTEXT_IS_GOOD(pa_context_get_state(context_.get()));
+  return good ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
+}
+
+int PulseConnection::Pump() {
+  Disturb();
+  return pa_mainloop_iterate(loop_.get(), 0, nullptr);
+}
+
+int PulseConnection::Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self) {
+  auto* const connection = static_cast<PulseConnection*>(self);
+  connection->watched_count_ = count;
+  if (count <= connection->watched_.size())
+    std::copy_n(descriptors, count, connection->watched_.begin());
+  return ::poll(descriptors, count, timeout_ms);
+}
+
+bool PulseConnection::IsQuiet() {
+  if (!settled_ || watched_count_ > watched_.size()) return false;
+  return ::poll(watched_.data(), watched_count_, 0) == 0;
+}
+
+bool PulseConnection::Turn(Clock::time_point deadline) {
+  Disturb();
+  const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now());
+  if (left.count() <= 0) return false;
+  // Errors of the loop itself show in the context's state, or else end at the deadline.
+  if (pa_mainloop_prepare(loop_.get(), static_cast<int>(left.count())) >= 0 &&
+      pa_mainloop_poll(loop_.get()) >= 0)
+    pa_mainloop_dispatch(loop_.get());
+  return true;
+}
+
+HRESULT PulseConnection::Await(pa_operation* operation) {
+  if (operation == nullptr) return FAILED(State()) ? State() : E_FAIL;
+  const HRESULT result =
+      WaitUntil([operation] { return pa_operation_get_state(operation) != PA_OPERATION_RUNNING; });
+  // Its callback must not run any more: what it writes to ends with the caller.
+  if (FAILED(result)) pa_operation_cancel(operation);
+  const bool carried_out = pa_operation_get_state(operation) == PA_OPERATION_DONE;
+  pa_operation_unref(operation);
+  if (FAILED(result)) return result;
+  return carried_out ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
+}
+
+void PulseConnection::Flush() {
+  const auto deadline = Clock::now() + kFlushPatience;
+  while (pa_context_is_pending(context_.get()) > 0 && Turn(deadline)) {
+  }
+}
+
+}  // namespace zevra

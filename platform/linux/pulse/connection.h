@@ -1,0 +1,103 @@
+#ifndef ZEVRA_PLATFORM_LINUX_PULSE_CONNECTION_H
+#define ZEVRA_PLATFORM_LINUX_PULSE_CONNECTION_H
+
+#include <poll.h>
+#include <pulse/context.h>
+#include <pulse/mainloop.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+
+#include "platform/api.h"
+
+namespace zevra {
+
+// How long a server may take to answer anything. One that is silent for longer counts as gone: a
+// host's call must come back also when the daemon hangs. Generous, because a machine under load
+// answers late.
+inline constexpr std::chrono::microseconds kServerPatience = std::chrono::seconds(3);
+
+// How long a stream's data may keep the caller while the server does not take them. A full socket
+// empties within a period of the server's, so this is ample.
+inline constexpr std::chrono::microseconds kFlushPatience = std::chrono::milliseconds(50);
+
+// One synchronous connection to the user's sound server, PulseAudio or PipeWire, with an event loop
+// that runs only inside these calls: no thread, no lock, no callback at a time of its own. Any
+// thread, one at a time. Closing it does not wait for the server.
+class PulseConnection {
+ public:
+  PulseConnection() = default;
+  ~PulseConnection();
+  PulseConnection(const PulseConnection&) = delete;
+  PulseConnection& operator=(const PulseConnection&) = delete;
+
+  // Connects, within kServerPatience, to a server that runs already; none is started. Once only.
+  // AUDCLNT_E_SERVICE_NOT_RUNNING where none answers.
+  HRESULT Open();
+
+  // Needs a successful Open.
+  pa_context* Context() const { return context_.get(); }
+
+  // S_OK, or AUDCLNT_E_DEVICE_INVALIDATED once the server has gone or has stayed silent too long.
+  HRESULT State() const;
+
+  // Handles what has arrived and what waits to be sent, without waiting. Returns how many events
+  // were handled: 0 when there is nothing left to do, negative for an error.
+  int Pump();
+
+  // True if nothing has come in since Settle. Costs one system call and leaves the client library's
+  // code alone, which a poll that finds nothing, the commonest of all, feels.
+  bool IsQuiet();
+  // Remembers that all is handled: call it when Pump has just returned 0. Whatever this class does
+  // from then on ends the quiet; so must a caller who uses the client library on the context, other
+  // than to look at it, by Disturb.
+  void Settle() { settled_ = true; }
+  void Disturb() { settled_ = false; }
+
+  // Waits until `done()` holds: AUDCLNT_E_DEVICE_INVALIDATED if the server goes away first, or does
+  // not bring it about within kServerPatience. `done` is asked before the connection's state is.
+  template <class Done>
+  HRESULT WaitUntil(Done done) {
+    const auto deadline = Clock::now() + kServerPatience;
+    while (!done()) {
+      if (const HRESULT result = State(); FAILED(result)) return result;
+      silent_too_long_ = !Turn(deadline);
+    }
+    return S_OK;
+  }
+
+  // Takes over `operation` and waits as above until it is over, whichever way the server answered.
+  // E_FAIL if it could not even be sent and is null.
+  HRESULT Await(pa_operation* operation);
+
+  // Waits until the server has taken all that is to be sent, for kFlushPatience at most: what is
+  // left goes out with a later call.
+  void Flush();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct FreeMainloop {
+    void operator()(pa_mainloop* loop) const { pa_mainloop_free(loop); }
+  };
+  struct CloseContext {
+    void operator()(pa_context* context) const;
+  };
+
+  static int Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self);
+
+  // Handles one round of events, waiting for them until `deadline`. False once that has passed.
+  bool Turn(Clock::time_point deadline);
+
+  std::unique_ptr<pa_mainloop, FreeMainloop> loop_;
+  std::unique_ptr<pa_context, CloseContext> context_;
+  bool silent_too_long_ = false;
+  bool settled_ = false;
+  // What the loop polled last; complete whenever the connection has settled.
+  std::array<pollfd, 8> watched_{};
+  unsigned long watched_count_ = 0;
+};
+
+}  // namespace zevra
+
+#endif

@@ -1,0 +1,264 @@
+#include "platform/linux/resampler/engine.h"
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/error.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <array>
+
+#include "platform/linux/resampler/filter.h"
+#include "platform/linux/resampler/samples.h"
+
+namespace zevra {
+namespace {
+
+// Frames of the scratch blocks: of what is taken in one go, and of what is written in one go where
+// the samples are packed here.
+constexpr UINT32 kScratchFrames = SwrEngine::kMaxInputFrames;
+
+// A float carries 24 bits.
+bool NeedsDouble(const ResamplerFormat& format) {
+  return !format.is_float && format.valid_bits > 24;
+}
+
+AVSampleFormat InputSampleFormat(const ResamplerFormat& format) {
+  if (format.is_float) return AV_SAMPLE_FMT_FLT;
+  if (format.bits == 8) return AV_SAMPLE_FMT_U8;
+  return format.bits == 16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_S32;
+}
+
+// libswresample writes these itself, except that it cuts an integer off where it makes it narrower.
+bool WrittenDirectly(const ResamplerFormat& input, const ResamplerFormat& output) {
+  if (output.is_float) return true;
+  return output.valid_bits == output.bits && output.bits != 24 &&
+         (input.is_float || input.bits <= output.bits);
+}
+
+// What PackPcm takes and what float output is: libswresample would only copy it, sample by sample.
+bool ArrivesUnpacked(const ResamplerFormat& input, const ResamplerFormat& output) {
+  return input.is_float && input.samples_per_second == output.samples_per_second &&
+         input.channel_mask == output.channel_mask;
+}
+
+// Sets options one after the other and remembers whether all were taken.
+class Options {
+ public:
+  explicit Options(SwrContext* context) : context_(context) {}
+
+  void Set(const char* name, std::int64_t value) { Note(av_opt_set_int(context_, name, value, 0)); }
+  void SetDouble(const char* name, double value) {
+    Note(av_opt_set_double(context_, name, value, 0));
+  }
+  void SetSampleFormat(const char* name, AVSampleFormat value) {
+    Note(av_opt_set_sample_fmt(context_, name, value, 0));
+  }
+  void SetLayout(const char* name, DWORD mask) {
+    AVChannelLayout layout{};
+    Note(av_channel_layout_from_mask(&layout, mask));
+    Note(av_opt_set_chlayout(context_, name, &layout, 0));
+    av_channel_layout_uninit(&layout);
+  }
+  int Error() const { return error_; }
+
+ private:
+  void Note(int result) {
+    if (result < 0 && error_ == 0) error_ = result;
+  }
+
+  SwrContext* context_;
+  int error_ = 0;
+};
+
+HRESULT ResultOf(int error) {
+  if (error >= 0) return S_OK;
+  return error == AVERROR(ENOMEM) ? E_OUTOFMEMORY : E_FAIL;
+}
+
+// One side of a libswresample context.
+struct Side {
+  DWORD mask;
+  UINT32 rate;
+  AVSampleFormat samples;
+};
+
+int SetMix(SwrContext* context, DWORD input_mask, DWORD output_mask) {
+  if (input_mask == output_mask) return 0;
+  MixMatrix gains;
+  if (!BuildMixMatrix(input_mask, output_mask, &gains)) return AVERROR(EINVAL);
+  return swr_set_matrix(context, gains[0].data(), kMixChannels);
+}
+
+HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSampleFormat inside,
+              UINT32 half_filter_length) {
+  const SwrFilter filter = FilterFor(input.rate, output.rate, half_filter_length);
+  Options options(context);
+  options.SetLayout("in_chlayout", input.mask);
+  options.SetLayout("out_chlayout", output.mask);
+  options.Set("in_sample_rate", input.rate);
+  options.Set("out_sample_rate", output.rate);
+  options.SetSampleFormat("in_sample_fmt", input.samples);
+  options.SetSampleFormat("out_sample_fmt", output.samples);
+  options.SetSampleFormat("internal_sample_fmt", inside);
+  options.Set("filter_size", filter.filter_size);
+  options.Set("filter_type", SWR_FILTER_TYPE_KAISER);
+  options.SetDouble("kaiser_beta", filter.kaiser_beta);
+  options.SetDouble("cutoff", filter.cutoff);
+  options.Set("exact_rational", 1);
+  options.Set("linear_interp", 1);
+  options.Set("phase_shift", filter.phase_shift);
+  if (options.Error() < 0) return ResultOf(options.Error());
+  if (const int error = SetMix(context, input.mask, output.mask); error < 0) return ResultOf(error);
+  return ResultOf(swr_init(context));
+}
+
+}  // namespace
+
+bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output) {
+  MixMatrix gains;
+  return input.channel_mask == output.channel_mask ||
+         BuildMixMatrix(input.channel_mask, output.channel_mask, &gains);
+}
+
+void SwrEngine::FreeContext::operator()(SwrContext* context) const { swr_free(&context); }
+
+SwrEngine::SwrEngine() = default;
+SwrEngine::~SwrEngine() = default;
+
+void SwrEngine::Close() {
+  is_open_ = false;
+  mixer_.reset();
+  context_.reset();
+  unpacked_input_.reset();
+  mixed_input_.reset();
+  unpacked_output_.reset();
+}
+
+HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& output,
+                        UINT32 half_filter_length) {
+  Close();
+  if (!CanConvert(input, output)) return MF_E_INVALIDMEDIATYPE;
+  input_ = input;
+  output_ = output;
+  direct_ = WrittenDirectly(input, output);
+  passes_ = ArrivesUnpacked(input, output) && (output.is_float || !direct_);
+  double_inside_ = !passes_ && (NeedsDouble(input) || NeedsDouble(output));
+  const HRESULT result = passes_ ? S_OK : SetUp(half_filter_length);
+  if (FAILED(result)) Close();
+  is_open_ = SUCCEEDED(result);
+  return result;
+}
+
+HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
+  const AVSampleFormat inside = double_inside_ ? AV_SAMPLE_FMT_DBLP : AV_SAMPLE_FMT_FLTP;
+  const bool mix_first =
+      output_.channels < input_.channels && output_.samples_per_second != input_.samples_per_second;
+  context_.reset(swr_alloc());
+  if (mix_first) mixer_.reset(swr_alloc());
+  if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch())
+    return E_OUTOFMEMORY;
+  Side input{input_.channel_mask, input_.samples_per_second, InputSampleFormat(input_)};
+  if (mix_first) {
+    const Side mixed{output_.channel_mask, input.rate, inside};
+    const HRESULT result = Start(mixer_.get(), input, mixed, inside, half_filter_length);
+    if (FAILED(result)) return result;
+    input = mixed;
+  }
+  const Side output{output_.channel_mask, output_.samples_per_second,
+                    direct_          ? InputSampleFormat(output_)
+                    : double_inside_ ? AV_SAMPLE_FMT_DBL
+                                     : AV_SAMPLE_FMT_FLT};
+  return Start(context_.get(), input, output, inside, half_filter_length);
+}
+
+bool SwrEngine::MakeScratch() {
+  const auto make = [](std::size_t sample_bytes, UINT32 channels, Block* block) {
+    block->reset(static_cast<BYTE*>(TakeBlock(sample_bytes * kScratchFrames * channels)));
+    return *block != nullptr;
+  };
+  const bool unpacks = !input_.is_float && input_.bits == 24;
+  return (!unpacks || make(sizeof(std::int32_t), input_.channels, &unpacked_input_)) &&
+         (mixer_ == nullptr || make(sizeof(double), output_.channels, &mixed_input_)) &&
+         (direct_ || make(sizeof(double), output_.channels, &unpacked_output_));
+}
+
+// The output's channels in a scratch block.
+SwrEngine::Planes SwrEngine::PlanesOf(const Block& block) const {
+  const std::size_t sample_bytes = double_inside_ ? sizeof(double) : sizeof(float);
+  Planes planes{};
+  for (UINT32 channel = 0; channel < output_.channels; ++channel)
+    planes[channel] = block.get() + sample_bytes * kScratchFrames * channel;
+  return planes;
+}
+
+// Without a change of rate every frame that goes in comes out.
+HRESULT SwrEngine::Mix(Frames* frames, UINT32 count) {
+  Planes mixed = PlanesOf(mixed_input_);
+  const auto wanted = static_cast<int>(count);
+  const int made = swr_convert(mixer_.get(), mixed.data(), wanted, frames->data(), wanted);
+  std::copy(mixed.begin(), mixed.end(), frames->begin());
+  if (made < 0) return ResultOf(made);
+  return made == wanted ? S_OK : E_UNEXPECTED;
+}
+
+HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
+                           UINT32 output_frames, UINT32* written) {
+  *written = 0;
+  if (passes_) {
+    Write(input, input_frames, output);
+    *written = input_frames;
+    return S_OK;
+  }
+  Frames frames = {input};
+  if (unpacked_input_ != nullptr) {
+    auto* const unpacked = reinterpret_cast<std::int32_t*>(unpacked_input_.get());
+    UnpackPcm24(input, std::size_t{input_frames} * input_.channels, unpacked);
+    frames = {unpacked_input_.get()};
+  }
+  if (mixer_ != nullptr && input_frames > 0) {
+    if (const HRESULT result = Mix(&frames, input_frames); FAILED(result)) return result;
+  }
+  if (!direct_) return ConvertAndPack(frames, input_frames, output, output_frames, written);
+  std::uint8_t* outputs[] = {output};
+  const int count = Run(frames, input_frames, outputs, output_frames);
+  if (count < 0) return ResultOf(count);
+  *written = static_cast<UINT32>(count);
+  return S_OK;
+}
+
+int SwrEngine::Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames) {
+  return swr_convert(context_.get(), output, static_cast<int>(output_frames), input.data(),
+                     static_cast<int>(input_frames));
+}
+
+// Interleaved float or double samples to the output's.
+void SwrEngine::Write(const BYTE* unpacked, UINT32 frames, BYTE* output) const {
+  const auto count = std::size_t{frames} * output_.channels;
+  if (output_.is_float)
+    std::copy_n(unpacked, count * sizeof(float), output);
+  else if (double_inside_)
+    PackPcm(reinterpret_cast<const double*>(unpacked), count, output_, output);
+  else
+    PackPcm(reinterpret_cast<const float*>(unpacked), count, output_, output);
+}
+
+HRESULT SwrEngine::ConvertAndPack(const Frames& input, UINT32 input_frames, BYTE* output,
+                                  UINT32 output_frames, UINT32* written) {
+  std::uint8_t* unpacked[] = {unpacked_output_.get()};
+  while (*written < output_frames) {
+    const UINT32 room = std::min(output_frames - *written, kScratchFrames);
+    const int frames = Run(input, input_frames, unpacked, room);
+    if (frames < 0) return ResultOf(frames);
+    input_frames = 0;
+    Write(unpacked_output_.get(), static_cast<UINT32>(frames),
+          output + std::size_t{*written} * output_.BlockBytes());
+    *written += static_cast<UINT32>(frames);
+    if (static_cast<UINT32>(frames) < room) break;
+  }
+  return S_OK;
+}
+
+}  // namespace zevra

@@ -1,0 +1,74 @@
+// The command on a real sound server; runs beside a private one.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "command/command_runner.h"
+#include "support/eventually.h"
+#include "support/linux/sound_server.h"
+#include "tests/command/sound_file.h"
+
+namespace zevra::test {
+namespace {
+
+using testing::HasSubstr;
+
+class CommandOnServer : public testing::Test {
+ protected:
+  const ScratchFolder folder_;
+};
+
+TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
+  struct Case {
+    const char* arguments;
+    const char* streams;  // what the server calls them
+    const char* message;
+  };
+  for (const Case& c :
+       {Case{"record -q -d GoneSoon x.wav", "source-outputs", "; x.wav keeps the first "},
+        Case{"meter -d GoneSoon", "source-outputs", "the endpoint was removed"},
+        Case{"silence -q -d GoneSoon", "sink-inputs", "\"GoneSoon\" went away"}}) {
+    SCOPED_TRACE(c.arguments);
+    NullSink sink("gone_soon", "GoneSoon");
+    CommandRun run(folder_.path(), c.arguments, "LIMIT=20;");
+    EXPECT_TRUE(
+        Eventually([&] { return !Shell(std::string("pactl list short ") + c.streams).empty(); }));
+    // The server knows of a stream before the command does.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    sink.Remove();
+    const Outcome outcome = run.Wait();
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, testing::MatchesRegex("zevra: \"GoneSoon\" went away[^\n]*\n"));
+    EXPECT_THAT(outcome.err, HasSubstr(c.message));
+  }
+  const Sound kept = ReadSound(folder_.path() / "x.wav");
+  EXPECT_TRUE(kept.readable);
+  EXPECT_GT(kept.frames, 0U);
+}
+
+TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
+  Shell("pactl set-sink-volume zevra_surround 30%");
+  Shell("pactl set-default-sink zevra_surround");
+  Outcome list;
+  // The server may take a moment to agree with itself about the default.
+  EXPECT_TRUE(Eventually([&] {
+    list = RunCommand(folder_.path(), "list");
+    return list.out.find("Zevra Surround    render   yes      30 %") != std::string::npos;
+  })) << list.out;
+  EXPECT_THAT(list.out, HasSubstr("Zevra Speakers    render            100 %"));
+  EXPECT_THAT(list.out, HasSubstr("Zevra Microphone  capture  yes"));
+  EXPECT_EQ(RunCommand(folder_.path(), "volume").out, "Zevra Surround: 30 %\n");
+  Shell("pactl set-default-sink zevra_speakers");
+
+  const NullSink twins[] = {{"first", "Twin"}, {"second", "Twin"}};
+  const Outcome twin = RunCommand(folder_.path(), "volume -d twin");
+  EXPECT_EQ(twin.exit_code, 1);
+  EXPECT_THAT(twin.err, HasSubstr("more than one is named \"twin\"; there are \"Zevra "));
+  EXPECT_THAT(RunCommand(folder_.path(), "list").out, HasSubstr("Twin              render   ?"));
+}
+
+}  // namespace
+}  // namespace zevra::test
