@@ -4,10 +4,10 @@
 #include <thread>
 #include <vector>
 
-#include "support/counting_heap.h"
 #include "platform/linux/block_cache.h"
 #include "stream/conversion_arithmetic.h"
 #include "stream/conversion_stage.h"
+#include "support/counting_heap.h"
 
 namespace zevra::test {
 namespace {

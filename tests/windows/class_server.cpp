@@ -52,16 +52,19 @@ std::vector<EndpointConfig> Endpoints() {
   return {std::move(speakers), std::move(headphones), std::move(microphone)};
 }
 
-// Each object of the machine holds it.
-std::shared_ptr<const builtin::Clock>& TheClock() {
-  static std::shared_ptr<const builtin::Clock> clock = builtin::RealClock();
-  return clock;
+// Each object that the machine gives out holds the clock.
+struct Served {
+  const std::shared_ptr<const builtin::Clock> clock = builtin::RealClock();
+  Machine machine{Endpoints(), clock};
+  const long uses_at_rest = clock.use_count();
+};
+
+Served& TheServed() {
+  static Served served;
+  return served;
 }
 
-Machine& TheMachine() {
-  static Machine machine(Endpoints(), TheClock());
-  return machine;
-}
+Machine& TheMachine() { return TheServed().machine; }
 
 class Factory final : public TrackedObject<IClassFactory> {
  public:
@@ -101,7 +104,10 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
 // What it counts must be there to the end of the test.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
-long ServedObjects() { return zevra::test::live_objects + zevra::test::TheClock().use_count(); }
+long ServedObjects() {
+  const zevra::test::Served& served = zevra::test::TheServed();
+  return zevra::test::live_objects + served.clock.use_count() - served.uses_at_rest;
+}
 
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
   zevra::test::TheMachine().SetVolume(endpoint, volume);

@@ -27,8 +27,7 @@ extern "C" {
 
 // What the latest SetHalfFilterLength asked for; 0 before.
 long ServedFilterLength();
-// Rises by one at least with each object of both classes, or of those that hang on them, that
-// somebody holds, and falls back when it is released.
+// Objects of both classes, and of those that hang on them, that somebody still holds.
 long ServedObjects();
 // The endpoint's volume, 0 to 1.
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume);
