@@ -25,7 +25,7 @@ constexpr std::size_t kFormatBytes = 65536;
   void ZEVRA_LOG_CLASS::name(const char* format, ...) noexcept { \
     std::va_list arguments;                                      \
     va_start(arguments, format);                                 \
-    if (log_formatted(level, format, arguments)) afterwards;     \
+    if (log_formatted(level, format, arguments)) (afterwards);   \
     va_end(arguments);                                           \
   }
 
