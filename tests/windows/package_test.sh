@@ -37,7 +37,7 @@ sed -n '/^```c$/,/^```$/{/^```/d;p}' "$root/README.md" >"$work/readme.c"
 build "$work/readme.c" readme.exe lib/libzevra.dll.a
 "${tools}dlltool" -d lib/zevra.def -l "$work/made.lib"
 build examples/record.c made.exe "$work/made.lib"
-cmake -S "$root/tests/house/consumer" -B "$work/host" -Dzevra_DIR="$PWD/lib/cmake/zevra" \
+cmake -S "$root/tests/packaging/consumer" -B "$work/host" -Dzevra_DIR="$PWD/lib/cmake/zevra" \
   -DEXAMPLE="$PWD/examples/record.c" -DCMAKE_BUILD_TYPE=Release \
   --toolchain "$root/cmake/toolchain-mingw64.cmake" >/dev/null
 cmake --build "$work/host" >/dev/null
