@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/no_throw.h"
+#include "platform/result.h"
 
 namespace zevra::builtin {
 namespace {

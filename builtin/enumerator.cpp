@@ -5,8 +5,8 @@
 #include "builtin/device.h"
 #include "builtin/endpoint.h"
 #include "platform/com_object.h"
-#include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra::builtin {
 namespace {

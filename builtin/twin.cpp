@@ -3,7 +3,7 @@
 
 #include "builtin/machine.h"
 #include "platform/linux/class_factories.h"
-#include "platform/no_throw.h"
+#include "platform/result.h"
 
 namespace zevra {
 

@@ -1,7 +1,15 @@
 #ifndef ZEVRA_PLATFORM_RESULT_H
 #define ZEVRA_PLATFORM_RESULT_H
 
+#include <new>
+
 #include "platform/api.h"
+
+// Returns the result of `call` if it is a failure.
+#define ZEVRA_RETURN_IF_FAILED(call)                                                    \
+  do {                                                                                  \
+    if (const HRESULT zevra_result = (call); FAILED(zevra_result)) return zevra_result; \
+  } while (false)
 
 namespace zevra {
 
@@ -15,6 +23,19 @@ constexpr HRESULT ResultFromError(DWORD error) {
 
 // A result as `%x` takes it, whichever integer type the platform makes of HRESULT.
 constexpr unsigned Hex(HRESULT result) { return static_cast<unsigned>(result); }
+
+// The result of `work`, with what it throws turned into a code: nothing may be thrown out of an
+// object's operation, nor through the C frames of a library that calls back.
+template <class Work>
+HRESULT NoThrow(Work&& work) noexcept {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_UNEXPECTED;
+  }
+}
 
 }  // namespace zevra
 

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "builtin/machine.h"
-#include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 #include "support/live_objects.h"
 #include "windows/served_resampler.h"
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra {
 namespace {

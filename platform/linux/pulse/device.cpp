@@ -3,8 +3,8 @@
 #include "platform/linux/pulse/client.h"
 #include "platform/linux/pulse/endpoint_volume.h"
 #include "platform/linux/pulse/property_store.h"
-#include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/no_throw.h"
+#include "platform/result.h"
 
 namespace zevra {
 

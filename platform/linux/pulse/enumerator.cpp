@@ -4,8 +4,8 @@
 
 #include "platform/linux/class_factories.h"
 #include "platform/linux/pulse/device.h"
-#include "platform/no_throw.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra {
 namespace {
