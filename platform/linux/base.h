@@ -68,7 +68,6 @@ inline constexpr HRESULT REGDB_E_CLASSNOTREG = HresultFromBits(0x80040154);
 
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
-inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr DWORD ERROR_GEN_FAILURE = 31;
@@ -80,16 +79,15 @@ inline constexpr DWORD ERROR_INVALID_TASK_INDEX = 1551;
 
 // --- Kernel objects ---
 
-// Handles stand for an event, a timer or a thread. A null or closed handle fails every operation
-// with ERROR_INVALID_HANDLE; a closed one is recognised also after its slot has been used again.
-// All operations may be called on any thread. A failed one leaves its code in GetLastError, which
-// each thread has for itself.
+// Handles stand for an event, a timer or a thread. A null handle fails every operation with
+// ERROR_INVALID_HANDLE; a closed one must not be used again. All operations may be called on any
+// thread. A failed one leaves its code in GetLastError, which each thread has for itself. Arguments
+// that the logic never passes are refused with ERROR_INVALID_PARAMETER.
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 
 struct SECURITY_ATTRIBUTES;
 using PTHREAD_START_ROUTINE = DWORD (*)(LPVOID argument);
@@ -98,17 +96,17 @@ using PTIMERAPCROUTINE = void (*)(LPVOID argument, DWORD low, DWORD high);
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
-// Null on failure. Security and name must be null.
+// Null on failure. Only auto-reset events that begin unsignalled, without security and name.
 HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state,
                     LPCWSTR name);
-// Signals do not pile up: an auto-reset event set twice ends one wait.
+// Signals do not pile up: an event set twice ends one wait.
 BOOL SetEvent(HANDLE event);
 
-// The thread starts at once; its handle becomes signalled when it has ended and stays so. Closing
-// the handle of a running thread lets it run on.
+// The thread starts at once, with the default stack; its id cannot be asked for. Its handle becomes
+// signalled when it has ended and stays so. Only one thread at a time may wait for it. Closing the
+// handle of a running thread lets it run on.
 HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
                     PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* thread_id);
-DWORD GetCurrentThreadId();
 
 // `due_time` is negative, in 100-ns units from now; `period_ms` of 0 is a single shot. Ticks that
 // nobody has waited for do not pile up. No completion routine, no resume.
@@ -117,8 +115,8 @@ BOOL SetWaitableTimer(HANDLE timer, const LARGE_INTEGER* due_time, LONG period_m
                       PTIMERAPCROUTINE completion, LPVOID argument, BOOL resume);
 BOOL CancelWaitableTimer(HANDLE timer);
 
-// WAIT_OBJECT_0 plus the lowest signalled index, WAIT_TIMEOUT or WAIT_FAILED. Only waiting for any
-// of the handles is known. An interrupted wait goes on with what is left of its time.
+// WAIT_OBJECT_0 plus the lowest signalled index, WAIT_TIMEOUT or WAIT_FAILED, for at most two
+// handles. `wait_all` must be FALSE. An interrupted wait goes on with what is left of its time.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms);
 DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms);
 

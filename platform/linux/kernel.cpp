@@ -1,0 +1,268 @@
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <new>
+#include <thread>
+
+#include "platform/api.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// A stream's thread waits for its stop event and its timer, the caller that starts it for the
+// thread and its ready event.
+constexpr std::size_t kMostInAWait = 2;
+
+enum class Kind { kEvent, kTimer, kThread };
+
+// What a handle points to. An event and a thread stand on an eventfd, a timer on a timerfd; each is
+// readable while the object is signalled. The handle holds a reference, and so does a running
+// thread, which may outlive its handle.
+struct KernelObject {
+  KernelObject(Kind object_kind, int object_descriptor)
+      : kind(object_kind), descriptor(object_descriptor) {}
+  ~KernelObject() { ::close(descriptor); }
+  KernelObject(const KernelObject&) = delete;
+  KernelObject& operator=(const KernelObject&) = delete;
+
+  const Kind kind;
+  const int descriptor;
+  std::atomic<int> references{1};
+
+  // Of a thread only.
+  PTHREAD_START_ROUTINE entry = nullptr;
+  LPVOID argument = nullptr;
+  pthread_t thread{};
+  bool is_joined = false;
+};
+
+thread_local DWORD last_error = ERROR_SUCCESS;
+
+DWORD ErrorFromErrno(int error) {
+  switch (error) {
+    case EMFILE:
+    case ENFILE:
+      return ERROR_TOO_MANY_OPEN_FILES;
+    case ENOMEM:
+      return ERROR_NOT_ENOUGH_MEMORY;
+    case EAGAIN:
+      return ERROR_NO_SYSTEM_RESOURCES;
+    default:
+      return ERROR_GEN_FAILURE;
+  }
+}
+
+// FALSE, with `code` for GetLastError.
+BOOL Fail(DWORD code) {
+  last_error = code;
+  return FALSE;
+}
+
+// Takes over `descriptor`; -1 stands for a call that failed with the errno in force. Null on
+// failure, with the code for GetLastError.
+KernelObject* NewObject(Kind kind, int descriptor) {
+  if (descriptor < 0) {
+    last_error = ErrorFromErrno(errno);
+    return nullptr;
+  }
+  auto* const object = new (std::nothrow) KernelObject(kind, descriptor);
+  if (object == nullptr) {
+    ::close(descriptor);
+    last_error = ERROR_NOT_ENOUGH_MEMORY;
+  }
+  return object;
+}
+
+int NewEventDescriptor() { return ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); }
+
+void Release(KernelObject* object) {
+  if (object->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete object;
+}
+
+// Null, with the code for GetLastError, where the handle is null or of another kind.
+KernelObject* ObjectOf(HANDLE handle, Kind kind) {
+  auto* const object = static_cast<KernelObject*>(handle);
+  if (object != nullptr && object->kind == kind) return object;
+  last_error = ERROR_INVALID_HANDLE;
+  return nullptr;
+}
+
+bool Signal(const KernelObject& object) {
+  const std::uint64_t one = 1;
+  // EAGAIN means that the counter is full: the object is signalled already.
+  return ::write(object.descriptor, &one, sizeof(one)) == sizeof(one) || errno == EAGAIN;
+}
+
+// Takes the signal of a readable object. False if another wait was faster.
+bool Consume(KernelObject& object) {
+  if (object.kind == Kind::kThread) {
+    // The thread signals its end itself. Only the join knows that its thread-local objects are
+    // destroyed too.
+    if (!object.is_joined) ::pthread_join(object.thread, nullptr);
+    object.is_joined = true;
+    return true;
+  }
+  // One read takes all that has piled up: sets of an event, missed ticks of a timer.
+  std::uint64_t count = 0;
+  return ::read(object.descriptor, &count, sizeof(count)) == sizeof(count);
+}
+
+// An exception that left the entry would unwind into the C library; noexcept ends the process with
+// the exception's name instead.
+void* RunThread(void* started) noexcept {
+  auto* const object = static_cast<KernelObject*>(started);
+  // So that a tool which lists the host's threads shows whose this is.
+  ::pthread_setname_np(::pthread_self(), "zevra");
+  object->entry(object->argument);
+  Signal(*object);
+  Release(object);
+  return nullptr;
+}
+
+// The host's signals belong to the host's own threads. What a fault of this very thread raises, and
+// what profilers send to it, still gets through.
+int StartThread(KernelObject& object) {
+  sigset_t blocked;
+  sigset_t before;
+  sigfillset(&blocked);
+  for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF})
+    sigdelset(&blocked, signal);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  const int error = ::pthread_create(&object.thread, nullptr, RunThread, &object);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return error;
+}
+
+BOOL Arm(const KernelObject& timer, const itimerspec& when) {
+  // Setting also forgets the ticks that nobody has waited for.
+  if (::timerfd_settime(timer.descriptor, 0, &when, nullptr) != 0)
+    return Fail(ErrorFromErrno(errno));
+  return TRUE;
+}
+
+timespec ToTimespec(std::chrono::nanoseconds span) {
+  return {span / 1s, static_cast<long>((span % 1s).count())};
+}
+
+}  // namespace
+
+DWORD GetLastError() { return last_error; }
+
+void SetLastError(DWORD code) { last_error = code; }
+
+HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state,
+                    LPCWSTR name) {
+  if (security != nullptr || manual_reset != FALSE || initial_state != FALSE || name != nullptr) {
+    last_error = ERROR_INVALID_PARAMETER;
+    return nullptr;
+  }
+  return NewObject(Kind::kEvent, NewEventDescriptor());
+}
+
+BOOL SetEvent(HANDLE event) {
+  const auto* const object = ObjectOf(event, Kind::kEvent);
+  if (object == nullptr) return FALSE;
+  return Signal(*object) ? TRUE : Fail(ErrorFromErrno(errno));
+}
+
+HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
+                    PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* thread_id) {
+  if (security != nullptr || stack_bytes != 0 || entry == nullptr || flags != 0 ||
+      thread_id != nullptr) {
+    last_error = ERROR_INVALID_PARAMETER;
+    return nullptr;
+  }
+  KernelObject* const object = NewObject(Kind::kThread, NewEventDescriptor());
+  if (object == nullptr) return nullptr;
+  object->entry = entry;
+  object->argument = argument;
+  object->references = 2;
+  if (const int error = StartThread(*object); error != 0) {
+    delete object;
+    last_error = ErrorFromErrno(error);
+    return nullptr;
+  }
+  return object;
+}
+
+HANDLE CreateWaitableTimerW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, LPCWSTR name) {
+  if (security != nullptr || manual_reset != FALSE || name != nullptr) {
+    last_error = ERROR_INVALID_PARAMETER;
+    return nullptr;
+  }
+  return NewObject(Kind::kTimer, ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+}
+
+BOOL SetWaitableTimer(HANDLE timer, const LARGE_INTEGER* due_time, LONG period_ms,
+                      PTIMERAPCROUTINE completion, LPVOID argument, BOOL resume) {
+  const auto* const object = ObjectOf(timer, Kind::kTimer);
+  if (object == nullptr) return FALSE;
+  if (due_time == nullptr || due_time->QuadPart >= 0 || period_ms < 0 || completion != nullptr ||
+      argument != nullptr || resume != FALSE)
+    return Fail(ERROR_INVALID_PARAMETER);
+  using Units = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+  const timespec first = ToTimespec(-Units(due_time->QuadPart));
+  return Arm(*object, {ToTimespec(std::chrono::milliseconds(period_ms)), first});
+}
+
+BOOL CancelWaitableTimer(HANDLE timer) {
+  const auto* const object = ObjectOf(timer, Kind::kTimer);
+  return object != nullptr ? Arm(*object, {}) : FALSE;
+}
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms) {
+  std::array<pollfd, kMostInAWait> sources{};
+  if (count == 0 || count > sources.size() || handles == nullptr || wait_all != FALSE) {
+    last_error = ERROR_INVALID_PARAMETER;
+    return WAIT_FAILED;
+  }
+  for (DWORD index = 0; index < count; ++index) {
+    if (handles[index] == nullptr) {
+      last_error = ERROR_INVALID_HANDLE;
+      return WAIT_FAILED;
+    }
+    sources[index] = {static_cast<KernelObject*>(handles[index])->descriptor, POLLIN, 0};
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  while (true) {
+    const timespec left = ToTimespec(std::max<Clock::duration>(deadline - Clock::now(), 0ns));
+    const int ready =
+        ::ppoll(sources.data(), count, timeout_ms != INFINITE ? &left : nullptr, nullptr);
+    if (ready == 0) return WAIT_TIMEOUT;
+    if (ready < 0 && errno != EINTR) {
+      last_error = ErrorFromErrno(errno);
+      return WAIT_FAILED;
+    }
+    for (DWORD index = 0; ready > 0 && index < count; ++index)
+      if ((sources[index].revents & POLLIN) != 0 &&
+          Consume(*static_cast<KernelObject*>(handles[index])))
+        return WAIT_OBJECT_0 + index;
+  }
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms) {
+  return WaitForMultipleObjects(1, &handle, FALSE, timeout_ms);
+}
+
+BOOL CloseHandle(HANDLE handle) {
+  auto* const object = static_cast<KernelObject*>(handle);
+  if (object == nullptr) return Fail(ERROR_INVALID_HANDLE);
+  if (object->kind == Kind::kThread && !object->is_joined) ::pthread_detach(object->thread);
+  Release(object);
+  return TRUE;
+}
+
+void Sleep(DWORD milliseconds) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
