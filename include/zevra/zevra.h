@@ -4,9 +4,9 @@
 /*
  * zevra: a tap on the machine's audio.
  *
- * A host lists the endpoints, opens one, and receives on a function of its own what the endpoint
- * plays (loopback) or records, converted to the format that it asked for. It can keep a stream of
- * silence playing on the endpoint and read the endpoint's volume.
+ * A host lists the audio endpoints and opens one. Its callback then receives what the endpoint
+ * plays (loopback) or records, converted to the format that the host chose. The library can also
+ * play a stream of silence on the endpoint and read the endpoint's volume.
  *
  *     ZevraHandle device = NULL;
  *     ZevraAudioFormat format = {0};
@@ -25,16 +25,15 @@
  *     }
  *     ZevraUninitialize();
  *
- * Results. Every function gives a signed 32-bit result: 0 or above is success, negative is failure.
- * What the platform reported is passed on unchanged; the names below are the values that occur
- * most. ZevraStartCapture and ZevraStartPlay are the exception: compare their result with 0,
- * because a thread that the system cannot create is reported as a plain positive error number of
- * the system. No function throws, and none ends the process.
+ * Results. Every function returns a signed 32-bit result: 0 or above is success, negative is
+ * failure. The platform's own codes are passed on unchanged; the names below cover the common ones.
+ * Compare the result of ZevraStartCapture and ZevraStartPlay with 0 instead: when the system cannot
+ * create a thread, they return its error number, which is positive. No function throws or ends the
+ * process.
  *
- * Threads. ZevraInitialize opens the calling thread for the list functions and ZevraOpenDevice;
- * each thread that calls one of those has its own ZevraInitialize and ZevraUninitialize. One handle
- * is driven from one thread at a time; different handles are independent, but for the one remark
- * at ZevraStopPlay.
+ * Threads. Call ZevraInitialize on each thread that calls ZevraOpenDevice or a list function, and
+ * ZevraUninitialize on the same thread afterwards. Use a handle from one thread at a time.
+ * Different handles are independent, with one exception: see ZevraStopPlay.
  *
  * Text is UTF-16, zero-terminated.
  */
@@ -56,7 +55,7 @@
 extern "C" {
 #endif
 
-/* One UTF-16 unit: a character of L"" on Windows and of u"" elsewhere. */
+/* One UTF-16 unit. Literals are L"" on Windows and u"" elsewhere. */
 #if defined(_WIN32)
 typedef wchar_t ZevraChar;
 #elif defined(__cplusplus)
@@ -65,69 +64,70 @@ typedef char16_t ZevraChar;
 typedef uint_least16_t ZevraChar;
 #endif
 
-/* An opened endpoint. From a successful ZevraOpenDevice to ZevraCloseDevice it is the caller's. */
+/* An opened endpoint. The caller owns it from ZevraOpenDevice until ZevraCloseDevice. */
 typedef struct ZevraImpl* ZevraHandle;
 
 /* Results. */
 #define ZEVRA_OK ((int32_t)0)
-/* COM was already initialised on this thread; a success. */
+/* Success: COM was already initialised on this thread. */
 #define ZEVRA_ALREADY_INITIALIZED ((int32_t)1)
-/* A pointer that must not be null was null. */
+/* A required pointer is null. */
 #define ZEVRA_E_POINTER ((int32_t)0x80004003)
-/* The stream could not be brought up; the log says why. */
+/* The stream could not start; the log says why. */
 #define ZEVRA_E_FAIL ((int32_t)0x80004005)
-/* Two endpoints share the name, or an endpoint has no readable name. */
+/* Two endpoints share the name, or the name of an endpoint cannot be read. */
 #define ZEVRA_E_UNEXPECTED ((int32_t)0x8000FFFF)
-/* A null handle. */
+/* The handle is null. */
 #define ZEVRA_E_HANDLE ((int32_t)0x80070006)
-/* No memory. */
+/* Out of memory. */
 #define ZEVRA_E_OUTOFMEMORY ((int32_t)0x8007000E)
-/* An argument outside its values, as the platform saw it. */
+/* The platform rejected an argument. */
 #define ZEVRA_E_INVALIDARG ((int32_t)0x80070057)
-/* No endpoint of that name, or none that is the default. */
+/* No endpoint has that name, or there is no default endpoint. */
 #define ZEVRA_E_NOT_FOUND ((int32_t)0x80070490)
 /* The thread has not called ZevraInitialize. */
 #define ZEVRA_E_NOT_INITIALIZED ((int32_t)0x800401F0)
-/* The endpoint or the audio service went away. */
+/* The endpoint was removed, or the audio service ended. */
 #define ZEVRA_E_DEVICE_INVALIDATED ((int32_t)0x88890004)
-/* The stream is running already. */
+/* The stream is already running. */
 #define ZEVRA_E_NOT_STOPPED ((int32_t)0x88890005)
-/* No audio service (on Linux: no sound server) runs. */
+/* The audio service (on Linux: the sound server) is not running. */
 #define ZEVRA_E_SERVICE_NOT_RUNNING ((int32_t)0x88890010)
 
-/* Values of data_flow: which endpoints are meant. */
-#define ZEVRA_FLOW_RENDER 0u  /* endpoints that play; capture from one is loopback */
+/* Values of data_flow: a kind of endpoint. */
+#define ZEVRA_FLOW_RENDER 0u  /* endpoints that play; capturing from one is loopback */
 #define ZEVRA_FLOW_CAPTURE 1u /* endpoints that record */
 #define ZEVRA_FLOW_ALL 2u     /* both */
 
-/* Values of sample_kind. Only the test for 0 counts: anything else is float. */
+/* Values of sample_kind. Any value other than 0 means float. */
 #define ZEVRA_SAMPLE_PCM 0
 #define ZEVRA_SAMPLE_FLOAT 1
 
 /*
- * A sample format. Audio is interleaved: a frame holds one sample of each channel, in the order of
- * the bits of channel_mask; frames follow without a gap. Integer samples are little-endian, 8 bits
- * unsigned with 128 as silence, all others signed; float samples are full scale at -1.0 and 1.0.
+ * A sample format. Audio is interleaved: a frame holds one sample for each channel, in the order of
+ * the bits of channel_mask, and frames follow each other without padding. Integer samples are
+ * little-endian. 8-bit samples are unsigned with silence at 128; all others are signed. Full scale
+ * of float samples is -1.0 to 1.0.
  */
 typedef struct ZevraAudioFormat {
   int32_t sample_kind;            /* ZEVRA_SAMPLE_PCM or ZEVRA_SAMPLE_FLOAT */
-  uint16_t channels;              /* samples a frame, 1 to 8 */
-  uint16_t bits_per_sample;       /* container: 8, 16, 24 or 32 for PCM, 32 for float */
-  uint32_t samples_per_second;    /* frames a second, 4000 to 384000 */
-  uint32_t channel_mask;          /* speaker bits; 0 leaves the layout to the converter */
-  uint16_t valid_bits_per_sample; /* used bits of the container, its upper ones; the same as
-                                     bits_per_sample where all are used */
+  uint16_t channels;              /* samples per frame, 1 to 8 */
+  uint16_t bits_per_sample;       /* container size: 8, 16, 24 or 32 for PCM, 32 for float */
+  uint32_t samples_per_second;    /* frames per second, 4000 to 384000 */
+  uint32_t channel_mask;          /* speaker positions, one bit each; 0: the converter chooses */
+  uint16_t valid_bits_per_sample; /* significant bits, the upper ones of the container;
+                                     bits_per_sample if all of them are */
   uint16_t reserved;              /* neither read nor written */
 } ZevraAudioFormat;
 
-/* Rows of a ZevraDeviceList, and UTF-16 units of a row with its terminator. */
+/* Rows of a ZevraDeviceList, and UTF-16 units in a row, terminator included. */
 #define ZEVRA_DEVICE_LIST_ROWS 8
 #define ZEVRA_DEVICE_NAME_UNITS 256
 
-/* Names of endpoints. The record is the caller's. */
+/* Names of endpoints. The caller owns the struct. */
 typedef struct ZevraDeviceList {
   ZevraChar names[ZEVRA_DEVICE_LIST_ROWS][ZEVRA_DEVICE_NAME_UNITS];
-  uint32_t count; /* rows filled, 0 to 8 */
+  uint32_t count; /* rows in use, 0 to 8 */
 } ZevraDeviceList;
 
 #if defined(__cplusplus)
@@ -135,7 +135,7 @@ typedef struct ZevraDeviceList {
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define ZEVRA_LAYOUT_ASSERT(name, condition) _Static_assert(condition, #name)
 #else
-/* NOLINTNEXTLINE(bugprone-macro-parentheses): a name takes none */
+/* NOLINTNEXTLINE(bugprone-macro-parentheses): a name cannot stand in parentheses */
 #define ZEVRA_LAYOUT_ASSERT(name, condition) typedef char name[(condition) ? 1 : -1]
 #endif
 ZEVRA_LAYOUT_ASSERT(zevra_audio_format_is_20_bytes, sizeof(ZevraAudioFormat) == 20);
@@ -150,125 +150,124 @@ ZEVRA_LAYOUT_ASSERT(zevra_count_at_4096, offsetof(ZevraDeviceList, count) == 409
 #undef ZEVRA_LAYOUT_ASSERT
 
 /*
- * The host's function for captured audio. It is called once for every packet of the endpoint, on
- * the stream's own thread, from shortly before ZevraStartCapture returns until ZevraStopCapture
- * returns.
+ * Receives captured audio. The capture thread calls it once for each packet of the endpoint. The
+ * first call may come shortly before ZevraStartCapture returns; none comes after ZevraStopCapture
+ * has returned.
  *
- * reserved: always null; the context given to ZevraStartCapture is not passed here.
+ * reserved: always null. The context given to ZevraStartCapture is not passed here.
  * silent:   1 if the platform flagged the packet as silence, else 0.
- * data:     length bytes of whole frames in the format asked for, valid until the function returns;
- *           null where this packet gave no output (the converter holds some back at first).
- * length:   bytes of data, 0 where data is null.
+ * data:     `length` bytes of whole frames in the chosen format, valid until the callback returns.
+ *           Null if the packet produced no output: the converter holds some back at first.
+ * length:   size of data in bytes; 0 if data is null.
  *
- * It may: copy data, signal other threads, call ZevraGetVolume, start and stop the silent stream of
- * its handle, call ZevraStopCapture for its own handle (which then asks the stream to end and
- * returns without waiting for it; see there). It must not: keep the pointer, throw or leave by
- * longjmp, or hold the thread for longer than the endpoint buffers (a second or so), after which
- * audio is lost. The packet that runs is the last one after such a stop, unless more were waiting.
+ * The callback may copy data, signal other threads, call ZevraGetVolume, start and stop the silent
+ * stream of its handle, and call ZevraStopCapture for its own handle. That stop returns without
+ * waiting. Packets already queued may still be delivered after it; none later.
+ *
+ * The callback must not keep the pointer, throw, or leave by longjmp. It must not block for longer
+ * than the endpoint buffers (about a second), or audio is lost.
  */
 typedef void (*ZevraCaptureCallback)(void* reserved, uint32_t silent, const uint8_t* data,
                                      uint32_t length);
 
 /*
- * Opens the calling thread for the functions below; the first call in a process also creates the
- * log. Every call is owed a ZevraUninitialize on the same thread.
- * Results: ZEVRA_OK; ZEVRA_ALREADY_INITIALIZED, a success that is owed one as well; otherwise what
- * the platform reported. Any thread.
+ * Initialises the library and COM on the calling thread. The first call in a process also opens the
+ * log. Pair every successful call with ZevraUninitialize on the same thread.
+ * Results: ZEVRA_OK; ZEVRA_ALREADY_INITIALIZED, which is a success too; other platform codes.
+ * Thread: any.
  */
 ZEVRA_API int32_t ZevraInitialize(void);
 
-/* Takes one ZevraInitialize of the calling thread back. The log stays. Result: always ZEVRA_OK. */
+/*
+ * Undoes one ZevraInitialize on the calling thread. The log stays open.
+ * Result: always ZEVRA_OK.
+ * Thread: one that has called ZevraInitialize.
+ */
 ZEVRA_API int32_t ZevraUninitialize(void);
 
 /*
- * Fill `list` with the names of the active endpoints: all of them, those that play, those that
- * record. At most 8, in the platform's order; a name of more than 255 units is cut. Only count and
- * the rows that it counts are written.
- * Results: how the last endpoint went, so read count in any case: it is right whatever the result
- * is. ZEVRA_OK; ZEVRA_E_POINTER (nothing written); ZEVRA_E_NOT_INITIALIZED,
- * ZEVRA_E_SERVICE_NOT_RUNNING or another platform code. A thread that has called ZevraInitialize,
- * also while streams run.
+ * List the names of the active endpoints: all, those that play, and those that record. Each
+ * function writes at most 8 names, in the platform's order, and truncates a name to 255 units. It
+ * writes only count and that many rows of names. Results: that of the last endpoint queried; count
+ * is valid whatever the result. ZEVRA_OK; ZEVRA_E_POINTER (nothing is written);
+ * ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes. Thread: one that has
+ * called ZevraInitialize; streams may be running.
  */
 ZEVRA_API int32_t ZevraGetDeviceList(ZevraDeviceList* list);
 ZEVRA_API int32_t ZevraGetInnerRecordDeviceList(ZevraDeviceList* list);
 ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
 
 /*
- * Opens an endpoint and writes its handle to `*handle`, which stays as it was on a failure. The
- * handle is the caller's and ends in ZevraCloseDevice.
- * name: the endpoint's whole name, letter case ignored; null for the default endpoint of data_flow.
- *       It is not referred to after the call.
- * data_flow: a ZEVRA_FLOW_ value: where the name is looked for and how a capture takes the audio.
- *       By name, ZEVRA_FLOW_RENDER captures what the endpoint plays, ZEVRA_FLOW_CAPTURE what it
- *       records, and ZEVRA_FLOW_ALL finds both kinds but records as ZEVRA_FLOW_CAPTURE does. The
- *       default endpoint is always captured by loopback, so with a null name only
- *       ZEVRA_FLOW_RENDER leads to a capture that starts.
- * Results: ZEVRA_OK; ZEVRA_E_POINTER for a null `handle`; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED for
- * a name that two endpoints share; ZEVRA_E_INVALIDARG for a default of ZEVRA_FLOW_ALL;
- * ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING or another platform
- * code. A thread that has called ZevraInitialize.
+ * Opens an endpoint and writes its handle to `*handle`. On failure `*handle` is unchanged. The
+ * caller owns the handle and releases it with ZevraCloseDevice. name: the full name of the
+ * endpoint, compared without case; null for the default endpoint of data_flow. Not used after the
+ * call. data_flow: a ZEVRA_FLOW_ value. With a name, ZEVRA_FLOW_RENDER searches the endpoints that
+ * play and captures by loopback. ZEVRA_FLOW_CAPTURE searches those that record and captures what
+ *       they record. ZEVRA_FLOW_ALL searches both and captures like ZEVRA_FLOW_CAPTURE. Without a
+ *       name, capture is always by loopback, so only ZEVRA_FLOW_RENDER gives a handle whose capture
+ *       starts.
+ * Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if
+ * two endpoints share the name; ZEVRA_E_INVALIDARG for a null name with ZEVRA_FLOW_ALL;
+ * ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes.
+ * Thread: one that has called ZevraInitialize.
  */
 ZEVRA_API int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, uint32_t data_flow);
 
 /*
- * Ends a handle. Streams that still run are stopped first. From inside the handle's own callback
- * the end is put off until the callback has returned and its thread ends; the handle must not be
- * used any more all the same.
- * Result: always ZEVRA_OK, for a null handle too. Any thread.
+ * Stops the handle's streams and frees it. Do not use the handle afterwards. When called from the
+ * handle's own callback, it returns at once; the handle is freed after the callback has returned
+ * and the capture thread has ended. Result: always ZEVRA_OK, also for a null handle. Thread: any.
  */
 ZEVRA_API int32_t ZevraCloseDevice(ZevraHandle handle);
 
 /*
- * Plays silence on the endpoint until ZevraStopPlay, which keeps it awake: a loopback capture then
- * gets packets also while nothing else plays. Returns once the stream runs.
- * Results: ZEVRA_OK; ZEVRA_E_HANDLE for a null handle; ZEVRA_E_NOT_STOPPED, with the stream left
- * running; ZEVRA_E_FAIL where the stream could not be brought up; ZEVRA_E_OUTOFMEMORY; a positive
- * system error number where its thread could not be created; other negative codes where an event
- * could not be. Any thread, one at a time for a handle.
+ * Plays silence on the endpoint until ZevraStopPlay. This keeps the endpoint active: a loopback
+ * capture receives packets even when nothing else plays. Returns when the stream is running.
+ * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_NOT_STOPPED if the stream is already running, and it
+ * keeps running; ZEVRA_E_FAIL if the stream cannot start; ZEVRA_E_OUTOFMEMORY; a positive system
+ * error number if the thread cannot be created; another negative code if an event cannot be
+ * created. Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStartPlay(ZevraHandle handle);
 
 /*
- * Stops the silence and returns when its thread has ended, which takes up to half a second. The
- * silent streams of other handles are no longer fed from then on and stand until their own stop;
- * the next ZevraStartPlay on any handle lifts this for streams started from then on.
- * Result: always ZEVRA_OK, also for a stream that never started or has ended by itself, and for a
- * null handle. Any thread, one at a time for a handle.
+ * Stops the silence and joins its thread, which takes up to half a second. Stopping one silent
+ * stream stops feeding all others in the process: they stay idle until they are stopped. Streams
+ * started by the next ZevraStartPlay or later are not affected. Result: always ZEVRA_OK, also for a
+ * null handle and for a stream that never started or has already ended. Thread: any, one at a time
+ * per handle.
  */
 ZEVRA_API int32_t ZevraStopPlay(ZevraHandle handle);
 
 /*
- * Starts the capture: from now on `callback` receives the endpoint's audio in `format`. Returns
- * once the stream runs; the callback may run before that.
- * format: copied before the function returns. A format that the converter cannot take is no
- *       failure of the start: the callback then gets null and 0 for every packet.
- * callback: may be null, and the audio is then dropped.
- * context: kept and never used.
- * Results: ZEVRA_OK; ZEVRA_E_HANDLE for a null handle; ZEVRA_E_POINTER for a null format;
- * ZEVRA_E_NOT_STOPPED, with the running stream left alone; ZEVRA_E_FAIL where the stream could not
- * be brought up (the log says why); ZEVRA_E_OUTOFMEMORY; a positive system error number where its
- * thread could not be created; other negative codes where an event could not be. Any thread, one at
- * a time for a handle.
- * A stream that fails later simply stops calling back; only the log says why.
+ * Starts capturing: `callback` receives the endpoint's audio in `format`. Returns when the stream
+ * is running; the first callback may come before that. If the stream fails later, the callbacks end
+ * and the log says why. format: copied. If the converter does not support it, the start still
+ * succeeds, and the callback receives null and 0 for every packet. callback: may be null; the audio
+ * is then dropped. context: stored, never used. Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER
+ * if `format` is null; ZEVRA_E_NOT_STOPPED if a capture is already running, which it goes on doing;
+ * ZEVRA_E_FAIL if the stream cannot start (the log says why); ZEVRA_E_OUTOFMEMORY; a positive
+ * system error number if the thread cannot be created; another negative code if an event cannot be
+ * created. Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* format,
                                     ZevraCaptureCallback callback, void* context);
 
 /*
- * Stops the capture. No callback runs any more when it returns, unless it was called from inside
- * the handle's own callback: then it only asks the stream to end, and the next stop, start or close
- * on the handle gives back what the stream held.
- * Result: always ZEVRA_OK, also for a stream that never started or has ended by itself, and for a
- * null handle. Any thread, one at a time for a handle.
+ * Stops the capture and joins its thread; no callback runs afterwards. When called from the
+ * handle's own callback, it signals the thread and returns at once. The next stop, start or close
+ * of the handle then frees what the stream held. Result: always ZEVRA_OK, also for a null handle
+ * and for a stream that never started or has already ended. Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStopCapture(ZevraHandle handle);
 
 /*
- * Writes the endpoint's master volume to `*volume`: 0.0 to 1.0 on the scale of the system's own
- * mixer, not decibels. On Linux it is the average of the channels, with a volume above 100 % given
- * as 1.0. Muting changes nothing. On a failure `*volume` stays as it was.
- * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER; ZEVRA_E_DEVICE_INVALIDATED or another
- * platform code. Any thread, also while streams run.
+ * Writes the endpoint's master volume to `*volume`: 0.0 to 1.0, on the scale of the system's mixer,
+ * not in decibels. Muting does not change it. On Linux it is the average of the channels, and a
+ * volume above 100 % is reported as 1.0. On failure `*volume` is unchanged.
+ * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER; ZEVRA_E_DEVICE_INVALIDATED; other platform
+ * codes.
+ * Thread: any; streams may be running.
  */
 ZEVRA_API int32_t ZevraGetVolume(ZevraHandle handle, float* volume);
 
