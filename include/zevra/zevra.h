@@ -26,10 +26,10 @@
  *     ZevraUninitialize();
  *
  * Results. Every function returns a signed 32-bit result: 0 or above is success, negative is
- * failure. The platform's own codes are passed on unchanged; the names below cover the common ones.
- * Compare the result of ZevraStartCapture and ZevraStartPlay with 0 instead: when the system cannot
- * create a thread, they return its error number, which is positive. No function throws or ends the
- * process.
+ * failure. The platform's own codes are passed on unchanged; the names below cover the common
+ * ones. Compare the result of ZevraStartCapture and ZevraStartPlay with 0 instead: when the system
+ * cannot create a thread, they return its error number, which is positive. No function throws or
+ * ends the process.
  *
  * Threads. Call ZevraInitialize on each thread that calls ZevraOpenDevice or a list function, and
  * ZevraUninitialize on the same thread afterwards. Use a handle from one thread at a time.
@@ -104,8 +104,8 @@ typedef struct ZevraImpl* ZevraHandle;
 #define ZEVRA_SAMPLE_FLOAT 1
 
 /*
- * A sample format. Audio is interleaved: a frame holds one sample for each channel, in the order of
- * the bits of channel_mask, and frames follow each other without padding. Integer samples are
+ * A sample format. Audio is interleaved: a frame holds one sample for each channel, in the order
+ * of the bits of channel_mask, and frames follow each other without padding. Integer samples are
  * little-endian. 8-bit samples are unsigned with silence at 128; all others are signed. Full scale
  * of float samples is -1.0 to 1.0.
  */
@@ -171,8 +171,8 @@ typedef void (*ZevraCaptureCallback)(void* reserved, uint32_t silent, const uint
                                      uint32_t length);
 
 /*
- * Initialises the library and COM on the calling thread. The first call in a process also opens the
- * log. Pair every successful call with ZevraUninitialize on the same thread.
+ * Initialises the library and COM on the calling thread. The first call in a process also opens
+ * the log. Pair every successful call with ZevraUninitialize on the same thread.
  * Results: ZEVRA_OK; ZEVRA_ALREADY_INITIALIZED, which is a success too; other platform codes.
  * Thread: any.
  */
@@ -188,10 +188,11 @@ ZEVRA_API int32_t ZevraUninitialize(void);
 /*
  * List the names of the active endpoints: all, those that play, and those that record. Each
  * function writes at most 8 names, in the platform's order, and truncates a name to 255 units. It
- * writes only count and that many rows of names. Results: that of the last endpoint queried; count
- * is valid whatever the result. ZEVRA_OK; ZEVRA_E_POINTER (nothing is written);
- * ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes. Thread: one that has
- * called ZevraInitialize; streams may be running.
+ * writes only count and that many rows of names.
+ * Results: that of the last endpoint queried; count is valid whatever the result. ZEVRA_OK;
+ * ZEVRA_E_POINTER (nothing is written); ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING;
+ * other platform codes.
+ * Thread: one that has called ZevraInitialize; streams may be running.
  */
 ZEVRA_API int32_t ZevraGetDeviceList(ZevraDeviceList* list);
 ZEVRA_API int32_t ZevraGetInnerRecordDeviceList(ZevraDeviceList* list);
@@ -199,10 +200,11 @@ ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
 
 /*
  * Opens an endpoint and writes its handle to `*handle`. On failure `*handle` is unchanged. The
- * caller owns the handle and releases it with ZevraCloseDevice. name: the full name of the
- * endpoint, compared without case; null for the default endpoint of data_flow. Not used after the
- * call. data_flow: a ZEVRA_FLOW_ value. With a name, ZEVRA_FLOW_RENDER searches the endpoints that
- * play and captures by loopback. ZEVRA_FLOW_CAPTURE searches those that record and captures what
+ * caller owns the handle and releases it with ZevraCloseDevice.
+ * name: the full name of the endpoint, compared without case; null for the default endpoint of
+ *       data_flow. Not used after the call.
+ * data_flow: a ZEVRA_FLOW_ value. With a name, ZEVRA_FLOW_RENDER searches the endpoints that play
+ *       and captures by loopback. ZEVRA_FLOW_CAPTURE searches those that record and captures what
  *       they record. ZEVRA_FLOW_ALL searches both and captures like ZEVRA_FLOW_CAPTURE. Without a
  *       name, capture is always by loopback, so only ZEVRA_FLOW_RENDER gives a handle whose capture
  *       starts.
@@ -214,9 +216,11 @@ ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
 ZEVRA_API int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, uint32_t data_flow);
 
 /*
- * Stops the handle's streams and frees it. Do not use the handle afterwards. When called from the
- * handle's own callback, it returns at once; the handle is freed after the callback has returned
- * and the capture thread has ended. Result: always ZEVRA_OK, also for a null handle. Thread: any.
+ * Stops the handle's streams and frees the handle. Do not use the handle afterwards. When called
+ * from the handle's own callback, it returns at once; the handle is freed after the callback has
+ * returned and the capture thread has ended.
+ * Result: always ZEVRA_OK, also for a null handle.
+ * Thread: any.
  */
 ZEVRA_API int32_t ZevraCloseDevice(ZevraHandle handle);
 
@@ -226,29 +230,34 @@ ZEVRA_API int32_t ZevraCloseDevice(ZevraHandle handle);
  * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_NOT_STOPPED if the stream is already running, and it
  * keeps running; ZEVRA_E_FAIL if the stream cannot start; ZEVRA_E_OUTOFMEMORY; a positive system
  * error number if the thread cannot be created; another negative code if an event cannot be
- * created. Thread: any, one at a time per handle.
+ * created.
+ * Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStartPlay(ZevraHandle handle);
 
 /*
  * Stops the silence and joins its thread, which takes up to half a second. Stopping one silent
  * stream stops feeding all others in the process: they stay idle until they are stopped. Streams
- * started by the next ZevraStartPlay or later are not affected. Result: always ZEVRA_OK, also for a
- * null handle and for a stream that never started or has already ended. Thread: any, one at a time
- * per handle.
+ * started by the next ZevraStartPlay or later are not affected.
+ * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
+ * already ended.
+ * Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStopPlay(ZevraHandle handle);
 
 /*
  * Starts capturing: `callback` receives the endpoint's audio in `format`. Returns when the stream
- * is running; the first callback may come before that. If the stream fails later, the callbacks end
- * and the log says why. format: copied. If the converter does not support it, the start still
- * succeeds, and the callback receives null and 0 for every packet. callback: may be null; the audio
- * is then dropped. context: stored, never used. Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER
- * if `format` is null; ZEVRA_E_NOT_STOPPED if a capture is already running, which it goes on doing;
- * ZEVRA_E_FAIL if the stream cannot start (the log says why); ZEVRA_E_OUTOFMEMORY; a positive
- * system error number if the thread cannot be created; another negative code if an event cannot be
- * created. Thread: any, one at a time per handle.
+ * is running; the first callback may come before that. If the stream fails later, the callbacks
+ * end and the log says why.
+ * format: copied. If the converter does not support it, the start still succeeds, and the callback
+ *       receives null and 0 for every packet.
+ * callback: may be null; the audio is then dropped.
+ * context: stored, never used.
+ * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER if `format` is null; ZEVRA_E_NOT_STOPPED if a
+ * capture is already running, and it keeps running; ZEVRA_E_FAIL if the stream cannot start (the
+ * log says why); ZEVRA_E_OUTOFMEMORY; a positive system error number if the thread cannot be
+ * created; another negative code if an event cannot be created.
+ * Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* format,
                                     ZevraCaptureCallback callback, void* context);
@@ -256,15 +265,17 @@ ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* 
 /*
  * Stops the capture and joins its thread; no callback runs afterwards. When called from the
  * handle's own callback, it signals the thread and returns at once. The next stop, start or close
- * of the handle then frees what the stream held. Result: always ZEVRA_OK, also for a null handle
- * and for a stream that never started or has already ended. Thread: any, one at a time per handle.
+ * of the handle then frees what the stream held.
+ * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
+ * already ended.
+ * Thread: any, one at a time per handle.
  */
 ZEVRA_API int32_t ZevraStopCapture(ZevraHandle handle);
 
 /*
- * Writes the endpoint's master volume to `*volume`: 0.0 to 1.0, on the scale of the system's mixer,
- * not in decibels. Muting does not change it. On Linux it is the average of the channels, and a
- * volume above 100 % is reported as 1.0. On failure `*volume` is unchanged.
+ * Writes the endpoint's master volume to `*volume`: 0.0 to 1.0, on the scale of the system's
+ * mixer, not in decibels. Muting does not change it. On Linux it is the average of the channels,
+ * and a volume above 100 % is reported as 1.0. On failure `*volume` is unchanged.
  * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER; ZEVRA_E_DEVICE_INVALIDATED; other platform
  * codes.
  * Thread: any; streams may be running.
