@@ -12,6 +12,8 @@
 
 namespace zevra::log_detail {
 
+constexpr std::size_t kTimeBytes = 133;  // for any text of a time
+
 // The directory of a path with its "/" behind, normalised; "" if the path names none.
 std::string directory_of(const std::string& path);
 
@@ -47,7 +49,8 @@ Shown_Time shown_time(std::int64_t now, std::uint32_t ticks_ms, std::int64_t sta
 
 enum class Time_Form { kDateTime, kTimeOnly, kFileStamp };
 
-// Into at least 133 bytes; gives `buffer`, empty for a time that the calendar does not reach.
+// Into at least kTimeBytes bytes; gives `buffer`, empty for a time that the calendar does not
+// reach.
 char* format_time(char* buffer, const Shown_Time& time, Time_Form form);
 
 }  // namespace zevra::log_detail

@@ -19,9 +19,19 @@ namespace zevra {
 template <class Char>
 class Log_Line;
 
+// Runs `work` and swallows its exceptions: one failing output must not stop the others or reach the
+// caller. The log has nowhere to report its own failures.
+template <class Work>
+void SwallowExceptions(Work work) noexcept {
+  try {
+    work();
+  } catch (...) {
+  }
+}
+
 // The logger: takes a message from any thread, decides whether it is wanted, builds one line and
 // sends it to up to four outputs. IO is the file output it makes, LOCK its lock, CFG its record.
-// The code stands in log/impl_*.h and is compiled once, in log/logger.cpp.
+// The members stand in log/log_impl_*.cpp, each instantiated there for the process logger.
 //
 // Messages may come from any thread at any time, on a closed logger too: it has no file then.
 // `open` and `close` belong to one thread while nobody else logs. Nothing here ever fails its
@@ -85,32 +95,32 @@ class Log_Impl_T {
   const CFG& cfg() const { return cfg_; }
 
  private:
-  bool log_formatted(std::uint32_t level, const char* format, std::va_list arguments) noexcept
+  bool LogFormatted(std::uint32_t level, const char* format, std::va_list arguments) noexcept
       ZEVRA_PRINTF(3, 0);
-  void flush_now() noexcept;
-  bool is_filtered_out(const char* subject, const char* text) const;
+  void FlushFile() noexcept;
+  bool IsFilteredOut(const char* subject, const char* text) const;
   template <class Char>
-  void build_line(Log_Line<Char>& line, const Char* subject, std::uint32_t level,
-                  std::uint32_t style, const Char* text);
-  void put(const Log_Line<char>& line);
-  void put(const Log_Line<wchar_t>& line);
+  void BuildLine(Log_Line<Char>& line, const Char* subject, std::uint32_t level,
+                 std::uint32_t style, const Char* text);
+  void Put(const Log_Line<char>& line);
+  void Put(const Log_Line<wchar_t>& line);
   template <class Char>
-  void put_to_file(Log_Line<Char>& line, const char* caught);
+  void PutToFile(Log_Line<Char>& line, const char* caught);
   template <class Char>
-  void put_keyed(Log_Line<Char>& line);
+  void PutKeyed(Log_Line<Char>& line);
   template <class Char>
-  void put_elsewhere(const Log_Line<Char>& line, std::uint32_t level);
-  void put_text(const char* text);  // in the width of the record's charset
-  void make_room(std::size_t length);
+  void PutElsewhere(const Log_Line<Char>& line, std::uint32_t level);
+  void PutText(const char* text);  // in the width of the record's charset
+  void RotateIfFull(std::size_t length);
 
-  void take_start_stamps(const CFG* settings);
-  void choose_locale();
-  void open_lock(Log_IO* given);
-  int open_file(Log_IO* given, std::int64_t extra);
-  void close_file();
-  void make_directory_of_file();
-  std::string backup_name();
-  void purge_backups();
+  void TakeStartStamps(const CFG* settings);
+  void ChooseLocale();
+  void OpenLock(Log_IO* given);
+  int OpenFile(Log_IO* given, std::int64_t extra);
+  void CloseFile();
+  void MakeDirectoryOfFile();
+  std::string BackupName();
+  void PurgeBackups();
 
   CFG cfg_;
   Log_IO* io_ = nullptr;

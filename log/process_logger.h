@@ -12,13 +12,9 @@ namespace zevra {
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 struct __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__;
 
-// The logger of this copy of the library. Compiled once, in log/logger.cpp.
-using Process_Logger =
-    Log_Impl_T<Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>,
-               Log_Thread_Mutex, Log_Settings>;
-extern template class Log_Impl_T<
-    Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>, Log_Thread_Mutex,
-    Log_Settings>;
+// The logger of this copy of the library. Its members are instantiated in log/log_impl_*.cpp.
+using Process_Log_File = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>;
+using Process_Logger = Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>;
 
 // Null until the first ZevraInitialize; changes once and is never reset. Who finds it set finds the
 // logger ready.

@@ -1,6 +1,3 @@
-#ifndef ZEVRA_LOG_IMPL_LIFECYCLE_H
-#define ZEVRA_LOG_IMPL_LIFECYCLE_H
-
 // How Log_Impl_T opens, closes and follows its settings file.
 
 #include <algorithm>
@@ -8,37 +5,38 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "log/impl_common.h"
 #include "log/log_files.h"
+#include "log/masks.h"
 #include "log/paths.h"
+#include "log/process_logger.h"
 #include "platform/files.h"
 #include "platform/output.h"
 #include "platform/text.h"
 
 namespace zevra {
 
-ZEVRA_LOG_TEMPLATE
-ZEVRA_LOG_CLASS::~Log_Impl_T() {
-  log_detail::whatever_happens([&] { Log_Impl_T::close(); });
+template <class IO, class LOCK, class CFG>
+Log_Impl_T<IO, LOCK, CFG>::~Log_Impl_T() {
+  SwallowExceptions([&] { Log_Impl_T::close(); });
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::open(const CFG* settings, Log_IO* given, std::int64_t extra) {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* settings, Log_IO* given, std::int64_t extra) {
   close();
   if (given != nullptr && given->get_cfg() != nullptr) cfg_ = *given->get_cfg();
   if (settings != nullptr) cfg_ = *settings;
-  if (cfg_.values.start_time == 0) take_start_stamps(settings);
-  choose_locale();
-  open_lock(given);
+  if (cfg_.values.start_time == 0) TakeStartStamps(settings);
+  ChooseLocale();
+  OpenLock(given);
   if ((cfg_.values.output & kOutputFile) != 0) {
-    if (const int error = open_file(given, extra); error != 0) return error;
+    if (const int error = OpenFile(given, extra); error != 0) return error;
   }
   if ((cfg_.values.output & kOutputConsole) != 0 && ObtainConsole()) console_allocated_ = true;
   return 0;
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::take_start_stamps(const CFG* settings) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::TakeStartStamps(const CFG* settings) {
   const std::int64_t first = clock_.seconds();
   std::int64_t now = first;
   if (settings != nullptr && settings->values.align_to_second)
@@ -47,15 +45,15 @@ void ZEVRA_LOG_CLASS::take_start_stamps(const CFG* settings) {
   cfg_.values.start_ticks = clock_.ticks_ms();
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::choose_locale() {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::ChooseLocale() {
   const std::string& locale = cfg_.values.locale;
   if (locale.empty() || locale == "skip") return;
   SetProcessLocale(locale == "null" ? nullptr : locale == "empty" ? "" : locale.c_str());
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::open_lock(Log_IO* given) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::OpenLock(Log_IO* given) {
   if (given != nullptr && given->get_lock() != nullptr) {
     mutex_ = given->get_lock();
     owns_mutex_ = false;
@@ -75,8 +73,8 @@ void ZEVRA_LOG_CLASS::open_lock(Log_IO* given) {
   }
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::OpenFile(Log_IO* given, std::int64_t extra) {
   const lock_guard hold(mutex_);
   if (given != nullptr) {
     io_ = given;
@@ -87,7 +85,7 @@ int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
   owns_io_ = true;
   io_->set_lock(mutex_);
   if (cfg_.values.file.size() > kPathLimit) return ENAMETOOLONG;
-  make_directory_of_file();
+  MakeDirectoryOfFile();
   const int error = io_->open(cfg_.values.file.c_str(), mutex_, cfg_.values.mode, extra);
   if (error != 0) return error;
   if (cfg_.values.head) write_head(true);
@@ -95,8 +93,8 @@ int ZEVRA_LOG_CLASS::open_file(Log_IO* given, std::int64_t extra) {
   return 0;
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::make_directory_of_file() {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::MakeDirectoryOfFile() {
   const std::string directory = log_detail::directory_of(cfg_.values.file);
   if (directory.empty() || IsDirectory(directory.c_str())) return;
   std::vector<std::string> prefixes;
@@ -107,11 +105,11 @@ void ZEVRA_LOG_CLASS::make_directory_of_file() {
   }
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::close() {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::close() {
   if (io_ != nullptr) {
     const lock_guard hold(mutex_);
-    close_file();
+    CloseFile();
   }
   if (mutex_ != nullptr && owns_mutex_) {
     mutex_->close();
@@ -126,10 +124,10 @@ int ZEVRA_LOG_CLASS::close() {
 }
 
 // A file output that was handed in belongs to somebody else and stays where it is.
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::close_file() {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::CloseFile() {
   if (!owns_io_) return;
-  log_detail::whatever_happens([&] {
+  SwallowExceptions([&] {
     if (cfg_.values.head) write_tail(true);
     io_->close();
   });
@@ -137,21 +135,23 @@ void ZEVRA_LOG_CLASS::close_file() {
   io_ = nullptr;
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::lock(std::uint32_t timeout_ms) {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::lock(std::uint32_t timeout_ms) {
   return mutex_ != nullptr ? mutex_->acquire(timeout_ms) : -1;
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::unlock() { return mutex_ != nullptr ? mutex_->release() : -1; }
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::unlock() {
+  return mutex_ != nullptr ? mutex_->release() : -1;
+}
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::reload_cfg() {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::reload_cfg() {
   constexpr std::int64_t kLeastPause = 10;  // seconds
   const std::int64_t now = clock_.seconds();
   if (now - last_cfg_check_.load(std::memory_order_relaxed) <= kLeastPause) return 0;
   const lock_guard hold(mutex_);
-  log_detail::whatever_happens([&] {
+  SwallowExceptions([&] {
     Log_Cfg_Values& values = cfg_.values;
     const std::int64_t changed = ModifiedTime(values.config_file.c_str());
     if (changed == values.config_mtime) return;
@@ -168,6 +168,13 @@ int ZEVRA_LOG_CLASS::reload_cfg() {
   return 0;
 }
 
-}  // namespace zevra
+template Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::~Log_Impl_T();
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::open(const Log_Settings*,
+                                                                                Log_IO*,
+                                                                                std::int64_t);
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::close();
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::lock(std::uint32_t);
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::unlock();
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::reload_cfg();
 
-#endif
+}  // namespace zevra

@@ -1,6 +1,3 @@
-#ifndef ZEVRA_LOG_IMPL_ROTATE_H
-#define ZEVRA_LOG_IMPL_ROTATE_H
-
 // The size limit of Log_Impl_T: backups, their purge, and the banners around a file's text.
 
 #include <array>
@@ -9,40 +6,41 @@
 #include <ctime>
 #include <list>
 
-#include "log/impl_common.h"
 #include "log/log_files.h"
+#include "log/masks.h"
 #include "log/paths.h"
+#include "log/process_logger.h"
 #include "platform/files.h"
 
 namespace zevra {
-namespace log_detail {
+namespace {
 
 constexpr std::size_t kBannerBytes = 4096;
 
-}  // namespace log_detail
+}  // namespace
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::rotate() {
-  const std::string target = cfg_.values.overwrite ? cfg_.values.file : backup_name();
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::rotate() {
+  const std::string target = cfg_.values.overwrite ? cfg_.values.file : BackupName();
   if (target.size() > kPathLimit)
     return ENAMETOOLONG;  // better a file past its limit than text thrown away
-  if (cfg_.values.maxcount >= 1) purge_backups();
+  if (cfg_.values.maxcount >= 1) PurgeBackups();
   if (cfg_.values.head) write_tail(false);
   const int error = io_ != nullptr ? io_->backup(target.c_str()) : 0;
   if (cfg_.values.head) write_head(false);
   return error;
 }
 
-ZEVRA_LOG_TEMPLATE
-std::string ZEVRA_LOG_CLASS::backup_name() {
+template <class IO, class LOCK, class CFG>
+std::string Log_Impl_T<IO, LOCK, CFG>::BackupName() {
   char stamp[log_detail::kTimeBytes];
   const std::string& file = cfg_.values.file;
   return file.substr(0, file.rfind('.')) + "_" + time_text(stamp, true, false) + ".log";
 }
 
 // At most one backup goes per rotation, and the oldest stays for good: it shows how things began.
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::purge_backups() {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::PurgeBackups() {
   const std::string directory = log_detail::directory_of(cfg_.values.file);
   std::list<std::string> backups;
   list_files(directory.empty() ? "./" : directory.c_str(),
@@ -53,13 +51,13 @@ void ZEVRA_LOG_CLASS::purge_backups() {
   RemoveFile(backups.front().c_str());
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::write_head(bool created) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::write_head(bool created) {
   if (cfg_.values.style == kStyleNone || io_ == nullptr) return;
   const log_detail::Modules modules = log_detail::modules_for_banner(cfg_.values.module);
   const std::uint32_t process = CurrentProcessId();
   char time[log_detail::kTimeBytes];
-  char banner[log_detail::kBannerBytes];
+  char banner[kBannerBytes];
   const int length = std::snprintf(
       banner, sizeof banner,
       "=============================================================\n"
@@ -75,16 +73,16 @@ void ZEVRA_LOG_CLASS::write_head(bool created) {
       modules.module_time.c_str(), static_cast<int>(process), static_cast<unsigned>(process),
       modules.version.c_str());
   log_detail::end_cut_banner(banner, sizeof banner, length);
-  put_text(banner);
+  PutText(banner);
   io_->flush();
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::write_tail(bool end) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::write_tail(bool end) {
   if (cfg_.values.style == kStyleNone || io_ == nullptr) return;
   const std::uint32_t process = CurrentProcessId();
   char time[log_detail::kTimeBytes];
-  char banner[log_detail::kBannerBytes];
+  char banner[kBannerBytes];
   const int length = std::snprintf(
       banner, sizeof banner,
       "=============================================================\n"
@@ -94,12 +92,12 @@ void ZEVRA_LOG_CLASS::write_tail(bool end) {
       cfg_.values.title.c_str(), end ? "End" : "Continue", time_text(time, false, false),
       static_cast<int>(process), static_cast<unsigned>(process));
   log_detail::end_cut_banner(banner, sizeof banner, length);
-  put_text(banner);
+  PutText(banner);
   io_->flush();
 }
 
-ZEVRA_LOG_TEMPLATE
-char* ZEVRA_LOG_CLASS::time_text(char* buffer, bool file_stamp, bool time_only) {
+template <class IO, class LOCK, class CFG>
+char* Log_Impl_T<IO, LOCK, CFG>::time_text(char* buffer, bool file_stamp, bool time_only) {
   buffer[0] = '\0';
   const log_detail::Shown_Time shown = log_detail::shown_time(
       clock_.seconds(), clock_.ticks_ms(), cfg_.values.start_time, cfg_.values.start_ticks);
@@ -109,6 +107,10 @@ char* ZEVRA_LOG_CLASS::time_text(char* buffer, bool file_stamp, bool time_only) 
   return log_detail::format_time(buffer, shown, form);
 }
 
-}  // namespace zevra
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::rotate();
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::write_head(bool);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::write_tail(bool);
+template char* Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::time_text(char*, bool,
+                                                                                       bool);
 
-#endif
+}  // namespace zevra

@@ -1,6 +1,3 @@
-#ifndef ZEVRA_LOG_IMPL_OUTPUT_H
-#define ZEVRA_LOG_IMPL_OUTPUT_H
-
 // Where a finished line of Log_Impl_T goes: the file with its size limit, then the other outputs.
 
 #include <cstring>
@@ -8,14 +5,15 @@
 #include <string>
 #include <type_traits>
 
-#include "log/impl_common.h"
 #include "log/line.h"
+#include "log/masks.h"
+#include "log/process_logger.h"
 #include "log/text_convert.h"
 #include "platform/files.h"
 #include "platform/output.h"
 
 namespace zevra {
-namespace log_detail {
+namespace {
 
 // Gives the bytes their plain text back, however the work in between ends: the outputs behind the
 // file show it.
@@ -38,35 +36,37 @@ class Scrambled {
 
 // A text as an output of the other width shows it.
 template <class To>
-std::basic_string<To> convert(const char* text) {
+std::basic_string<To> ConvertTo(const char* text) {
   if constexpr (std::is_same_v<To, char>)
     return text;
   else
     return to_wide(text);
 }
 template <class To>
-std::basic_string<To> convert(const wchar_t* text) {
+std::basic_string<To> ConvertTo(const wchar_t* text) {
   if constexpr (std::is_same_v<To, char>)
     return to_narrow(text);
   else
     return text;
 }
 
-}  // namespace log_detail
+}  // namespace
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::put(const Log_Line<char>& line) { put_text(line.text()); }
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::Put(const Log_Line<char>& line) {
+  PutText(line.text());
+}
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::put(const Log_Line<wchar_t>& line) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::Put(const Log_Line<wchar_t>& line) {
   if (cfg_.values.charset == kCharsetNarrow)
     io_->puts(to_narrow(line.text()).c_str());
   else
     io_->puts_w(line.text());
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::put_text(const char* text) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::PutText(const char* text) {
   if (cfg_.values.charset == kCharsetWide)
     io_->puts_w(to_wide(text).c_str());
   else
@@ -74,33 +74,33 @@ void ZEVRA_LOG_CLASS::put_text(const char* text) {
 }
 
 // One record: the scrambled line and a plain zero character.
-ZEVRA_LOG_TEMPLATE
+template <class IO, class LOCK, class CFG>
 template <class Char>
-void ZEVRA_LOG_CLASS::put_keyed(Log_Line<Char>& line) {
+void Log_Impl_T<IO, LOCK, CFG>::PutKeyed(Log_Line<Char>& line) {
   const std::size_t bytes = line.length() * sizeof(Char);
-  const log_detail::Scrambled scrambled(*this, line.text(), bytes);
+  const Scrambled scrambled(*this, line.text(), bytes);
   io_->write(line.text(), static_cast<std::int32_t>(bytes + sizeof(Char)));
 }
 
-ZEVRA_LOG_TEMPLATE
+template <class IO, class LOCK, class CFG>
 template <class Char>
-void ZEVRA_LOG_CLASS::put_to_file(Log_Line<Char>& line, const char* caught) {
+void Log_Impl_T<IO, LOCK, CFG>::PutToFile(Log_Line<Char>& line, const char* caught) {
   const lock_guard hold(mutex_);
   if (io_ == nullptr) return;  // the re-read turned the file on after `open` had left it out
   try {
-    make_room(line.length());
+    RotateIfFull(line.length());
     if (cfg_.values.xor_key != 0)
-      put_keyed(line);
+      PutKeyed(line);
     else
-      put(line);
+      Put(line);
     if (cfg_.values.flush) io_->flush();
   } catch (...) {
-    log_detail::whatever_happens([&] { WriteToConsole(caught); });
+    SwallowExceptions([&] { WriteToConsole(caught); });
   }
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::make_room(std::size_t length) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::RotateIfFull(std::size_t length) {
   const auto is_full = [&] {
     return length + static_cast<std::uint64_t>(io_->size()) > cfg_.values.maxsize;
   };
@@ -111,26 +111,25 @@ void ZEVRA_LOG_CLASS::make_room(std::size_t length) {
   if (is_full()) rotate();
 }
 
-ZEVRA_LOG_TEMPLATE
+template <class IO, class LOCK, class CFG>
 template <class Char>
-void ZEVRA_LOG_CLASS::put_elsewhere(const Log_Line<Char>& line, std::uint32_t level) {
+void Log_Impl_T<IO, LOCK, CFG>::PutElsewhere(const Log_Line<Char>& line, std::uint32_t level) {
   constexpr bool kWideLine = std::is_same_v<Char, wchar_t>;
   const std::uint32_t output = cfg_.values.output;
   if ((output & kOutputConsole) != 0 && (level & cfg_.values.console_level) != 0) {
-    log_detail::whatever_happens([&] {
+    SwallowExceptions([&] {
       if (!kWideLine && cfg_.values.charset == kCharsetWide)
-        WriteToConsole(log_detail::convert<wchar_t>(line.text()).c_str());
+        WriteToConsole(ConvertTo<wchar_t>(line.text()).c_str());
       else if (kWideLine && cfg_.values.charset == kCharsetNarrow)
-        WriteToConsole(log_detail::convert<char>(line.text()).c_str());
+        WriteToConsole(ConvertTo<char>(line.text()).c_str());
       else
         WriteToConsole(line.text());
     });
   }
-  if ((output & kOutputDebugger) != 0)
-    log_detail::whatever_happens([&] { WriteToDebugger(line.text()); });
+  if ((output & kOutputDebugger) != 0) SwallowExceptions([&] { WriteToDebugger(line.text()); });
   if ((output & kOutputBox) != 0) {
     const BoxIcon icon = level == kLevelError ? BoxIcon::kError : BoxIcon::kInformation;
-    log_detail::whatever_happens([&] {
+    SwallowExceptions([&] {
       if constexpr (kWideLine)
         ShowMessageBox(L"Logger", line.text(), icon);
       else
@@ -139,11 +138,11 @@ void ZEVRA_LOG_CLASS::put_elsewhere(const Log_Line<Char>& line, std::uint32_t le
   }
 }
 
-ZEVRA_LOG_TEMPLATE
-int ZEVRA_LOG_CLASS::write_raw(const void* bytes, std::int32_t count) {
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::write_raw(const void* bytes, std::int32_t count) {
   const lock_guard hold(mutex_);
   int written = -1;
-  log_detail::whatever_happens([&] {
+  SwallowExceptions([&] {
     if (io_ == nullptr) return;
     if (cfg_.values.xor_key == 0 || count <= 0) {
       written = io_->write(bytes, count);
@@ -161,23 +160,23 @@ int ZEVRA_LOG_CLASS::write_raw(const void* bytes, std::int32_t count) {
   return written;
 }
 
-ZEVRA_LOG_TEMPLATE
-void ZEVRA_LOG_CLASS::write_rule(char c) {
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::write_rule(char c) {
   if (io_ == nullptr || io_->handle() == nullptr) return;
   constexpr std::size_t kColumns = 80;
   char rule[kColumns + 1];
   std::memset(rule, c, kColumns);
   rule[kColumns] = '\0';
   const lock_guard hold(mutex_);
-  log_detail::whatever_happens([&] {
-    put_text(rule);
-    put_text("\n");
+  SwallowExceptions([&] {
+    PutText(rule);
+    PutText("\n");
     io_->flush();
   });
 }
 
-ZEVRA_LOG_TEMPLATE
-std::int32_t ZEVRA_LOG_CLASS::xor_bytes(void* bytes, std::int32_t count) {
+template <class IO, class LOCK, class CFG>
+std::int32_t Log_Impl_T<IO, LOCK, CFG>::xor_bytes(void* bytes, std::int32_t count) {
   const auto key = static_cast<unsigned char>(cfg_.values.xor_key);
   auto* const byte = static_cast<unsigned char*>(bytes);
   for (std::int32_t i = 0; i < count && key != 0; ++i)
@@ -185,6 +184,19 @@ std::int32_t ZEVRA_LOG_CLASS::xor_bytes(void* bytes, std::int32_t count) {
   return count;
 }
 
-}  // namespace zevra
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutText(const char*);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutToFile(
+    Log_Line<char>&, const char*);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutToFile(
+    Log_Line<wchar_t>&, const char*);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutElsewhere(
+    const Log_Line<char>&, std::uint32_t);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutElsewhere(
+    const Log_Line<wchar_t>&, std::uint32_t);
+template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::write_raw(const void*,
+                                                                                     std::int32_t);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::write_rule(char);
+template std::int32_t Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::xor_bytes(
+    void*, std::int32_t);
 
-#endif
+}  // namespace zevra
