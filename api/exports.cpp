@@ -6,9 +6,8 @@
 #include "api/result_barrier.h"
 #include "device/device_list.h"
 #include "device/zevra_impl.h"
-#include "log/gate.h"
+#include "log/log.h"
 #include "log/process_logger.h"
-#include "log/trace_scope.h"
 #include "platform/calls.h"
 #include "platform/result.h"
 #include "zevra/zevra.h"
@@ -30,8 +29,8 @@ std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
 
 std::int32_t ZevraInitialize() {
   return Guarded([] {
-    if (zevra::process_logger_in_use() == nullptr) {
-      zevra::set_up_process_logger();
+    if (zevra::ProcessLoggerInUse() == nullptr) {
+      zevra::SetUpProcessLogger();
       ZEVRA_LOG_VERBOSE("ZevraInitialize | srlog_open succeed!");
     }
     const HRESULT result = zevra::os::CoInitialize(nullptr);

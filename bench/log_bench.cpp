@@ -12,7 +12,7 @@
 #include <string>
 
 #include "bench/medians.h"
-#include "log/gate.h"
+#include "log/log.h"
 
 namespace {
 

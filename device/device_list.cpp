@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "device/friendly_name.h"
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 
 namespace zevra {

@@ -1,7 +1,6 @@
 #include "device/friendly_name.h"
 #include "device/zevra_impl.h"
-#include "log/gate.h"
-#include "log/trace_scope.h"
+#include "log/log.h"
 #include "platform/result.h"
 #include "platform/wide_text.h"
 

@@ -1,6 +1,6 @@
 #include "device/stream_control.h"
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 
 namespace zevra {

@@ -1,5 +1,5 @@
 #include "device/zevra_impl.h"
-#include "log/trace_scope.h"
+#include "log/log.h"
 #include "stream/capture_loop.h"
 #include "stream/render_loop.h"
 

@@ -1,5 +1,5 @@
 #include "device/zevra_impl.h"
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 
 using zevra::ComPtr;

@@ -1,6 +1,6 @@
 #include "device/zevra_impl.h"
 
-#include "log/trace_scope.h"
+#include "log/log.h"
 
 using zevra::TraceScope;
 

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
-#include "log/cfg.h"
 #include "log/mutex.h"
+#include "log/settings.h"
 
 namespace zevra {
 

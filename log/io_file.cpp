@@ -9,7 +9,7 @@
 namespace zevra {
 namespace {
 
-AppendMode append_mode(std::int32_t mode) {
+AppendMode ToAppendMode(std::int32_t mode) {
   switch (mode) {
     case 1:
       return AppendMode::kBinary;
@@ -22,10 +22,10 @@ AppendMode append_mode(std::int32_t mode) {
   }
 }
 
-// Whether a run ended in the middle of a line. A line that another process is just writing may be
-// seen half done as well, but the file does not stand still then.
-bool was_cut_short(std::FILE* stream) {
-  // A write takes microseconds; this leaves room for a writer that loses the processor meanwhile.
+// True if an earlier run left its last line unfinished. A line that another process is writing at
+// this moment looks the same, but then the file still grows.
+bool EndsMidLine(std::FILE* stream) {
+  // A write takes microseconds. The rest is for a writer that is preempted during it.
   constexpr std::uint32_t kStandsStillMs = 5;
   const auto inside_line = [stream] {
     const int last = LastByte(stream);
@@ -42,10 +42,10 @@ bool was_cut_short(std::FILE* stream) {
 Log_IO_FILE::~Log_IO_FILE() { Log_IO_FILE::close(); }
 
 int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std::int64_t) {
-  std::FILE* const stream = OpenShared(path, append_mode(mode));
+  std::FILE* const stream = OpenShared(path, ToAppendMode(mode));
   if (stream == nullptr) return errno;
   // This run's first line must not stand behind a piece of another run's last one.
-  if (mode == 0 && was_cut_short(stream)) AppendBytes(stream, "\n", 1);
+  if (mode == 0 && EndsMidLine(stream)) AppendBytes(stream, "\n", 1);
   stream_ = stream;
   lock_ = lock;
   path_ = path;

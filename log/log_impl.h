@@ -8,16 +8,26 @@
 #include <memory>
 #include <string>
 
-#include "log/cfg.h"
-#include "log/clock.h"
 #include "log/io.h"
 #include "log/mutex.h"
+#include "log/settings.h"
+#include "platform/clock.h"
 #include "platform/compiler.h"
 
 namespace zevra {
 
 template <class Char>
 class Log_Line;
+
+// The time that a logger goes by: wall clock in seconds since 1970, a millisecond counter that
+// wraps at 32 bits, and a way to wait. Tests bring their own. Any thread may call the functions.
+struct Log_Clock {
+  std::int64_t (*seconds)();
+  std::uint32_t (*ticks_ms)();
+  void (*sleep_ms)(std::uint32_t milliseconds);
+};
+
+constexpr Log_Clock kSystemClock{WallClockSeconds, TickCountMs, SleepMs};
 
 // Runs `work` and swallows its exceptions: one failing output must not stop the others or reach the
 // caller. The log has nowhere to report its own failures.

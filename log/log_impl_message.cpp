@@ -6,11 +6,10 @@
 #include <iterator>
 #include <type_traits>
 
-#include "log/format.h"
 #include "log/line.h"
-#include "log/log_files.h"
-#include "log/masks.h"
 #include "log/process_logger.h"
+#include "log/text.h"
+#include "log/time_text.h"
 
 namespace zevra {
 
@@ -53,7 +52,7 @@ bool Log_Impl_T<IO, LOCK, CFG>::LogFormatted(std::uint32_t level, const char* fo
   constexpr std::size_t kFormatBytes = 65536;
   char text[kFormatBytes];  // not cleared, see Log_Line
   text[0] = '\0';
-  if ((cfg_.values.level & level) != 0) format_message(text, sizeof text, format, arguments);
+  if ((cfg_.values.level & level) != 0) FormatText(text, sizeof text, format, arguments);
   // Also for an unwanted level: the path's first act is the look at the settings file.
   SwallowExceptions([&] { log_msg_i(nullptr, level, 0, text); });
   return true;
@@ -121,7 +120,7 @@ void Log_Impl_T<IO, LOCK, CFG>::BuildLine(Log_Line<Char>& line, const Char* subj
                                           const Char* text) {
   style = style != 0 ? style : cfg_.values.style.get();
   if ((style & (kStyleDateTime | kStyleTime)) != 0) {
-    char time[log_detail::kTimeBytes];
+    char time[kTimeBytes];
     line.add_piece(time_text(time, false, (style & kStyleDateTime) == 0));
   }
   if ((style & kStyleLevel) != 0) line.add_piece(level_name(level));

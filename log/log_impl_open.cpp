@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "log/log_files.h"
-#include "log/masks.h"
 #include "log/paths.h"
 #include "log/process_logger.h"
 #include "platform/files.h"
@@ -95,7 +93,7 @@ int Log_Impl_T<IO, LOCK, CFG>::OpenFile(Log_IO* given, std::int64_t extra) {
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::MakeDirectoryOfFile() {
-  const std::string directory = log_detail::directory_of(cfg_.values.file);
+  const std::string directory = DirectoryOf(cfg_.values.file);
   if (directory.empty() || IsDirectory(directory.c_str())) return;
   std::vector<std::string> prefixes;
   path_prefixes(directory.c_str(), prefixes);

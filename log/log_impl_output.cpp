@@ -6,9 +6,8 @@
 #include <type_traits>
 
 #include "log/line.h"
-#include "log/masks.h"
 #include "log/process_logger.h"
-#include "log/text_convert.h"
+#include "log/text.h"
 #include "platform/files.h"
 #include "platform/output.h"
 

@@ -12,14 +12,14 @@ namespace {
 
 constexpr std::size_t kTokenLimit = 399;
 
-bool is_separator(char c) { return c == '/' || c == '\\'; }
+bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
-bool has_network_prefix(const char* path) { return path[0] == '\\' && path[1] == '\\'; }
+bool HasNetworkPrefix(const char* path) { return path[0] == '\\' && path[1] == '\\'; }
 
-bool is_blank(char c) { return static_cast<unsigned char>(c) < 33; }
+bool IsBlank(char c) { return static_cast<unsigned char>(c) < 33; }
 
 // "directory/name", normalised; empty if it is too long.
-std::string path_of_entry(const char* directory, const char* name) {
+std::string PathOfEntry(const char* directory, const char* name) {
   std::array<char, kPathBytes> path{};
   const int length = std::snprintf(path.data(), path.size(), "%s/%s", directory, name);
   if (length < 0 || static_cast<std::size_t>(length) >= path.size()) return {};
@@ -27,25 +27,31 @@ std::string path_of_entry(const char* directory, const char* name) {
   return path.data();
 }
 
-void append_token(std::vector<std::string>& out, const char* begin, const char* end) {
+void AppendToken(std::vector<std::string>& out, const char* begin, const char* end) {
   if (static_cast<std::size_t>(end - begin) > kTokenLimit) end = begin + kTokenLimit;
-  while (begin < end && is_blank(*begin)) ++begin;
-  while (begin < end && is_blank(end[-1])) --end;
+  while (begin < end && IsBlank(*begin)) ++begin;
+  while (begin < end && IsBlank(end[-1])) --end;
   if (begin < end) out.emplace_back(begin, end);
+}
+
+std::string Normalized(std::string path) {
+  normalize_path(path.data());
+  path.resize(std::strlen(path.c_str()));  // it only gets shorter
+  return path;
 }
 
 }  // namespace
 
 bool is_absolute_path(const char* path) {
-  return path[0] == '/' || has_network_prefix(path) || std::strchr(path, ':') != nullptr;
+  return path[0] == '/' || HasNetworkPrefix(path) || std::strchr(path, ':') != nullptr;
 }
 
 std::int32_t normalize_path(char* path) {
   if (path == nullptr) return 0;
-  char* const begin = has_network_prefix(path) ? path + 2 : path;
+  char* const begin = HasNetworkPrefix(path) ? path + 2 : path;
   char* end = begin;
   for (const char* c = begin; *c != '\0'; ++c)
-    if (!is_separator(*c))
+    if (!IsSeparator(*c))
       *end++ = *c;
     else if (end == begin || end[-1] != '/')
       *end++ = '/';
@@ -75,13 +81,32 @@ char* module_directory(char* out, ModuleHandle module) {
   return out;
 }
 
+std::string AnchorAtModule(const char* path, ModuleHandle module) {
+  std::array<char, kPathBytes> directory{};
+  if (is_absolute_path(path) ||
+      join_path(module_directory(directory.data(), module), path) == nullptr)
+    return path;
+  return directory.data();
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const std::string whole = Normalized(path);
+  return whole.substr(0, whole.rfind('/') + 1);
+}
+
+std::string BackupPattern(const std::string& log_file) {
+  const std::string whole = Normalized(log_file);
+  const std::string name = whole.substr(whole.rfind('/') + 1);
+  return name.substr(0, name.rfind('.')) + "_*.log";
+}
+
 int path_prefixes(const char* path, std::vector<std::string>& out) {
   if (path == nullptr || *path == '\0') return -1;
   const std::size_t length = std::strlen(path);
   std::size_t start = 0;
-  if (length > 2) start = has_network_prefix(path) ? 2 : path[1] == ':' ? 3 : 0;
+  if (length > 2) start = HasNetworkPrefix(path) ? 2 : path[1] == ':' ? 3 : 0;
   for (std::size_t i = start; i <= length; ++i) {
-    if (i < length && !is_separator(path[i])) continue;
+    if (i < length && !IsSeparator(path[i])) continue;
     if (i > 0 && i < kPathLimit) out.emplace_back(path, i);
     if (i + 1 >= length) break;
   }
@@ -98,11 +123,11 @@ int split_list(const char* text, std::vector<std::string>& out, const char* sepa
     } else if (*c == '\'' || *c == '"') {
       quote = *c;
     } else if (std::strchr(separators, *c) != nullptr) {
-      append_token(out, begin, c);
+      AppendToken(out, begin, c);
       begin = c + 1;
     }
   }
-  append_token(out, begin, begin + std::strlen(begin));
+  AppendToken(out, begin, begin + std::strlen(begin));
   return 0;
 }
 
@@ -110,7 +135,7 @@ int list_files(const char* directory, const char* pattern, std::list<std::string
   return VisitEntries(
       directory, pattern,
       [&](const char* name, bool is_directory) {
-        const std::string path = path_of_entry(directory, name);
+        const std::string path = PathOfEntry(directory, name);
         if (path.empty() || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return 0;
         if (is_directory) return list_files(path.c_str(), pattern, out);
         out.push_back(path);

@@ -32,6 +32,16 @@ char* join_path(char* directory, const char* name);
 // Writes the directory of a module, "" if the module's path does not fit. Gives `out`.
 char* module_directory(char* out, ModuleHandle module);
 
+// A relative path in the module's directory. An absolute path, or one that would get too long,
+// stays as it is.
+std::string AnchorAtModule(const char* path, ModuleHandle module);
+
+// The directory of a path with its "/" behind, normalised; "" if the path names none.
+std::string DirectoryOf(const std::string& path);
+
+// The wildcard pattern that the backups of a log file match.
+std::string BackupPattern(const std::string& log_file);
+
 // Appends the directories that lead to `path`, outermost first. Prefixes of kPathLimit characters
 // and more are left out. 0, or -1 for a null or empty path.
 int path_prefixes(const char* path, std::vector<std::string>& out);

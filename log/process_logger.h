@@ -20,22 +20,19 @@ using Process_Logger = Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settin
 // logger ready.
 extern std::atomic<Process_Logger*> process_logger;
 
-inline Process_Logger* process_logger_in_use() {
+inline Process_Logger* ProcessLoggerInUse() {
   return process_logger.load(std::memory_order_acquire);
 }
 
 // Creates the process logger, if there is none, with the file "zevra.log", the title "zevra
 // logging" and what the settings file says otherwise. Any thread; never fails its caller.
-void set_up_process_logger() noexcept;
+void SetUpProcessLogger() noexcept;
 
 // The two stages of that. srlog_open reads the section "logger" of "zevra.cfu" over `cfg`, or over
 // the defaults for null, and gives srlog_create's result: 0, the error number of the log file (the
 // logger stands all the same), or -1 with nothing changed when there is a logger already.
 std::int32_t srlog_open(const Log_Settings* cfg);
 std::int32_t srlog_create(const Log_Settings& cfg);
-
-// The path of the log file that these settings lead to: beside the module unless it is absolute.
-std::string anchored_log_file(const char* file, ModuleHandle module);
 
 }  // namespace zevra
 

@@ -7,11 +7,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "log/cfg.h"
-#include "log/cfg_heap.h"
-#include "log/cfg_words.h"
-#include "log/log_files.h"
 #include "log/paths.h"
+#include "log/settings.h"
 #include "platform/files.h"
 #include "platform/profile.h"
 #include "platform/text.h"
@@ -79,7 +76,7 @@ constexpr Key kKeys[] = {
 // How a number text reads, if that is not what it seems to say.
 void check_number(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
   const std::string shown = std::string(key.name) + "=" + text;
-  const std::int32_t number = number_in(text.c_str());
+  const std::int32_t number = NumberIn(text.c_str());
   const std::string reads = " reads as " + std::to_string(number);
   char* end = nullptr;
   errno = 0;
@@ -149,7 +146,7 @@ void check_effects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
   const auto number = [&](const char* key, std::int32_t otherwise) {
     std::string text;
     heap.get_value(key, text);
-    return text.empty() ? otherwise : number_in(text.c_str());
+    return text.empty() ? otherwise : NumberIn(text.c_str());
   };
   if (const std::int32_t size = number("maxsize", 65536); size >= 0 && size < 65536)
     warnings.emplace_back("maxsize is raised to 65536, the least there is");
@@ -189,7 +186,7 @@ void check_layout(const std::string& config_file, std::vector<std::string>& warn
 
 Log_Report describe_log(const std::string& library_path) {
   Log_Report report;
-  const std::string directory = log_detail::directory_of(library_path);
+  const std::string directory = DirectoryOf(library_path);
   report.config_file = directory + "zevra.cfu";
   report.config_file_found = ModifiedTime(report.config_file.c_str()) != 0;
 

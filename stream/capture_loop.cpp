@@ -1,6 +1,6 @@
 #include "stream/capture_loop.h"
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 #include "stream/wave_format.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 #include "stream/wave_format.h"
 

@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "fuzz.h"
-#include "log/log_files.h"
 #include "log/paths.h"
 #include "log/process_logger.h"
 
@@ -35,9 +34,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::path_prefixes(first.c_str(), prefixes);
   for (const std::string& prefix : prefixes)
     Require(first.starts_with(prefix) && prefix.size() < zevra::kPathLimit);
-  Require(zevra::anchored_log_file(first.c_str(), zevra::kThisLibrary).size() <=
+  Require(zevra::AnchorAtModule(first.c_str(), zevra::kThisLibrary).size() <=
           std::max(first.size(), zevra::kPathLimit));
-  zevra::log_detail::backup_pattern(first);
-  zevra::log_detail::directory_of(first);
+  zevra::BackupPattern(first);
+  zevra::DirectoryOf(first);
   return 0;
 }

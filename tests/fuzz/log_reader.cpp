@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "fuzz.h"
-#include "log/cfg.h"
+#include "log/settings.h"
 #include "log/report.h"
 #include "platform/profile.h"
 

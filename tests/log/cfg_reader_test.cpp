@@ -1,5 +1,4 @@
-#include "log/cfg.h"
-#include "log/cfg_words.h"
+#include "log/settings.h"
 #include "log_test.h"
 
 namespace zevra {

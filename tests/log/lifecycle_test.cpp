@@ -1,4 +1,5 @@
-#include "log/log_files.h"
+#include "log/banner.h"
+#include "log/time_text.h"
 #include "log_test.h"
 
 namespace zevra {
@@ -20,8 +21,8 @@ std::string Head(const std::string& word, const std::string& module,
   const std::string application = test::ProgramPath();
   return kBar + "\n\tKorvane log file\n\tSubject :    A title\n\t" + word +
          "-Time :    25/03/14-09:26:53 123\n\tApplication: " + application + " " +
-         log_detail::file_time_text(application.c_str()) + "\n\tModule:      " + module + "\n\t" +
-         Process() + " Version: " + version + "\n" + kBar + "\n";
+         file_time_text(application.c_str()) + "\n\tModule:      " + module + "\n\t" + Process() +
+         " Version: " + version + "\n" + kBar + "\n";
 }
 
 std::string Tail(const std::string& word) {
@@ -39,10 +40,10 @@ TEST_F(Lifecycle, BannersToTheByte) {
     ModuleHandle module;
     std::string shown;
     std::string version;
-  } const rows[] = {{0, "  ", ""},
-                    {kThisLibrary, "  ", ""},  // the tests are the application
-                    {library.Handle(), path + " " + log_detail::file_time_text(path.c_str()),
-                     FileVersionText(path.c_str())}};
+  } const rows[] = {
+      {0, "  ", ""},
+      {kThisLibrary, "  ", ""},  // the tests are the application
+      {library.Handle(), path + " " + file_time_text(path.c_str()), FileVersionText(path.c_str())}};
   for (const auto& row : rows) {
     settings.values.module = row.module;
     const auto say = [](Process_Logger& logger) { logger.log_error("m\n"); };
@@ -55,8 +56,8 @@ TEST_F(Lifecycle, BannersToTheByte) {
 
   test::Write(dir / "dated", "");
   test::SetModifiedTime(dir / "dated", 1741944413);
-  EXPECT_EQ(log_detail::file_time_text(Path("dated").c_str()), "2025-03-14 09:26:53");
-  EXPECT_EQ(log_detail::file_time_text(Path("missing").c_str()), "");
+  EXPECT_EQ(file_time_text(Path("dated").c_str()), "2025-03-14 09:26:53");
+  EXPECT_EQ(file_time_text(Path("missing").c_str()), "");
 }
 
 TEST_F(Lifecycle, RotationAtTheLimitKeepsAllText) {
@@ -147,7 +148,7 @@ TEST_F(Lifecycle, WhenABackupCannotBeMadeNoTextIsLost) {
 
 TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
   constexpr std::int64_t kWrap = 4294967296;  // ms
-  using log_detail::shown_time;
+
   struct {
     std::int64_t now;
     std::uint32_t ticks;
@@ -165,7 +166,7 @@ TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
       {1000 + kWrap / 1000, 1100, 1000, 1000, 1000 + 4294967, 396},
       {1000 + 3 * kWrap / 1000 + 60, 1500, 1000, 1000, 1000 + 12884902, 388}};
   for (const auto& row : rows) {
-    const auto shown = shown_time(row.now, row.ticks, row.start, row.start_ticks);
+    const auto shown = ComputeDisplayTime(row.now, row.ticks, row.start, row.start_ticks);
     EXPECT_EQ(shown.seconds, row.seconds) << row.now;
     EXPECT_EQ(shown.milliseconds, row.ms) << row.now;
   }

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "log/masks.h"
+#include "log/settings.h"
 #include "log/process_logger.h"
 #include "support/system.h"
 

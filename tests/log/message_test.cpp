@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "counted_new.h"
-#include "log/gate.h"
-#include "log/text_convert.h"
+#include "log/log.h"
+#include "log/text.h"
 #include "log_test.h"
 
 namespace zevra {

@@ -1,8 +1,7 @@
 #include "log/process_logger.h"
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "log/paths.h"
-#include "log/trace_scope.h"
 #include "log_test.h"
 #include "support/log_capture.h"
 
@@ -25,8 +24,8 @@ TEST(Gate, StopsWhatIsNotWanted) {
 TEST(ProcessLogger, ItsFileLiesBesideTheLibrary) {
   char directory[kPathBytes];
   const std::string beside = module_directory(directory, kThisLibrary);
-  EXPECT_EQ(anchored_log_file("logs\\a.log", kThisLibrary), beside + "logs/a.log");
-  EXPECT_EQ(anchored_log_file(std::string(255, 'f').c_str(), kThisLibrary), std::string(255, 'f'));
+  EXPECT_EQ(AnchorAtModule("logs\\a.log", kThisLibrary), beside + "logs/a.log");
+  EXPECT_EQ(AnchorAtModule(std::string(255, 'f').c_str(), kThisLibrary), std::string(255, 'f'));
 }
 
 }  // namespace

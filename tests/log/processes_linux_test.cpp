@@ -5,7 +5,7 @@
 #include <map>
 #include <thread>
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "log/paths.h"
 #include "log_test.h"
 
@@ -162,11 +162,11 @@ TEST_F(Processes, OneLoggerHoweverManyAskForIt) {
     threads.reserve(8);
     for (int i = 0; i < 8; ++i)
       threads.emplace_back([] {
-        set_up_process_logger();
+        SetUpProcessLogger();
         ZEVRA_LOG_ERROR("ready");
       });
     for (std::thread& thread : threads) thread.join();
-    const Log_Settings& cfg = process_logger_in_use()->cfg();
+    const Log_Settings& cfg = ProcessLoggerInUse()->cfg();
     EXPECT_STREQ(cfg.title(), "zevra logging");
     EXPECT_EQ(cfg.module(), kThisLibrary);
     EXPECT_EQ(srlog_open(nullptr), -1);

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "log/masks.h"
+#include "log/settings.h"
 #include "log/process_logger.h"
 
 namespace zevra::test {

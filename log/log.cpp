@@ -1,8 +1,6 @@
-#include "log/trace_scope.h"
+#include "log/log.h"
 
 #include <cstring>
-
-#include "log/gate.h"
 
 namespace zevra {
 

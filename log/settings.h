@@ -1,5 +1,5 @@
-#ifndef ZEVRA_LOG_CFG_H
-#define ZEVRA_LOG_CFG_H
+#ifndef ZEVRA_LOG_SETTINGS_H
+#define ZEVRA_LOG_SETTINGS_H
 
 #include <atomic>
 #include <cstdint>
@@ -9,6 +9,33 @@
 #include "platform/modules.h"
 
 namespace zevra {
+
+// Message levels, single bits; a setting of levels is a mask of them, not a threshold.
+constexpr std::uint32_t kLevelError = 2;
+constexpr std::uint32_t kLevelWarn = 4;
+constexpr std::uint32_t kLevelVerbose = 16;
+constexpr std::uint32_t kLevelTrace = 128;
+
+constexpr std::uint32_t kOutputFile = 1;
+constexpr std::uint32_t kOutputConsole = 2;
+constexpr std::uint32_t kOutputDebugger = 4;
+constexpr std::uint32_t kOutputBox = 8;
+
+// The pieces of a line. The date and time win over the time alone.
+constexpr std::uint32_t kStyleTime = 1;
+constexpr std::uint32_t kStyleDateTime = 2;
+constexpr std::uint32_t kStyleLevel = 4;
+constexpr std::uint32_t kStyleThread = 8;
+constexpr std::uint32_t kStyleLineEnd = 16;
+constexpr std::uint32_t kStyleSubject = 32;
+constexpr std::uint32_t kStyleProcess = 64;
+// No bit of its own: this one value turns the banners off too.
+constexpr std::uint32_t kStyleNone = 256;
+
+// The width of what is written.
+constexpr std::uint32_t kCharsetAsGiven = 0;
+constexpr std::uint32_t kCharsetNarrow = 1;
+constexpr std::uint32_t kCharsetWide = 2;
 
 // The settings of a logger, for those who only read them. Texts belong to the record and are valid
 // until it changes. The order of the operations is fixed.
@@ -37,8 +64,8 @@ struct Log_Cfg {
   ~Log_Cfg() = default;
 };
 
-// A setting that messages read while a re-read of the file stores it. A message may see the old or
-// the new value; on the machines we run on the load costs what a plain one costs.
+// A setting that messages read while reload_cfg stores it. A message sees the old or the new value.
+// The relaxed load costs no more than a plain one on x86-64 and ARM64.
 template <class T>
 class Live {
  public:
@@ -56,8 +83,7 @@ class Live {
   std::atomic<T> value_;
 };
 
-// What a record holds. Masks and words stand in log/masks.h, what a person writes into the settings
-// file in docs/logging.md.
+// The fields of a record. docs/logging.md describes the keys of the settings file.
 struct Log_Cfg_Values {
   std::string file = "korvane.log";
   std::string title = "Running Information";
@@ -86,7 +112,48 @@ struct Log_Cfg_Values {
   std::uint32_t start_ticks = 0;  // milliseconds
 };
 
-// The one kind of record: a value that owns its texts and lists. HEAP is the source that its reader
+class Log_Cfg_Heap {
+ protected:
+  std::string section_;
+  std::string file_;
+  void* key_ = nullptr;
+  bool is_file_ = true;
+};
+
+// The key and value source of one read: a section of a profile file or, without a path, a key below
+// HKEY_LOCAL_MACHINE. Lives on the stack of its reader, one thread.
+class Log_Cfg_Heap_Reg : public Log_Cfg_Heap {
+ public:
+  // A null `file` selects the registry, with `section` as the sub-key.
+  Log_Cfg_Heap_Reg(const char* section, const char* file);
+  virtual ~Log_Cfg_Heap_Reg();
+  Log_Cfg_Heap_Reg(const Log_Cfg_Heap_Reg&) = delete;
+  Log_Cfg_Heap_Reg& operator=(const Log_Cfg_Heap_Reg&) = delete;
+
+  // Fetches the text of `key` (at most 1023 bytes). From a file, what `text` held is the default
+  // and the result is 0; from the registry a failed query gives the system's error code and no
+  // text.
+  int get_value(const char* key, std::string& text) const;
+};
+
+// Comma-separated words that stand for one value. A row without text ends a table.
+struct Cfg_Words {
+  std::uint32_t value;
+  const char* words;
+};
+
+extern const Cfg_Words level_words[];
+extern const Cfg_Words style_words[];
+
+// Stores the value of the first row that has the word `value`, in whatever case, and gives 0. Gives
+// -1 and leaves `out` alone if none has it.
+int lookup_word(std::uint32_t& out, const char* value, const Cfg_Words* table);
+
+// The number at the start of a text, 0 if there is none: base by prefix as in C, trailing
+// characters ignored, saturating at 32 bits.
+std::int32_t NumberIn(const char* text);
+
+// The settings record: a value that owns its texts and lists. HEAP is the source that the reader
 // makes for one read, BASE the read-only interface. Not locked; see Live for the exception.
 template <class HEAP, class BASE>
 class Log_Cfg_T final : public BASE {
@@ -103,7 +170,7 @@ class Log_Cfg_T final : public BASE {
   Log_Cfg_T& operator=(const BASE& other);
 
   // Fills the record from the section of the settings file. Null texts mean the record's own; a
-  // relative file lies beside this library. Always 0: what is missing or wrong is never an error.
+  // relative file lies beside this library. Always 0: a missing file or a wrong value is no error.
   int read_log_config(const char* section, const char* file);
 
   const char* file() const override { return values.file.c_str(); }
@@ -129,9 +196,8 @@ class Log_Cfg_T final : public BASE {
   Log_Cfg_Values values;
 };
 
-class Log_Cfg_Heap_Reg;
-
-// The record that this library uses. Its code stands in log/cfg.cpp and log/cfg_reader.cpp.
+// The record that this library uses. Its members are instantiated in log/settings.cpp and
+// log/settings_reader.cpp.
 using Log_Settings = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 
 }  // namespace zevra

@@ -1,0 +1,24 @@
+#ifndef ZEVRA_LOG_BANNER_H
+#define ZEVRA_LOG_BANNER_H
+
+// The banners around the text of a log file. `word` names the kind of time, `time` is its text. A
+// banner that would get too long is cut and keeps its line end. Any thread.
+
+#include <string>
+
+#include "platform/modules.h"
+
+namespace zevra {
+
+// Tells of the process and of the module that logs. A module that is the application itself shows
+// as no path and one blank.
+std::string HeadBanner(const std::string& title, const char* word, const char* time,
+                       ModuleHandle module);
+std::string TailBanner(const std::string& title, const char* word, const char* time);
+
+// The modification time of a file in local time, "" if there is none.
+std::string file_time_text(const char* path);
+
+}  // namespace zevra
+
+#endif

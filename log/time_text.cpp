@@ -1,0 +1,64 @@
+#include "log/time_text.h"
+
+#include <algorithm>
+#include <ctime>
+
+#include "platform/clock.h"
+
+namespace zevra {
+namespace {
+
+// The last text that this thread made. Lines of one second differ in their milliseconds only, and
+// the calendar is a good part of what a line costs (0.15 us).
+struct CalendarText {
+  std::int64_t seconds;
+  TimeForm form;
+  std::size_t length;
+  char text[32];
+};
+
+const CalendarText& MakeCalendarText(std::int64_t seconds, TimeForm form) {
+  static thread_local CalendarText last{};
+  if (last.length != 0 && last.seconds == seconds && last.form == form) return last;
+  const char* const format = form == TimeForm::kFileStamp  ? "%Y-%m-%d_%H-%M-%S"
+                             : form == TimeForm::kTimeOnly ? "%H:%M:%S"
+                                                           : "%y/%m/%d-%H:%M:%S";
+  std::tm local{};
+  const bool known = ToLocalTime(seconds, local);
+  last = {seconds, form, 0, {}};
+  last.length = known ? std::strftime(last.text, sizeof last.text, format, &local) : 0;
+  return last;
+}
+
+}  // namespace
+
+DisplayTime ComputeDisplayTime(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
+                               std::uint32_t start_ticks_ms) {
+  if (now < start_time || start_ticks_ms == 0) return {now, ticks_ms % 1000};
+  // The counter cannot tell how often it has wrapped, but the wall clock can: it would have to be
+  // wrong by more than half a wrap, 24 days, to lead to another number.
+  constexpr std::int64_t kWrapMs = std::int64_t{1} << 32;
+  const auto elapsed_ms = static_cast<std::int64_t>(ticks_ms - start_ticks_ms);
+  const std::int64_t wall_ms = (now - start_time) * 1000;
+  const std::int64_t wraps =
+      wall_ms > elapsed_ms ? (wall_ms - elapsed_ms + kWrapMs / 2) / kWrapMs : 0;
+  const std::int64_t total_ms = elapsed_ms + wraps * kWrapMs;
+  return {start_time + total_ms / 1000, static_cast<std::uint32_t>(total_ms % 1000)};
+}
+
+char* FormatTime(char* buffer, const DisplayTime& time, TimeForm form) {
+  buffer[0] = '\0';
+  const CalendarText& calendar = MakeCalendarText(time.seconds, form);
+  if (calendar.length == 0) return buffer;
+  char* end = std::copy_n(calendar.text, calendar.length, buffer);
+  if (form != TimeForm::kFileStamp) {
+    *end++ = ' ';
+    *end++ = static_cast<char>('0' + time.milliseconds / 100);
+    *end++ = static_cast<char>('0' + time.milliseconds / 10 % 10);
+    *end++ = static_cast<char>('0' + time.milliseconds % 10);
+  }
+  *end = '\0';
+  return buffer;
+}
+
+}  // namespace zevra
