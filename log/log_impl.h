@@ -105,9 +105,12 @@ class Log_Impl_T {
   const CFG& cfg() const { return cfg_; }
 
  private:
-  bool LogFormatted(std::uint32_t level, const char* format, std::va_list arguments) noexcept
-      ZEVRA_PRINTF(3, 0);
-  void FlushFile() noexcept;
+  void LogFormatted(std::uint32_t level, bool flush, const char* format,
+                    std::va_list arguments) noexcept ZEVRA_PRINTF(4, 0);
+  // With `flush` the file is flushed also if the message is filtered out.
+  template <class Char>
+  void LogMessage(const Char* subject, std::uint32_t level, std::uint32_t style, const Char* text,
+                  bool flush);
   bool IsFilteredOut(const char* subject, const char* text) const;
   template <class Char>
   void BuildLine(Log_Line<Char>& line, const Char* subject, std::uint32_t level,
@@ -115,7 +118,8 @@ class Log_Impl_T {
   void Put(const Log_Line<char>& line);
   void Put(const Log_Line<wchar_t>& line);
   template <class Char>
-  void PutToFile(Log_Line<Char>& line, const char* caught);
+  void PutToFile(Log_Line<Char>& line, bool flush);
+  void FlushFile();
   template <class Char>
   void PutKeyed(Log_Line<Char>& line);
   template <class Char>

@@ -17,7 +17,7 @@ template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_error(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  if (LogFormatted(kLevelError, format, arguments)) FlushFile();
+  LogFormatted(kLevelError, true, format, arguments);
   va_end(arguments);
 }
 
@@ -25,7 +25,7 @@ template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_warn(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  if (LogFormatted(kLevelWarn, format, arguments)) FlushFile();
+  LogFormatted(kLevelWarn, true, format, arguments);
   va_end(arguments);
 }
 
@@ -33,7 +33,7 @@ template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_verbose(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  LogFormatted(kLevelVerbose, format, arguments);
+  LogFormatted(kLevelVerbose, false, format, arguments);
   va_end(arguments);
 }
 
@@ -41,27 +41,20 @@ template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_trace(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  LogFormatted(kLevelTrace, format, arguments);
+  LogFormatted(kLevelTrace, false, format, arguments);
   va_end(arguments);
 }
 
 template <class IO, class LOCK, class CFG>
-bool Log_Impl_T<IO, LOCK, CFG>::LogFormatted(std::uint32_t level, const char* format,
+void Log_Impl_T<IO, LOCK, CFG>::LogFormatted(std::uint32_t level, bool flush, const char* format,
                                              std::va_list arguments) noexcept {
-  if (cfg_.values.output == 0) return false;
+  if (cfg_.values.output == 0) return;
   constexpr std::size_t kFormatBytes = 65536;
   char text[kFormatBytes];  // not cleared, see Log_Line
   text[0] = '\0';
   if ((cfg_.values.level & level) != 0) FormatText(text, sizeof text, format, arguments);
-  // Also for an unwanted level: the path's first act is the look at the settings file.
-  SwallowExceptions([&] { log_msg_i(nullptr, level, 0, text); });
-  return true;
-}
-
-template <class IO, class LOCK, class CFG>
-void Log_Impl_T<IO, LOCK, CFG>::FlushFile() noexcept {
-  const lock_guard hold(mutex_);
-  if (io_ != nullptr) SwallowExceptions([&] { io_->flush(); });
+  // Called for filtered levels too: LogMessage() checks the settings file first.
+  SwallowExceptions([&] { LogMessage<char>(nullptr, level, 0, text, flush); });
 }
 
 template <class IO, class LOCK, class CFG>
@@ -77,27 +70,32 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg(std::uint32_t level, const char* text) {
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i_w(const wchar_t* subject, std::uint32_t level,
                                             std::uint32_t style, const wchar_t* text) {
-  text = text != nullptr ? text : L"";
-  reload_cfg();
-  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0) return;
-  Log_Line<wchar_t> line;
-  BuildLine(line, subject, level, style, text);
-  if ((cfg_.values.output & kOutputFile) != 0)
-    PutToFile(line, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n");
-  PutElsewhere(line, level);
+  LogMessage(subject, level, style, text != nullptr ? text : L"", false);
 }
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, std::uint32_t level,
                                           std::uint32_t style, const char* text) {
-  text = text != nullptr ? text : "";
+  LogMessage(subject, level, style, text != nullptr ? text : "", false);
+}
+
+template <class IO, class LOCK, class CFG>
+template <class Char>
+void Log_Impl_T<IO, LOCK, CFG>::LogMessage(const Char* subject, std::uint32_t level,
+                                           std::uint32_t style, const Char* text, bool flush) {
   reload_cfg();
-  if (cfg_.values.output == 0 || (level & cfg_.values.level) == 0 || IsFilteredOut(subject, text))
+  bool wanted = cfg_.values.output != 0 && (level & cfg_.values.level) != 0;
+  if constexpr (std::is_same_v<Char, char>) wanted = wanted && !IsFilteredOut(subject, text);
+  if (!wanted) {
+    if (flush) FlushFile();
     return;
-  Log_Line<char> line;
+  }
+  Log_Line<Char> line;
   BuildLine(line, subject, level, style, text);
   if ((cfg_.values.output & kOutputFile) != 0)
-    PutToFile(line, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\n");
+    PutToFile(line, flush);
+  else if (flush)
+    FlushFile();
   PutElsewhere(line, level);
 }
 

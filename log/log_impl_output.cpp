@@ -83,9 +83,9 @@ void Log_Impl_T<IO, LOCK, CFG>::PutKeyed(Log_Line<Char>& line) {
 
 template <class IO, class LOCK, class CFG>
 template <class Char>
-void Log_Impl_T<IO, LOCK, CFG>::PutToFile(Log_Line<Char>& line, const char* caught) {
+void Log_Impl_T<IO, LOCK, CFG>::PutToFile(Log_Line<Char>& line, bool flush) {
   const lock_guard hold(mutex_);
-  if (io_ == nullptr) return;  // the re-read turned the file on after `open` had left it out
+  if (io_ == nullptr) return;  // reload_cfg() turned the file on, `open` had not made it
   try {
     RotateIfFull(line.length());
     if (cfg_.values.xor_key != 0)
@@ -94,8 +94,19 @@ void Log_Impl_T<IO, LOCK, CFG>::PutToFile(Log_Line<Char>& line, const char* caug
       Put(line);
     if (cfg_.values.flush) io_->flush();
   } catch (...) {
-    SwallowExceptions([&] { WriteToConsole(caught); });
+    constexpr const char* kCaught =
+        std::is_same_v<Char, char>
+            ? "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\n"
+            : "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n";
+    SwallowExceptions([] { WriteToConsole(kCaught); });
   }
+  if (flush) SwallowExceptions([&] { io_->flush(); });
+}
+
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::FlushFile() {
+  const lock_guard hold(mutex_);
+  if (io_ != nullptr) SwallowExceptions([&] { io_->flush(); });
 }
 
 template <class IO, class LOCK, class CFG>
@@ -185,9 +196,10 @@ std::int32_t Log_Impl_T<IO, LOCK, CFG>::xor_bytes(void* bytes, std::int32_t coun
 
 template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutText(const char*);
 template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutToFile(
-    Log_Line<char>&, const char*);
+    Log_Line<char>&, bool);
 template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutToFile(
-    Log_Line<wchar_t>&, const char*);
+    Log_Line<wchar_t>&, bool);
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::FlushFile();
 template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutElsewhere(
     const Log_Line<char>&, std::uint32_t);
 template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::PutElsewhere(

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "fuzz.h"
-#include "log/settings.h"
 #include "log/report.h"
+#include "log/settings.h"
 #include "platform/profile.h"
 
 using zevra::test::Require;

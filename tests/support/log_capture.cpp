@@ -4,8 +4,8 @@
 #include <mutex>
 #include <utility>
 
-#include "log/settings.h"
 #include "log/process_logger.h"
+#include "log/settings.h"
 
 namespace zevra::test {
 namespace {
