@@ -24,10 +24,8 @@ TEST_F(CfgReader, NumbersWordsAndFlags) {
   } const masks[] = {{"", 7, 7, 255},
                      {"level=debug", 63, 63, 255},
                      {"level=DEBUG\nstyle=Simple\nconsole_level=none", 63, 0, 0x3D},
-                     {"level=0", 0, 0, 255},
                      {"level=foo\nstyle=foo", 0, 0, 0},
                      {"level=7abc\nstyle=12abc", 7, 7, 12},
-                     {"level=low,warning", 0, 0, 255},
                      {"level=all\nstyle=none", 0xFFFFFFFF, 0xFFFFFFFF, 256},
                      {"console_level=info", 7, 15, 255},
                      {"LEVEL = 0x90 ", 0x90, 0x90, 255}};
@@ -40,18 +38,14 @@ TEST_F(CfgReader, NumbersWordsAndFlags) {
   struct {
     const char* text;
     std::uint64_t maxsize;
-  } const sizes[] = {{"1000", 65536},           {"10M", 65536},
-                     {"-1", ~std::uint64_t{0}}, {"abc", 65536},
-                     {"0x20000", 131072},       {"99999999999999999999", 2147483647},
-                     {"5000000000", 2147483647}};
+  } const sizes[] = {{"1000", 65536}, {"10M", 65536},      {"-1", ~std::uint64_t{0}},
+                     {"abc", 65536},  {"0x20000", 131072}, {"5000000000", 2147483647}};
   for (const auto& row : sizes)
     EXPECT_EQ(ReadKeys(std::string("maxsize=") + row.text).maxsize(), row.maxsize) << row.text;
   EXPECT_EQ(ReadKeys("subjects=0xFFFFFFFF").subjects(), 0x7FFFFFFFu);
   EXPECT_EQ(ReadKeys("subjects=-1").subjects(), 0xFFFFFFFFu);
   EXPECT_EQ(ReadKeys("maxcount=020").maxcount(), 16);
-  EXPECT_EQ(ReadKeys("charset=2").charset(), 2u);
   EXPECT_EQ(ReadKeys("charset=-1").charset(), 0u);
-  EXPECT_EQ(ReadKeys("output=abc").output(), 0u);
   EXPECT_FALSE(ReadKeys("flush=yes").flush());
   EXPECT_TRUE(ReadKeys("flush=2").flush());
   EXPECT_FALSE(ReadKeys("head=0").head());

