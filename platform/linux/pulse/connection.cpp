@@ -1,13 +1,49 @@
 #include "platform/linux/pulse/connection.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <pulse/operation.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
 
 #include "platform/linux/core_audio.h"
-#include "platform/linux/pulse/shared_memory.h"
 
 namespace zevra {
+namespace {
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// The kernel shows a memory file by the name that its maker gave it.
+constexpr std::string_view kPoolName = "/memfd:pulseaudio";
+
+// Closes the client library's shared memory to programs that the host starts. The library opens it
+// without the close-on-exec flag and, with a server that does not share memory, keeps it open as
+// long as the connection. Call it right behind the making of a context.
+void KeepSharedMemoryFromChildren() {
+  const std::unique_ptr<DIR, CloseDirectory> descriptors(opendir("/proc/self/fd"));
+  if (!descriptors) return;
+  std::array<char, kPoolName.size()> target{};
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the directory stream is this call's own
+  while (const dirent* const entry = readdir(descriptors.get())) {
+    const ssize_t size =
+        readlinkat(dirfd(descriptors.get()), entry->d_name, target.data(), target.size());
+    if (size < 0 || std::string_view(target.data(), static_cast<std::size_t>(size)) != kPoolName)
+      continue;
+    const int descriptor = std::atoi(entry->d_name);
+    const int flags = fcntl(descriptor, F_GETFD);
+    if (flags >= 0) fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
+  }
+}
+
+}  // namespace
 
 PulseConnection::~PulseConnection() = default;
 
@@ -37,7 +73,7 @@ HRESULT PulseConnection::State() const {
 }
 
 int PulseConnection::Pump() {
-  Disturb();
+  ClearDrained();
   return pa_mainloop_iterate(loop_.get(), 0, nullptr);
 }
 
@@ -49,13 +85,13 @@ int PulseConnection::Poll(pollfd* descriptors, unsigned long count, int timeout_
   return ::poll(descriptors, count, timeout_ms);
 }
 
-bool PulseConnection::IsQuiet() {
-  if (!settled_ || watched_count_ > watched_.size()) return false;
+bool PulseConnection::NothingArrived() {
+  if (!drained_ || watched_count_ > watched_.size()) return false;
   return ::poll(watched_.data(), watched_count_, 0) == 0;
 }
 
-bool PulseConnection::Turn(Clock::time_point deadline) {
-  Disturb();
+bool PulseConnection::IterateUntil(Clock::time_point deadline) {
+  ClearDrained();
   const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now());
   if (left.count() <= 0) return false;
   // Errors of the loop itself show in the context's state, or else end at the deadline.
@@ -79,7 +115,7 @@ HRESULT PulseConnection::Await(pa_operation* operation) {
 
 void PulseConnection::Flush() {
   const auto deadline = Clock::now() + kFlushPatience;
-  while (pa_context_is_pending(context_.get()) > 0 && Turn(deadline)) {
+  while (pa_context_is_pending(context_.get()) > 0 && IterateUntil(deadline)) {
   }
 }
 

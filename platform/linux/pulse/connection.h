@@ -46,14 +46,13 @@ class PulseConnection {
   // were handled: 0 when there is nothing left to do, negative for an error.
   int Pump();
 
-  // True if nothing has come in since Settle. Costs one system call and leaves the client library's
-  // code alone, which a poll that finds nothing, the commonest of all, feels.
-  bool IsQuiet();
-  // Remembers that all is handled: call it when Pump has just returned 0. Whatever this class does
-  // from then on ends the quiet; so must a caller who uses the client library on the context, other
-  // than to look at it, by Disturb.
-  void Settle() { settled_ = true; }
-  void Disturb() { settled_ = false; }
+  // True if no socket is readable since MarkDrained. One poll(2) instead of an iteration of the
+  // main loop; most polls find nothing.
+  bool NothingArrived();
+  // Remembers that all is handled: call it when Pump has just returned 0. Any operation here that
+  // uses the context clears the mark; callers that use the context directly call ClearDrained.
+  void MarkDrained() { drained_ = true; }
+  void ClearDrained() { drained_ = false; }
 
   // Waits until `done()` holds: AUDCLNT_E_DEVICE_INVALIDATED if the server goes away first, or does
   // not bring it about within kServerPatience. `done` is asked before the connection's state is.
@@ -62,7 +61,7 @@ class PulseConnection {
     const auto deadline = Clock::now() + kServerPatience;
     while (!done()) {
       if (const HRESULT result = State(); FAILED(result)) return result;
-      silent_too_long_ = !Turn(deadline);
+      silent_too_long_ = !IterateUntil(deadline);
     }
     return S_OK;
   }
@@ -87,13 +86,13 @@ class PulseConnection {
   static int Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self);
 
   // Handles one round of events, waiting for them until `deadline`. False once that has passed.
-  bool Turn(Clock::time_point deadline);
+  bool IterateUntil(Clock::time_point deadline);
 
   std::unique_ptr<pa_mainloop, FreeMainloop> loop_;
   std::unique_ptr<pa_context, CloseContext> context_;
   bool silent_too_long_ = false;
-  bool settled_ = false;
-  // What the loop polled last; complete whenever the connection has settled.
+  bool drained_ = false;
+  // What the loop polled last; complete whenever the connection is drained.
   std::array<pollfd, 8> watched_{};
   unsigned long watched_count_ = 0;
 };

@@ -104,20 +104,20 @@ HRESULT PulseStream::State() const {
 }
 
 HRESULT PulseStream::Drop() {
-  connection_.Disturb();
+  connection_.ClearDrained();
   return pa_stream_drop(stream_.get()) < 0 ? AUDCLNT_E_DEVICE_INVALIDATED : S_OK;
 }
 
-HRESULT PulseStream::Probe() {
+HRESULT PulseStream::PollServer() {
   connection_.Pump();
   return IsOpen() ? State() : connection_.State();
 }
 
-HRESULT PulseStream::Run(bool running) {
+HRESULT PulseStream::SetCorked(bool corked) {
   if (const HRESULT result = State(); FAILED(result)) return result;
   bool success = false;
   const HRESULT result =
-      connection_.Await(pa_stream_cork(stream_.get(), running ? 0 : 1, StoreSuccess, &success));
+      connection_.Await(pa_stream_cork(stream_.get(), corked ? 1 : 0, StoreSuccess, &success));
   if (FAILED(result)) return result;
   return success ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
 }

@@ -31,7 +31,7 @@ class PulseStream {
 
   // What has become of the server since, for operations that ask nothing of it: S_OK or
   // AUDCLNT_E_DEVICE_INVALIDATED. Needs a successful Open.
-  HRESULT Probe();
+  HRESULT PollServer();
 
   // Opens the stream after a successful Open. The server hands sound over every `fragment_frames`
   // and keeps some seconds of it for a host that comes late.
@@ -50,10 +50,10 @@ class PulseStream {
   HRESULT State() const;
   // Handles one round of what has arrived, without waiting. False if there was nothing.
   bool Pump() { return connection_.Pump() > 0; }
-  // See PulseConnection. Once settled, the stream's state and data stay as they are while it is
-  // quiet.
-  bool IsQuiet() { return connection_.IsQuiet(); }
-  void Settle() { connection_.Settle(); }
+  // See PulseConnection. Once drained, the stream's state and data stay as they are while nothing
+  // arrives.
+  bool NothingArrived() { return connection_.NothingArrived(); }
+  void MarkDrained() { connection_.MarkDrained(); }
 
   // Gives back what pa_stream_peek handed out.
   HRESULT Drop();
@@ -61,8 +61,8 @@ class PulseStream {
   // Hands what was written to the server; see PulseConnection::Flush.
   void Flush() { connection_.Flush(); }
 
-  // Lets the stream run or halts it, and waits for the server to have done so.
-  HRESULT Run(bool running);
+  // Halts the stream or lets it run, and waits for the server to have done so.
+  HRESULT SetCorked(bool corked);
 
  private:
   struct CloseStream {
