@@ -19,7 +19,7 @@ extern "C" {
 #include <vector>
 
 #include "bench/medians.h"
-#include "platform/linux/resampler/filter.h"
+#include "platform/linux/resampler/engine.h"
 #include "platform/linux/resampler/mix.h"
 #include "stream/conversion_arithmetic.h"
 #include "stream/conversion_stage.h"

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/linux/speakers.h"
+
 namespace zevra {
 namespace {
 
@@ -29,10 +31,6 @@ constexpr std::array kPositions = {
     PA_CHANNEL_POSITION_TOP_REAR_RIGHT,
 };
 
-constexpr DWORD k71Surround = SPEAKER_FRONT_LEFT | SPEAKER_FRONT_RIGHT | SPEAKER_FRONT_CENTER |
-                              SPEAKER_LOW_FREQUENCY | SPEAKER_BACK_LEFT | SPEAKER_BACK_RIGHT |
-                              SPEAKER_SIDE_LEFT | SPEAKER_SIDE_RIGHT;
-
 // Empty if the mask names a speaker beyond the table.
 pa_channel_map MapOfMask(DWORD mask) {
   pa_channel_map map{};
@@ -51,8 +49,7 @@ struct Layout {
 
 // The channels of the mix format, in the order in which they are delivered.
 Layout MixLayout(const PulseEndpoint& endpoint) {
-  if (endpoint.channel_map.channels > kMaxStreamChannels)
-    return {k71Surround, MapOfMask(k71Surround)};
+  if (endpoint.channel_map.channels > kMaxStreamChannels) return {k7Point1, MapOfMask(k7Point1)};
   const DWORD mask = ChannelMask(endpoint.channel_map);
   // One channel stays the server's mono: as a centre it would be folded from what goes there only.
   if (mask == 0 || endpoint.channel_map.channels == 1) return {mask, endpoint.channel_map};

@@ -7,12 +7,23 @@
 #include <memory>
 
 #include "platform/linux/block_cache.h"
-#include "platform/linux/resampler/format.h"
 #include "platform/linux/resampler/mix.h"
+#include "platform/linux/resampler/samples.h"
 
 struct SwrContext;
 
 namespace zevra {
+
+// The options of libswresample's filter, named as it names them.
+struct SwrFilter {
+  int filter_size;
+  double kaiser_beta;
+  double cutoff;  // as a share of the lower rate's Nyquist frequency
+  int phase_shift;
+};
+
+// The filter between two rates in Hz; `half_length` counts samples of the lower rate on each side.
+SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length);
 
 // True if frames of the one format can become frames of the other.
 bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output);
@@ -37,7 +48,7 @@ class SwrEngine {
   void Close();
   bool IsOpen() const { return is_open_; }
 
-  // The most input frames that one call of Convert takes with room for `output_frames`.
+  // The most input frames that one call of Convert takes when it may write `output_frames`.
   UINT32 MostInput(UINT32 output_frames) const {
     return passes_ ? std::min(output_frames, kMaxInputFrames) : kMaxInputFrames;
   }

@@ -4,11 +4,31 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/resampler/format.h"
+#include "platform/api.h"
 
-// The integer layouts that libswresample does not write or read itself.
+// Formats of the resampler, and the integer layouts that libswresample does not write or read
+// itself.
 
 namespace zevra {
+
+// One side of the resampler: interleaved frames. Integer samples are little-endian, unsigned with 8
+// bits and signed above; their valid bits are the upper ones. Float samples have 32 bits and a full
+// scale of -1.0 to 1.0.
+struct ResamplerFormat {
+  bool is_float = false;
+  UINT32 samples_per_second = 0;  // 4,000 to 384,000
+  UINT32 channels = 0;            // 1 to 8
+  DWORD channel_mask = 0;         // one bit a channel, never 0
+  UINT32 bits = 0;                // of the container: 8, 16, 24 or 32
+  UINT32 valid_bits = 0;          // 1 to `bits`
+
+  UINT32 BlockBytes() const { return channels * bits / 8; }
+};
+
+// Reads what `type` describes. MF_E_INVALIDMEDIATYPE for anything that the resampler does not take;
+// `*format` is then left as it was. A type without a mask, or with mask 0, has the standard layout
+// for its channels; one without valid bits, or with 0, uses all bits.
+HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format);
 
 // Packed 24-bit samples to 32-bit ones with the same upper bits and zero below.
 void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked);

@@ -7,7 +7,6 @@
 namespace zevra {
 namespace {
 
-constexpr DWORD kSetTypeTestOnly = 1;  // MFT_SET_TYPE_TEST_ONLY
 constexpr LONG kMaxHalfFilterLength = 60;
 
 }  // namespace
@@ -46,18 +45,12 @@ void Resampler::Packet::Advance(UINT32 frames) {
 
 HRESULT Resampler::SetType(IMFMediaType* type, DWORD flags, std::optional<ResamplerFormat>* side,
                            const std::optional<ResamplerFormat>& other) {
-  if ((flags & ~kSetTypeTestOnly) != 0) return E_INVALIDARG;
-  std::optional<ResamplerFormat> format;
-  if (type != nullptr) {
-    format.emplace();
-    if (const HRESULT result = ReadResamplerFormat(*type, &*format); FAILED(result)) return result;
-  }
-  if (format && other) {
-    const bool is_input = side == &input_;
-    if (!CanConvert(is_input ? *format : *other, is_input ? *other : *format))
-      return MF_E_INVALIDMEDIATYPE;
-  }
-  if ((flags & kSetTypeTestOnly) != 0) return S_OK;
+  if (flags != 0) return E_INVALIDARG;
+  ResamplerFormat format;
+  if (const HRESULT result = ReadResamplerFormat(*type, &format); FAILED(result)) return result;
+  const bool is_input = side == &input_;
+  if (other && !CanConvert(is_input ? format : *other, is_input ? *other : format))
+    return MF_E_INVALIDMEDIATYPE;
   *side = format;
   Reset();
   engine_.Close();
@@ -111,7 +104,6 @@ HRESULT Resampler::ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t) {
 }
 
 HRESULT Resampler::GetInputStatus(DWORD stream, DWORD* flags) {
-  if (flags == nullptr) return E_POINTER;
   *flags = 0;
   if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
   if (!TypesSet()) return MF_E_TRANSFORM_TYPE_NOT_SET;
@@ -120,12 +112,11 @@ HRESULT Resampler::GetInputStatus(DWORD stream, DWORD* flags) {
 }
 
 HRESULT Resampler::ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) {
-  if (sample == nullptr) return E_POINTER;
   if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
   if (flags != 0) return E_INVALIDARG;
   if (const HRESULT result = Prepare(); FAILED(result)) return result;
-  // A caller who comes with more before all output was asked for has failed at asking: refused, it
-  // would fail for ever.
+  // New input with output pending means an earlier pull failed. Drop the old packet: refusing would
+  // fail every later one.
   packet_.Drop();
   const HRESULT result = packet_.Take(sample, input_->BlockBytes());
   output_waits_ = SUCCEEDED(result) || kept_inside_;
@@ -134,7 +125,6 @@ HRESULT Resampler::ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) {
 
 HRESULT Resampler::ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples,
                                  DWORD* status) {
-  if (samples == nullptr) return E_POINTER;
   if (flags != 0 || count != 1 || samples->pSample == nullptr) return E_INVALIDARG;
   if (samples->dwStreamID != 0) return MF_E_INVALIDSTREAMNUMBER;
   samples->dwStatus = 0;
@@ -156,22 +146,22 @@ HRESULT Resampler::Write(IMFMediaBuffer* buffer, UINT32* frames) {
   BYTE* data = nullptr;
   DWORD capacity = 0;
   if (const HRESULT result = buffer->Lock(&data, &capacity, nullptr); FAILED(result)) return result;
-  const UINT32 room = std::min<UINT32>(capacity / output_->BlockBytes(), INT32_MAX);
-  const HRESULT result = room > 0 ? Fill(data, room, frames) : MF_E_BUFFERTOOSMALL;
+  const UINT32 most_frames = std::min<UINT32>(capacity / output_->BlockBytes(), INT32_MAX);
+  const HRESULT result = most_frames > 0 ? Fill(data, most_frames, frames) : MF_E_BUFFERTOOSMALL;
   const HRESULT unlocked = buffer->Unlock();
   return FAILED(result) ? result : unlocked;
 }
 
-HRESULT Resampler::Fill(BYTE* output, UINT32 room, UINT32* frames) {
+HRESULT Resampler::Fill(BYTE* output, UINT32 most_frames, UINT32* frames) {
   *frames = 0;
-  while (*frames < room) {
+  while (*frames < most_frames) {
     // What the engine holds goes out before it is fed again, so that it never holds much.
     const UINT32 fed =
-        kept_inside_ ? 0 : std::min(packet_.Frames(), engine_.MostInput(room - *frames));
+        kept_inside_ ? 0 : std::min(packet_.Frames(), engine_.MostInput(most_frames - *frames));
     UINT32 written = 0;
     const HRESULT result =
         engine_.Convert(packet_.Data(), fed, output + std::size_t{*frames} * output_->BlockBytes(),
-                        room - *frames, &written);
+                        most_frames - *frames, &written);
     if (FAILED(result)) {
       // The packet is lost, the next one begins a new signal.
       Reset();
@@ -179,7 +169,7 @@ HRESULT Resampler::Fill(BYTE* output, UINT32 room, UINT32* frames) {
     }
     fed_ = fed_ || fed > 0;
     packet_.Advance(fed);
-    kept_inside_ = written == room - *frames;
+    kept_inside_ = written == most_frames - *frames;
     *frames += written;
     if (!kept_inside_ && packet_.Frames() == 0) {
       packet_.Drop();

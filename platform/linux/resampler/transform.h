@@ -5,7 +5,6 @@
 
 #include "platform/com_object.h"
 #include "platform/linux/resampler/engine.h"
-#include "platform/linux/resampler/format.h"
 #include "platform/owners.h"
 
 namespace zevra {
@@ -55,7 +54,7 @@ class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
   // Forgets the signal so far; the next packet begins a new one.
   void Reset();
   HRESULT Write(IMFMediaBuffer* buffer, UINT32* frames);
-  HRESULT Fill(BYTE* output, UINT32 room, UINT32* frames);
+  HRESULT Fill(BYTE* output, UINT32 most_frames, UINT32* frames);
 
   std::optional<ResamplerFormat> input_;
   std::optional<ResamplerFormat> output_;
@@ -64,7 +63,7 @@ class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
   Packet packet_;
   bool fed_ = false;           // the engine has seen frames since it was opened
   bool output_waits_ = false;  // from a packet taken until there is nothing more to write
-  bool kept_inside_ = false;   // the engine filled all its room, and may hold more
+  bool kept_inside_ = false;   // the engine filled the output, and may hold more
 };
 
 }  // namespace zevra
