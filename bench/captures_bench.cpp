@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tests/support/builtin_endpoints.h"
+#include "tests/support/signals.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -63,14 +64,14 @@ std::vector<zevra::builtin::EndpointConfig> Ramp() {
   endpoint.rate = kRate;
   endpoint.channels = 1;
   endpoint.channel_mask = SPEAKER_FRONT_CENTER;
-  endpoint.programme = zevra::builtin::Ramp();
+  endpoint.signal = zevra::test::Ramp();
   return {endpoint};
 }
 
 void Captures(benchmark::State& state) {
   const auto streams = static_cast<std::size_t>(state.range(0));
-  const zevra::builtin::Machine machine(Ramp());
-  const auto registration = zevra::test::RegisterEndpoints(machine);
+  const zevra::builtin::BuiltinAudio audio(Ramp());
+  const auto registration = zevra::test::RegisterEndpoints(audio);
   ZevraInitialize();
   ZevraAudioFormat format{};
   format.channels = 1;

@@ -127,8 +127,8 @@ bool Lists() {
 int main() {
   bool good = ZevraInitialize() >= 0;
   {
-    const zevra::builtin::Machine machine(zevra::builtin::StandardEndpoints());
-    const auto registration = zevra::test::RegisterEndpoints(machine);
+    const zevra::builtin::BuiltinAudio audio(zevra::builtin::StandardEndpoints());
+    const auto registration = zevra::test::RegisterEndpoints(audio);
     good = good && StartsAndStops("built-in");
   }
   good = good && StartsAndStops("sound server") && Silence() && Lists();

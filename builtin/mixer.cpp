@@ -49,17 +49,17 @@ void Mixer::Write(RenderQueue& queue, std::span<const float> samples, bool silen
   if (!silent) queue.audible_end = queue.written;
 }
 
-Mixed Mixer::AddTo(float* out, std::uint64_t packet, std::uint64_t now) {
+PacketMix Mixer::AddTo(float* out, std::uint64_t packet, std::uint64_t now) {
   const std::lock_guard hold(mutex_);
   BringUpTo(now);
-  const Slot& slot = slots_[packet % slots_.size()];
-  if (slot.packet != packet) return Mixed::kNothing;
-  if (slot.mixed == Mixed::kSound) {
+  const HistorySlot& slot = slots_[packet % slots_.size()];
+  if (slot.packet != packet) return PacketMix::kNothing;
+  if (slot.mix == PacketMix::kSound) {
     const float* const mix = SamplesOf(packet);
     const std::size_t count = std::size_t{packet_frames_} * channels_;
     for (std::size_t i = 0; i < count; ++i) out[i] += mix[i];
   }
-  return slot.mixed;
+  return slot.mix;
 }
 
 void Mixer::BringUpTo(std::uint64_t now) {
@@ -83,7 +83,7 @@ void Mixer::MixPacket(std::uint64_t packet) {
   std::fill_n(out, std::size_t{packet_frames_} * channels_, 0.0F);
   bool sound = false;
   for (RenderQueue* const queue : playing_) sound |= Play(*queue, packet_frames_, out);
-  slots_[packet % slots_.size()] = {packet, sound ? Mixed::kSound : Mixed::kSilence};
+  slots_[packet % slots_.size()] = {packet, sound ? PacketMix::kSound : PacketMix::kSilence};
 }
 
 bool Mixer::Play(RenderQueue& queue, std::uint64_t frames, float* out) const {

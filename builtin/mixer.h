@@ -24,22 +24,22 @@ struct RenderQueue {
   std::uint64_t audible_end = 0;
 };
 
-// What a packet got from the streams.
-enum class Mixed { kNothing, kSilence, kSound };
+// What the streams played in a packet.
+enum class PacketMix { kNothing, kSilence, kSound };
 
-// Adds up what the streams of one render endpoint play, packet by packet, and keeps the last of it
-// for loopback streams that read later. It has no thread: whoever looks brings it up to the packet
-// that runs now, which every operation is given. A packet takes what is queued when it begins.
+// Adds up what the streams of one render endpoint play, packet by packet, and keeps the latest
+// packets for loopback streams that read later. It has no thread: every operation is given the
+// packet that is running, `now`, and first mixes all packets up to it. A packet takes the frames
+// that are queued when it begins.
 //
-// The one lock here is needed because streams write what other streams read. A loopback stream
-// does not come near it while nothing has ever been played on the endpoint.
+// The lock is needed because streams write what other streams read. A loopback stream takes no lock
+// while no render stream has ever been made on the endpoint.
 class Mixer {
  public:
   // `history` is the number of complete packets that can be taken late.
   Mixer(std::uint32_t packet_frames, std::uint32_t channels, std::uint64_t history);
 
-  // Gets the memory for the history and says that there will be streams: when a render stream is
-  // made, well before it joins.
+  // Allocates the history. Called when a render stream is made, before it joins.
   void Prepare();
   // The queue is played from the packet after `now` on, and no longer after Leave. What is queued
   // then stays queued. A queue that runs dry plays silence.
@@ -55,12 +55,12 @@ class Mixer {
   // packet before `now`: a stream made later joins later, and is heard from a later packet on.
   bool InUse() const { return in_use_.load(std::memory_order_acquire); }
   // Adds a complete packet's sound to the frames at `out`.
-  Mixed AddTo(float* out, std::uint64_t packet, std::uint64_t now);
+  PacketMix AddTo(float* out, std::uint64_t packet, std::uint64_t now);
 
  private:
-  struct Slot {
+  struct HistorySlot {
     std::uint64_t packet = 0;
-    Mixed mixed = Mixed::kNothing;
+    PacketMix mix = PacketMix::kNothing;
   };
 
   void BringUpTo(std::uint64_t now);
@@ -75,7 +75,7 @@ class Mixer {
   std::atomic<bool> in_use_{false};
   std::mutex mutex_;
   // All below are guarded by mutex_.
-  std::vector<Slot> slots_;
+  std::vector<HistorySlot> slots_;
   std::vector<float> samples_;
   std::vector<RenderQueue*> playing_;
   // The first packet that has not been mixed.

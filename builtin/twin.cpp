@@ -1,7 +1,6 @@
-// What makes the library that has its endpoints inside the process: it stands in the place of the
-// sound server's enumerator.
+// Makes libzevra-builtin.so: it links this enumerator instead of the sound server's.
 
-#include "builtin/machine.h"
+#include "builtin/builtin_audio.h"
 #include "platform/linux/class_factories.h"
 #include "platform/result.h"
 
@@ -9,8 +8,8 @@ namespace zevra {
 
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
   return NoThrow([&] {
-    static const builtin::Machine machine(builtin::StandardEndpoints());
-    return machine.CreateEnumerator(iid, object);
+    static const builtin::BuiltinAudio audio(builtin::StandardEndpoints());
+    return audio.CreateEnumerator(iid, object);
   });
 }
 

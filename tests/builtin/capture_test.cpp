@@ -1,4 +1,4 @@
-#include "tests/builtin/machine_fixture.h"
+#include "tests/builtin/endpoints_fixture.h"
 
 namespace zevra::builtin {
 namespace {
@@ -6,7 +6,7 @@ namespace {
 constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
 constexpr DWORD kGap = AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
 
-class CaptureTest : public MachineTest {};
+class CaptureTest : public EndpointsTest {};
 
 // What Ramp plays in a frame.
 float RampAt(UINT64 frame) { return (static_cast<float>(frame % 65536) - 32768) / 32768; }
@@ -29,7 +29,7 @@ TEST_F(CaptureTest, DeliversEveryFrameOnceAsTimePasses) {
                         Case{384000, 1000, milliseconds(3)}}) {
     SCOPED_TRACE(testing::Message() << c.rate << " " << c.packet_frames << " " << c.step.count());
     for (const EDataFlow flow : {eRender, eCapture}) {
-      auto endpoint = MakeEndpoint(u"ramp", flow, Ramp());
+      auto endpoint = MakeEndpoint(u"ramp", flow, test::Ramp());
       endpoint.rate = c.rate;
       endpoint.packet_frames = c.packet_frames;
       Build({endpoint});
@@ -55,7 +55,7 @@ TEST_F(CaptureTest, DeliversEveryFrameOnceAsTimePasses) {
 }
 
 TEST_F(CaptureTest, ASlowReaderLosesTheOldestAndIsTold) {
-  Build({MakeEndpoint(u"ramp", eCapture, Ramp())});
+  Build({MakeEndpoint(u"ramp", eCapture, test::Ramp())});
   const auto client = OpenStream(0, 0);
   const auto capture = CaptureOf(*client.Get());
   ASSERT_EQ(client->Start(), S_OK);
@@ -78,7 +78,7 @@ TEST_F(CaptureTest, ASlowReaderLosesTheOldestAndIsTold) {
 }
 
 TEST_F(CaptureTest, AHeldPacketOutlastsTheBuffer) {
-  Build({MakeEndpoint(u"ramp", eCapture, Ramp())});
+  Build({MakeEndpoint(u"ramp", eCapture, test::Ramp())});
   const auto client = OpenStream(0, 0);
   const auto capture = CaptureOf(*client.Get());
   ASSERT_EQ(client->Start(), S_OK);

@@ -31,10 +31,10 @@ class Exhaustion : public ::testing::Test {
   const ZevraAudioFormat format_ = SpeechFormat();
 
  private:
-  // Each object that the machine gave out holds the clock.
+  // Each object of the endpoints holds the clock.
   const std::shared_ptr<const builtin::Clock> clock_ = builtin::RealClock();
-  const builtin::Machine machine_{builtin::StandardEndpoints(), clock_};
-  const ClassRegistration registration_ = RegisterEndpoints(machine_);
+  const builtin::BuiltinAudio audio_{builtin::StandardEndpoints(), clock_};
+  const ClassRegistration registration_ = RegisterEndpoints(audio_);
   const long clock_uses_ = clock_.use_count();
 };
 
@@ -45,8 +45,8 @@ TEST_F(Exhaustion, AThousandRoundsLeaveNothingBehind) {
   for (int round = -kWarmUp; round < kRounds; ++round) {
     if (round == 0) before.emplace();
     const ZevraHandle handle = Open();
-    // Its stop sleeps for up to half a second.
-    if (round % 200 == 0) ASSERT_EQ(ZevraStartPlay(handle), 0);
+    // Its stop sleeps for up to half a second. The first one allocates the endpoint's history.
+    if (round == -kWarmUp || round % 200 == 0) ASSERT_EQ(ZevraStartPlay(handle), 0);
     ASSERT_EQ(ZevraStartCapture(handle, &format_, nullptr, nullptr), 0);
     ASSERT_EQ(ZevraStopCapture(handle), 0);
     ASSERT_EQ(ZevraCloseDevice(handle), 0);

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "support/host.h"
-#include "tests/builtin/machine_fixture.h"
+#include "tests/builtin/endpoints_fixture.h"
 #include "tests/support/builtin_endpoints.h"
 
 namespace zevra::builtin {
@@ -33,14 +33,14 @@ void OnAudio(void*, std::uint32_t, const std::uint8_t* data, std::uint32_t lengt
   }
 }
 
-using HostTest = MachineTest;
+using HostTest = EndpointsTest;
 
 TEST_F(HostTest, SixtyFourCapturesGetEveryFrame) {
-  auto endpoint = MakeEndpoint(u"ramp", eRender, Ramp());
+  auto endpoint = MakeEndpoint(u"ramp", eRender, test::Ramp());
   endpoint.channels = 1;
   endpoint.channel_mask = SPEAKER_FRONT_CENTER;
   Build({endpoint});
-  const auto registration = test::RegisterEndpoints(*machine_);
+  const auto registration = test::RegisterEndpoints(*audio_);
   ASSERT_EQ(ZevraInitialize(), ZEVRA_OK);
   ZevraAudioFormat format = test::SpeechFormat();
   format.samples_per_second = 48000;

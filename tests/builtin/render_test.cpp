@@ -1,4 +1,4 @@
-#include "tests/builtin/machine_fixture.h"
+#include "tests/builtin/endpoints_fixture.h"
 
 #include <algorithm>
 #include <utility>
@@ -11,11 +11,11 @@ constexpr DWORD kGap = AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
 constexpr DWORD kSilent = AUDCLNT_BUFFERFLAGS_SILENT;
 constexpr REFERENCE_TIME kOneSecond = 10'000'000;
 
-class RenderTest : public MachineTest {
+class RenderTest : public EndpointsTest {
  protected:
-  // A tap that runs from the beginning on the machine's one endpoint.
-  void Tap(Programme programme = {}) {
-    Build({MakeEndpoint(u"speaker", eRender, std::move(programme))});
+  // A tap that runs from the beginning on the one endpoint.
+  void Tap(Signal signal = {}) {
+    Build({MakeEndpoint(u"speaker", eRender, std::move(signal))});
     tap_ = OpenStream(0, kLoopback);
     tap_capture_ = CaptureOf(*tap_.Get());
     ASSERT_EQ(tap_->Start(), S_OK);
@@ -66,8 +66,8 @@ TEST_F(RenderTest, WhatAStreamPlaysIsHeardOnceAndInOrder) {
     for (const float sample : packet.samples) ASSERT_EQ(sample, expected++);
 }
 
-TEST_F(RenderTest, StreamsAndTheProgrammeAddUp) {
-  Tap(Samples(std::vector<float>(960, 0.125F), 2, 48000));
+TEST_F(RenderTest, StreamsAndTheSignalAddUp) {
+  Tap([](UINT32) { return Waveform{{0.125F}}; });
   const auto first = OpenStream(0, 0, kOneSecond);
   const auto second = OpenStream(0, 0, kOneSecond);
   Write(*RenderOf(*first.Get()).Get(), 960, 0.25F);

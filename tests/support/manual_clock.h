@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "builtin/clock.h"
+#include "builtin/endpoint.h"
 #include "support/replaceable_calls.h"
 
 namespace zevra::test {

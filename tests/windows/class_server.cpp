@@ -3,10 +3,11 @@
 #include <memory>
 #include <utility>
 
-#include "builtin/machine.h"
+#include "builtin/builtin_audio.h"
 #include "platform/owners.h"
 #include "platform/result.h"
 #include "support/live_objects.h"
+#include "support/signals.h"
 #include "windows/served_resampler.h"
 
 namespace zevra {
@@ -19,8 +20,8 @@ inline constexpr const IID* kInterfaceId<IClassFactory> = &IID_IClassFactory;
 namespace zevra::test {
 namespace {
 
+using builtin::BuiltinAudio;
 using builtin::EndpointConfig;
-using builtin::Machine;
 
 // The classes' own ids, as sound_test.sh registers them.
 constexpr CLSID kServedResampler = {
@@ -33,7 +34,7 @@ std::vector<EndpointConfig> Endpoints() {
   EndpointConfig speakers;
   speakers.name = u"Served Speakers";
   speakers.is_default = true;
-  speakers.programme = builtin::Sine(997, 0.5);
+  speakers.signal = Sine(997, 0.5);
   speakers.volume = 0.75F;
 
   EndpointConfig headphones;
@@ -47,15 +48,15 @@ std::vector<EndpointConfig> Endpoints() {
   microphone.channels = 1;
   microphone.channel_mask = SPEAKER_FRONT_CENTER;
   microphone.packet_frames = 441;
-  microphone.programme = builtin::Sine(440, 0.25);
+  microphone.signal = Sine(440, 0.25);
   microphone.volume = 0.5F;
   return {std::move(speakers), std::move(headphones), std::move(microphone)};
 }
 
-// Each object that the machine gives out holds the clock.
+// Each object that the endpoints give out holds the clock.
 struct Served {
   const std::shared_ptr<const builtin::Clock> clock = builtin::RealClock();
-  Machine machine{Endpoints(), clock};
+  BuiltinAudio audio{Endpoints(), clock};
   const long uses_at_rest = clock.use_count();
 };
 
@@ -64,7 +65,7 @@ Served& TheServed() {
   return served;
 }
 
-Machine& TheMachine() { return TheServed().machine; }
+BuiltinAudio& TheAudio() { return TheServed().audio; }
 
 class Factory final : public TrackedObject<IClassFactory> {
  public:
@@ -82,7 +83,7 @@ class Factory final : public TrackedObject<IClassFactory> {
 };
 
 HRESULT CreateEnumerator(REFIID iid, void** object) {
-  return NoThrow([&] { return TheMachine().CreateEnumerator(iid, object); });
+  return NoThrow([&] { return TheAudio().CreateEnumerator(iid, object); });
 }
 
 }  // namespace
@@ -110,9 +111,9 @@ long ServedObjects() {
 }
 
 void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
-  zevra::test::TheMachine().SetVolume(endpoint, volume);
+  zevra::test::TheAudio().SetVolume(endpoint, volume);
 }
 
 void RemoveServedEndpoint(zevra::test::ServedEndpoint endpoint) {
-  zevra::test::TheMachine().Remove(endpoint);
+  zevra::test::TheAudio().Remove(endpoint);
 }

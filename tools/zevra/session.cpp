@@ -18,8 +18,8 @@ bool SoundServerRuns() {
 }  // namespace
 
 struct Session::BuiltIn {
-  builtin::Machine machine{builtin::StandardEndpoints()};
-  test::ClassRegistration registration = test::RegisterEndpoints(machine);
+  builtin::BuiltinAudio audio{builtin::StandardEndpoints()};
+  test::ClassRegistration registration = test::RegisterEndpoints(audio);
 };
 
 Session::Session(bool builtin) {

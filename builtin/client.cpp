@@ -1,8 +1,10 @@
-#include "builtin/audio_client.h"
-
 #include <algorithm>
+#include <cstring>
+#include <optional>
 #include <utility>
 
+#include "builtin/streams.h"
+#include "platform/owners.h"
 #include "platform/result.h"
 
 namespace zevra::builtin {
@@ -10,65 +12,82 @@ namespace {
 
 constexpr REFERENCE_TIME kHnsPerSecond = 10'000'000;
 constexpr REFERENCE_TIME kLongestBuffer = 10 * kHnsPerSecond;
-// Packets that a render stream of the least length holds: one that plays, one that is filled.
+// The least packets of a render stream: one that plays, one that is being filled.
 constexpr REFERENCE_TIME kLeastRenderPackets = 2;
+// Bytes of an extensible format behind the plain one.
+constexpr WORD kExtraBytes = sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX);
 
-class CaptureService final : public ComObject<IAudioCaptureClient> {
- public:
-  CaptureService(std::shared_ptr<Endpoint> endpoint, std::shared_ptr<CaptureStream> stream)
-      : endpoint_(std::move(endpoint)), stream_(std::move(stream)) {}
-
-  HRESULT GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT64* device_position,
-                    UINT64* counter_position) override {
-    if (data == nullptr || frames == nullptr || flags == nullptr) return E_POINTER;
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    return stream_->GetBuffer(data, frames, flags, device_position, counter_position);
+// The mix format in task memory, the caller's; null if there is no memory.
+WAVEFORMATEX* NewMixFormat(const EndpointConfig& config) {
+  auto* const block =
+      static_cast<WAVEFORMATEXTENSIBLE*>(CoTaskMemAlloc(sizeof(WAVEFORMATEXTENSIBLE)));
+  if (block == nullptr) return nullptr;
+  *block = {};
+  WAVEFORMATEX& format = block->Format;
+  format.wFormatTag = WAVE_FORMAT_IEEE_FLOAT;
+  format.nChannels = config.channels;
+  format.nSamplesPerSec = config.rate;
+  format.wBitsPerSample = 32;
+  format.nBlockAlign = static_cast<WORD>(config.channels * 4);
+  format.nAvgBytesPerSec = config.rate * format.nBlockAlign;
+  if (config.channel_mask != 0) {
+    format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+    format.cbSize = kExtraBytes;
+    block->Samples.wValidBitsPerSample = 32;
+    block->dwChannelMask = config.channel_mask;
+    block->SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
   }
-  HRESULT ReleaseBuffer(UINT32 frames) override {
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    return stream_->ReleaseBuffer(frames);
-  }
-  HRESULT GetNextPacketSize(UINT32* frames) override {
-    if (frames == nullptr) return E_POINTER;
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    return stream_->NextPacketSize(frames);
-  }
-
- private:
-  const std::shared_ptr<Endpoint> endpoint_;
-  const std::shared_ptr<CaptureStream> stream_;
-};
-
-class RenderService final : public ComObject<IAudioRenderClient> {
- public:
-  RenderService(std::shared_ptr<Endpoint> endpoint, std::shared_ptr<RenderStream> stream)
-      : endpoint_(std::move(endpoint)), stream_(std::move(stream)) {}
-
-  HRESULT GetBuffer(UINT32 frames, BYTE** data) override {
-    if (data == nullptr) return E_POINTER;
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    return stream_->GetBuffer(frames, data);
-  }
-  HRESULT ReleaseBuffer(UINT32 frames, DWORD flags) override {
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    return stream_->ReleaseBuffer(frames, flags);
-  }
-
- private:
-  const std::shared_ptr<Endpoint> endpoint_;
-  const std::shared_ptr<RenderStream> stream_;
-};
-
-// Hands the one reference of a fresh service out.
-template <class Interface>
-HRESULT HandOut(Interface* service, void** out) {
-  *out = service;
-  return service != nullptr ? S_OK : E_OUTOFMEMORY;
+  return &format;
 }
 
-}  // namespace
+// The samples that `format`, plain or extensible, asks for; empty if the endpoint cannot give them.
+std::optional<SampleKind> Recognise(const EndpointConfig& config, const WAVEFORMATEX& format) {
+  if (format.nChannels != config.channels || format.nSamplesPerSec != config.rate) return {};
+  WORD tag = format.wFormatTag;
+  if (tag == WAVE_FORMAT_EXTENSIBLE) {
+    if (format.cbSize < kExtraBytes) return {};
+    WAVEFORMATEXTENSIBLE extensible{};
+    std::memcpy(&extensible, &format, sizeof(extensible));
+    const GUID sub_format = extensible.SubFormat;  // the record is packed
+    if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT))
+      tag = WAVE_FORMAT_IEEE_FLOAT;
+    else if (IsEqualGUID(sub_format, KSDATAFORMAT_SUBTYPE_PCM))
+      tag = WAVE_FORMAT_PCM;
+  }
+  std::optional<SampleKind> kind;
+  if (tag == WAVE_FORMAT_IEEE_FLOAT && format.wBitsPerSample == 32) kind = SampleKind::kFloat32;
+  if (tag == WAVE_FORMAT_PCM && format.wBitsPerSample == 16) kind = SampleKind::kInt16;
+  if (kind && format.nBlockAlign != BytesOf(*kind) * config.channels) kind.reset();
+  return kind;
+}
 
-AudioClient::AudioClient(std::shared_ptr<Endpoint> endpoint) : endpoint_(std::move(endpoint)) {}
+class AudioClient final : public ComObject<IAudioClient> {
+ public:
+  explicit AudioClient(std::shared_ptr<Endpoint> endpoint) : endpoint_(std::move(endpoint)) {}
+
+  HRESULT Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_TIME duration,
+                     REFERENCE_TIME periodicity, const WAVEFORMATEX* format,
+                     const GUID* session) override;
+  HRESULT GetBufferSize(UINT32* frames) override;
+  HRESULT GetCurrentPadding(UINT32* frames) override;
+  HRESULT IsFormatSupported(AUDCLNT_SHAREMODE mode, const WAVEFORMATEX* format,
+                            WAVEFORMATEX** closest) override;
+  HRESULT GetMixFormat(WAVEFORMATEX** format) override;
+  HRESULT GetDevicePeriod(REFERENCE_TIME* default_period, REFERENCE_TIME* minimum_period) override;
+  HRESULT Start() override;
+  HRESULT Stop() override;
+  HRESULT GetService(REFIID iid, void** service) override;
+
+ private:
+  // S_OK once the client is initialized and while the endpoint exists.
+  HRESULT Ready() const;
+  UINT32 BufferFrames(REFERENCE_TIME duration, REFERENCE_TIME least) const;
+
+  const std::shared_ptr<Endpoint> endpoint_;
+  // One of the two, from Initialize on.
+  ComPtr<CaptureStream> capture_;
+  ComPtr<RenderStream> render_;
+};
 
 HRESULT AudioClient::Ready() const {
   if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
@@ -98,10 +117,10 @@ HRESULT AudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_T
   return NoThrow([&] {
     if (loopback || endpoint_->config().flow == eCapture) {
       const UINT32 frames = BufferFrames(duration, kHistory.count() * kHnsPerSecond);
-      capture_ = std::make_shared<CaptureStream>(endpoint_, *kind, frames);
+      capture_ = ComPtr<CaptureStream>::Attach(new CaptureStream(endpoint_, *kind, frames));
     } else {
       const UINT32 frames = BufferFrames(duration, endpoint_->Period() * kLeastRenderPackets);
-      render_ = std::make_shared<RenderStream>(endpoint_, *kind, frames);
+      render_ = ComPtr<RenderStream>::Attach(new RenderStream(endpoint_, *kind, frames));
     }
     return S_OK;
   });
@@ -164,15 +183,17 @@ HRESULT AudioClient::GetService(REFIID iid, void** service) {
   if (service == nullptr) return E_POINTER;
   *service = nullptr;
   if (const HRESULT result = Ready(); FAILED(result)) return result;
-  if (iid == IID_IAudioCaptureClient) {
-    if (!capture_) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
-    return HandOut<IAudioCaptureClient>(MakeCom<CaptureService>(endpoint_, capture_), service);
-  }
-  if (iid == IID_IAudioRenderClient) {
-    if (!render_) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
-    return HandOut<IAudioRenderClient>(MakeCom<RenderService>(endpoint_, render_), service);
-  }
+  if (iid == IID_IAudioCaptureClient)
+    return capture_ ? capture_->QueryInterface(iid, service) : AUDCLNT_E_WRONG_ENDPOINT_TYPE;
+  if (iid == IID_IAudioRenderClient)
+    return render_ ? render_->QueryInterface(iid, service) : AUDCLNT_E_WRONG_ENDPOINT_TYPE;
   return E_NOINTERFACE;
+}
+
+}  // namespace
+
+IAudioClient* NewAudioClient(const std::shared_ptr<Endpoint>& endpoint) noexcept {
+  return MakeCom<AudioClient>(endpoint);
 }
 
 }  // namespace zevra::builtin

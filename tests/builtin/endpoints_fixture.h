@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TESTS_BUILTIN_MACHINE_FIXTURE_H
-#define ZEVRA_TESTS_BUILTIN_MACHINE_FIXTURE_H
+#ifndef ZEVRA_TESTS_BUILTIN_ENDPOINTS_FIXTURE_H
+#define ZEVRA_TESTS_BUILTIN_ENDPOINTS_FIXTURE_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,10 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "builtin/machine.h"
+#include "builtin/builtin_audio.h"
 #include "platform/com_object.h"
 #include "platform/owners.h"
 #include "support/manual_clock.h"
+#include "support/signals.h"
 
 namespace zevra::builtin {
 
@@ -21,30 +22,30 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 // An endpoint with packets of 10 ms, the ones that the tests count in.
-inline EndpointConfig MakeEndpoint(std::u16string name, EDataFlow flow, Programme programme = {}) {
+inline EndpointConfig MakeEndpoint(std::u16string name, EDataFlow flow, Signal signal = {}) {
   EndpointConfig config;
   config.name = std::move(name);
   config.flow = flow;
-  config.programme = std::move(programme);
+  config.signal = std::move(signal);
   return config;
 }
 
-// A machine on a clock that stands still until the test turns it. No object may be left at the end.
-class MachineTest : public testing::Test {
+// Endpoints on a clock that tests advance by hand. No object may be left at the end.
+class EndpointsTest : public testing::Test {
  protected:
-  // Each object that the machine gave out holds the clock.
-  ~MachineTest() override {
-    machine_.reset();
+  // Each object of the endpoints holds the clock.
+  ~EndpointsTest() override {
+    audio_.reset();
     EXPECT_EQ(clock_.use_count(), 1);
   }
 
   void Build(std::vector<EndpointConfig> endpoints) {
-    machine_ = std::make_unique<Machine>(std::move(endpoints), clock_);
+    audio_ = std::make_unique<BuiltinAudio>(std::move(endpoints), clock_);
   }
 
   ComPtr<IAudioClient> ClientOf(UINT endpoint) const {
     ComPtr<IMMDeviceEnumerator> enumerator;
-    EXPECT_EQ(machine_->CreateEnumerator(IID_IMMDeviceEnumerator, enumerator.PutVoid()), S_OK);
+    EXPECT_EQ(audio_->CreateEnumerator(IID_IMMDeviceEnumerator, enumerator.PutVoid()), S_OK);
     ComPtr<IMMDeviceCollection> endpoints;
     EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, endpoints.Put()), S_OK);
     ComPtr<IMMDevice> device;
@@ -75,7 +76,7 @@ class MachineTest : public testing::Test {
   }
 
   const std::shared_ptr<test::ManualClock> clock_ = std::make_shared<test::ManualClock>();
-  std::unique_ptr<Machine> machine_;
+  std::unique_ptr<BuiltinAudio> audio_;
 };
 
 struct Packet {

@@ -1,0 +1,34 @@
+#ifndef ZEVRA_BUILTIN_SIGNAL_H
+#define ZEVRA_BUILTIN_SIGNAL_H
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace zevra::builtin {
+
+// Sound that repeats for ever: interleaved float frames, full scale at -1.0 and 1.0. A single
+// channel is heard on every channel of the endpoint. No samples mean silence.
+struct Waveform {
+  std::vector<float> samples;
+  std::uint32_t channels = 1;
+
+  // Writes `frames` interleaved frames of `out_channels` channels, beginning with frame
+  // `first_frame` since the clock's start. `out_channels` equals `channels`, or is any number for a
+  // waveform of one channel. The waveform is not empty. No allocation.
+  void Play(std::uint64_t first_frame, std::uint32_t frames, std::uint32_t out_channels,
+            float* out) const;
+};
+
+// What an endpoint plays by itself. It is called once, when the endpoint is made, with the
+// endpoint's rate in frames a second. Null means silence.
+using Signal = std::function<Waveform(std::uint32_t rate)>;
+
+enum class Tune { kOdeToJoy, kFrereJacques };
+
+// A well-known tune at a peak of 0.5.
+Signal Melody(Tune tune);
+
+}  // namespace zevra::builtin
+
+#endif
