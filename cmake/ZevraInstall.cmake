@@ -24,6 +24,13 @@ install(FILES "${CMAKE_BINARY_DIR}/zevra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
         COMPONENT development)
 install(FILES include/zevra/zevra.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zevra"
         COMPONENT development)
+if(NOT WIN32)
+  # In a folder off the loader's path, because only a host's own tests load it: they link it from
+  # there with that folder as their run path, or open the file by its path.
+  install(TARGETS zevra_builtin_library
+          LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zevra" COMPONENT library
+                                                            NAMELINK_COMPONENT development)
+endif()
 if(WIN32)
   # A zip is unpacked anywhere and read as it lies there. Other tool chains make an import library
   # of their own from the .def file.

@@ -11,7 +11,8 @@ expected="ZevraCloseDevice ZevraGetDeviceList ZevraGetInnerRecordDeviceList
 ZevraGetOutRecordDeviceList ZevraGetVolume ZevraInitialize ZevraOpenDevice ZevraStartCapture
 ZevraStartPlay ZevraStopCapture ZevraStopPlay ZevraUninitialize"
 diff <(xargs -n 1 <<<"$expected" | sort) <(nm -D --defined-only "$library" | awk '{ print $3 }' | sort)
-readelf -d "$library" | grep -q 'SONAME.*\[libzevra\.so\.1\]'
+soname=$(basename "${library%%.so*}").so.1
+readelf -d "$library" | grep -qF "Library soname: [$soname]"
 
 echo '#include <zevra/zevra.h>' | tee "$work/alone.c" >"$work/alone.cpp"
 flags=(-Wall -Wextra -Wpedantic -Wconversion -Werror -I "$include" -fsyntax-only)
