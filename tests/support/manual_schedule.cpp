@@ -8,20 +8,20 @@ namespace zevra::test {
 namespace {
 
 // How long, in real time, a thread may work between two waits before time goes on without it.
-constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::seconds kStuckAfter{5};
 
 const Operations& System() { return SystemOperations(); }
 
-thread_local Participant this_thread;
+thread_local SimulatedThread this_thread;
 
 }  // namespace
 
-Schedule& TheSchedule() {
+Schedule& SharedSchedule() {
   static auto* const schedule = new Schedule;
   return *schedule;
 }
 
-Participant::~Participant() { TheSchedule().ParticipantEnds(*this); }
+SimulatedThread::~SimulatedThread() { SharedSchedule().ThreadEnds(*this); }
 
 void Schedule::Reset() {
   const Lock lock(mutex_);
@@ -29,16 +29,16 @@ void Schedule::Reset() {
   timers_.clear();
 }
 
-void Schedule::Wake(Participant& participant) {
-  if (participant.awake) return;
-  participant.awake = true;
+void Schedule::Wake(SimulatedThread& thread) {
+  if (thread.awake) return;
+  thread.awake = true;
   ++awake_;
 }
 
-void Schedule::ParticipantEnds(Participant& participant) {
+void Schedule::ThreadEnds(SimulatedThread& thread) {
   const Lock lock(mutex_);
-  if (!participant.awake) return;
-  participant.awake = false;
+  if (!thread.awake) return;
+  thread.awake = false;
   --awake_;
   changed_.notify_all();
 }
@@ -78,7 +78,7 @@ bool Schedule::HasTimer(std::span<const HANDLE> handles) {
 }
 
 void Schedule::Sleep(nanoseconds length) {
-  Participant& me = this_thread;
+  SimulatedThread& me = this_thread;
   Lock lock(mutex_);
   const nanoseconds due = Now() + length;
   sleepers_.push_back({due, &me});
@@ -89,7 +89,7 @@ void Schedule::Sleep(nanoseconds length) {
 }
 
 DWORD Schedule::Wait(std::span<const HANDLE> handles, BOOL wait_all, DWORD timeout_ms) {
-  Participant& me = this_thread;
+  SimulatedThread& me = this_thread;
   {
     const Lock lock(mutex_);
     bool ends_at_once = false;
@@ -118,10 +118,10 @@ DWORD Schedule::Wait(std::span<const HANDLE> handles, BOOL wait_all, DWORD timeo
   return result;
 }
 
-// Until every participant but the caller waits.
-void Schedule::Settle(Lock& lock) {
+// Until every thread but the caller waits.
+void Schedule::AwaitIdle(Lock& lock) {
   const int self = this_thread.awake ? 1 : 0;
-  changed_.wait_for(lock, kPatience, [&] { return awake_ <= self; });
+  changed_.wait_for(lock, kStuckAfter, [&] { return awake_ <= self; });
 }
 
 std::optional<nanoseconds> Schedule::NextDue() const {
@@ -129,7 +129,7 @@ std::optional<nanoseconds> Schedule::NextDue() const {
   const auto consider = [&next](nanoseconds due) { next = next ? std::min(*next, due) : due; };
   for (const auto& [handle, timer] : timers_)
     if (timer.due) consider(*timer.due);
-  for (const Sleeper& sleeper : sleepers_) consider(sleeper.due);
+  for (const SleepingThread& sleeper : sleepers_) consider(sleeper.due);
   return next;
 }
 
@@ -144,17 +144,17 @@ void Schedule::FireDue() {
     if (timer.waiter != nullptr) Wake(*timer.waiter);
     System().SetEvent(handle);
   }
-  std::erase_if(sleepers_, [this](const Sleeper& sleeper) {
+  std::erase_if(sleepers_, [this](const SleepingThread& sleeper) {
     if (sleeper.due > Now()) return false;
-    Wake(*sleeper.participant);
+    Wake(*sleeper.thread);
     return true;
   });
   changed_.notify_all();
 }
 
-void Schedule::TurnTo(nanoseconds target) {
+void Schedule::AdvanceTo(nanoseconds target) {
   Lock lock(mutex_);
-  for (Settle(lock);; Settle(lock)) {
+  for (AwaitIdle(lock);; AwaitIdle(lock)) {
     const auto due = NextDue();
     if (!due || *due > target) break;
     now_.store(std::max(*due, Now()).count(), std::memory_order_release);
@@ -163,13 +163,14 @@ void Schedule::TurnTo(nanoseconds target) {
   now_.store(std::max(target, Now()).count(), std::memory_order_release);
 }
 
-void Schedule::TurnToNextSleeper() {
+void Schedule::AdvanceToNextWakeUp() {
   std::optional<nanoseconds> due;
   {
     const Lock lock(mutex_);
-    for (const Sleeper& sleeper : sleepers_) due = std::min(due.value_or(sleeper.due), sleeper.due);
+    for (const SleepingThread& sleeper : sleepers_)
+      due = std::min(due.value_or(sleeper.due), sleeper.due);
   }
-  if (due) TurnTo(*due);
+  if (due) AdvanceTo(*due);
 }
 
 }  // namespace zevra::test

@@ -19,11 +19,11 @@ namespace zevra::test {
 using std::chrono::nanoseconds;
 
 // A thread that waits in the clock's time: from its first timer or sleep to its end.
-struct Participant {
-  Participant() = default;
-  ~Participant();
-  Participant(const Participant&) = delete;
-  Participant& operator=(const Participant&) = delete;
+struct SimulatedThread {
+  SimulatedThread() = default;
+  ~SimulatedThread();
+  SimulatedThread(const SimulatedThread&) = delete;
+  SimulatedThread& operator=(const SimulatedThread&) = delete;
 
   // Guarded by the schedule's lock.
   bool awake = false;
@@ -34,16 +34,16 @@ struct Timer {
   nanoseconds period{0};
   // Set, and no wait has ended through it yet.
   bool pending = false;
-  Participant* waiter = nullptr;
+  SimulatedThread* waiter = nullptr;
 };
 
-struct Sleeper {
+struct SleepingThread {
   nanoseconds due;
-  Participant* participant;
+  SimulatedThread* thread;
 };
 
-// Who waits for what. There is one in the process, because the platform's operations are plain
-// functions; it has no end, because threads that outlive a clock still report to it.
+// There is one in the process, because the platform's operations are plain functions. It is never
+// destroyed, because threads that outlive a clock still report to it.
 class Schedule {
  public:
   nanoseconds Now() const { return nanoseconds(now_.load(std::memory_order_acquire)); }
@@ -61,18 +61,18 @@ class Schedule {
   void Sleep(nanoseconds length);
   // As WaitForMultipleObjects, for handles with a timer among them.
   DWORD Wait(std::span<const HANDLE> handles, BOOL wait_all, DWORD timeout_ms);
-  void ParticipantEnds(Participant& participant);
+  void ThreadEnds(SimulatedThread& thread);
 
-  // Both go from instant to instant, as Advance tells; the second ends with the next sleep that is
-  // over, or at once if nobody sleeps.
-  void TurnTo(nanoseconds target);
-  void TurnToNextSleeper();
+  // As ManualClock::Advance. The second stops at the next end of a sleep, or at once if no thread
+  // sleeps.
+  void AdvanceTo(nanoseconds target);
+  void AdvanceToNextWakeUp();
 
  private:
   using Lock = std::unique_lock<std::mutex>;
 
-  void Wake(Participant& participant);
-  void Settle(Lock& lock);
+  void Wake(SimulatedThread& thread);
+  void AwaitIdle(Lock& lock);
   std::optional<nanoseconds> NextDue() const;
   void FireDue();
 
@@ -80,11 +80,11 @@ class Schedule {
   std::condition_variable changed_;
   std::atomic<nanoseconds::rep> now_{0};
   std::map<HANDLE, Timer> timers_;
-  std::vector<Sleeper> sleepers_;
+  std::vector<SleepingThread> sleepers_;
   int awake_ = 0;
 };
 
-Schedule& TheSchedule();
+Schedule& SharedSchedule();
 
 }  // namespace zevra::test
 
