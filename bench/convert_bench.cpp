@@ -21,8 +21,8 @@ extern "C" {
 #include "bench/medians.h"
 #include "platform/linux/resampler/engine.h"
 #include "platform/linux/resampler/mix.h"
+#include "stream/conversion.h"
 #include "stream/conversion_arithmetic.h"
-#include "stream/conversion_stage.h"
 #include "tests/support/counting_heap.h"
 
 namespace {

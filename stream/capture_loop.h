@@ -4,7 +4,7 @@
 #include "platform/api.h"
 #include "platform/owners.h"
 #include "stream/com_apartment.h"
-#include "stream/conversion_stage.h"
+#include "stream/conversion.h"
 #include "stream/wake_up_timer.h"
 #include "zevra/zevra.h"
 

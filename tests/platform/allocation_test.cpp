@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "platform/linux/block_cache.h"
+#include "stream/conversion.h"
 #include "stream/conversion_arithmetic.h"
-#include "stream/conversion_stage.h"
 #include "support/counting_heap.h"
 
 namespace zevra::test {
@@ -76,7 +76,6 @@ int CountFailures(const std::function<bool(long)>& run) {
       // The C library ends a process that has no memory to note a thread's destructors.
       GiveBlock(TakeBlock(1));
       TrimBlocks();
-      AllocateConvertedBlock(1);
       failed = run(failures + 2);
       CoUninitialize();
     }).join();

@@ -1,11 +1,13 @@
-#ifndef ZEVRA_STREAM_CONVERSION_STAGE_H
-#define ZEVRA_STREAM_CONVERSION_STAGE_H
+#ifndef ZEVRA_STREAM_CONVERSION_H
+#define ZEVRA_STREAM_CONVERSION_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "platform/api.h"
 #include "platform/owners.h"
-#include "stream/converted_buffer.h"
 #include "zevra/zevra.h"
 
 // The conversion of one capture, from its first packet to its last: a push and pull wrapper around
@@ -13,6 +15,33 @@
 // function here writes a log line; results are negative for failure.
 
 namespace zevra {
+
+struct ZevraConversionContext;
+
+// Gives a freed block back to its context, which must outlive the block.
+struct BlockRecycler {
+  ZevraConversionContext* context = nullptr;
+  std::size_t capacity_bytes = 0;
+  void operator()(std::uint8_t* bytes) const noexcept;
+};
+using ConvertedBlock = std::unique_ptr<std::uint8_t[], BlockRecycler>;
+
+// A block of converted audio: `length` bytes of whole frames. Length 0 goes with null.
+struct ZevraConvertedBuffer {
+  std::uint32_t length = 0;
+  ConvertedBlock data;
+
+  void Clear() {
+    length = 0;
+    data.reset();
+  }
+};
+
+// A block for the next packet; capacity 0 goes with null.
+struct SpareBlock {
+  std::size_t capacity_bytes = 0;
+  std::unique_ptr<std::uint8_t[]> bytes;
+};
 
 struct ZevraConversionContext {
   ZevraConversionContext() = default;
@@ -27,6 +56,9 @@ struct ZevraConversionContext {
   bool media_foundation_started = false;  // MFShutdown is owed
   std::uint64_t frames_in = 0;            // source frames made ready for the transform
   std::uint64_t frames_out = 0;           // target frames pulled
+  // As many blocks as a packet has in use at once: what was collected, the next pull, and both
+  // joined. With them one packet after the other runs without the heap.
+  std::array<SpareBlock, 3> spares;
 };
 
 // Gives a media type that describes `format`, or a negative code and none.
