@@ -22,7 +22,7 @@
 static FILE* file;
 static uint32_t bytes;
 
-/* Runs on the capture thread; a buffered write is short enough for it. */
+/* Called on the capture thread. A buffered write does not block it for long. */
 static void on_audio(void* reserved, uint32_t silent, const uint8_t* data, uint32_t length) {
   (void)reserved;
   (void)silent;
@@ -48,15 +48,15 @@ static void print_list(const ZevraDeviceList* list) {
   }
 }
 
-/* Records into the open file; gives the first result that is not a success. */
+/* Records into the open file. Returns the first failure, or 0. */
 static int32_t record(const ZevraChar* name, unsigned seconds) {
   ZevraAudioFormat format = {ZEVRA_SAMPLE_PCM, 1, 16, RATE, 0, 16, 0};
   ZevraHandle device = NULL;
   int32_t result = ZevraOpenDevice(&device, name, name ? ZEVRA_FLOW_CAPTURE : ZEVRA_FLOW_RENDER);
   if (result < 0) return result;
 
-  write_header(); /* room for the one that knows the length */
-  /* Silence keeps the packets coming while nothing else plays. */
+  write_header(); /* replaced once the length is known */
+  /* Silence makes the endpoint send packets while nothing else plays. */
   if (name == NULL) ZevraStartPlay(device);
   result = ZevraStartCapture(device, &format, on_audio, NULL);
   if (result == 0) SLEEP_MS(1000u * seconds);
