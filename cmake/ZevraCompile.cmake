@@ -10,11 +10,11 @@ set(CMAKE_C_STANDARD 99)
 set(CMAKE_C_EXTENSIONS OFF)
 find_package(Threads REQUIRED)
 
-# GCC 12 reports overlaps that cannot be in its own string header once it has inlined enough of it.
+# GCC 12 reports impossible overlaps in its own string header when it inlines much of it.
 set(zevra_false_alarms $<$<AND:$<COMPILE_LANG_AND_ID:CXX,GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 
 # Windows 7 is the first with the resampler's present interface. The compiler's run-time libraries
-# go into the file itself, so that nothing has to lie beside it.
+# are linked statically, so that the DLL needs no other file.
 function(zevra_windows_options target)
   target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
   target_compile_options(${target} PRIVATE -fstack-protector-strong)
@@ -24,7 +24,7 @@ function(zevra_windows_options target)
 endfunction()
 
 function(zevra_compile_options target)
-  # The sections let the linker drop what nobody uses, most ids of the Windows SDK among it.
+  # With sections the linker can drop unused code and data, such as most ids of the Windows SDK.
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                                            -ffunction-sections -fdata-sections ${zevra_false_alarms}
                                            $<$<BOOL:${ZEVRA_WERROR}>:-Werror>)

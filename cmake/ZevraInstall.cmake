@@ -1,5 +1,4 @@
-# What a user of the library gets: the library itself, and what it takes to build against it. The
-# components are the parts that the packages are made of.
+# Installs the library and the files that a host is built with. Each component becomes a package.
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zevra")
@@ -7,7 +6,7 @@ configure_package_config_file(cmake/zevra-config.cmake.in zevra-config.cmake
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file(zevra-config-version.cmake COMPATIBILITY SameMajorVersion)
 
-# The folder of the .pc file to the prefix, so that the tree can be moved.
+# The path from the .pc file's folder to the prefix, so that the tree can be moved.
 file(RELATIVE_PATH ZEVRA_PC_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/zevra.pc.in zevra.pc @ONLY)
 
@@ -32,8 +31,7 @@ if(NOT WIN32)
                                                             NAMELINK_COMPONENT development)
 endif()
 if(WIN32)
-  # A zip is unpacked anywhere and read as it lies there. Other tool chains make an import library
-  # of their own from the .def file.
+  # Users unpack the zip anywhere. Other tool chains make an import library from the .def file.
   install(FILES cmake/zevra.def DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
   install(FILES examples/record.c DESTINATION examples COMPONENT development)
   install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)

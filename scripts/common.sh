@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# What the scripts share. Sourced; sets `root`, the repository's folder.
+# Shared by the scripts, which source it. Sets `root`, the repository's folder.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# What was built through sudo is root's.
+# A build through sudo leaves folders that belong to root.
 for folder in "$root/build" "$root/build"/*/; do
   if [[ -e $folder && ! -w $folder ]]; then
     echo "$folder belongs to $(stat -c %U "$folder"): remove it, or go on as that user" >&2
@@ -11,8 +11,8 @@ for folder in "$root/build" "$root/build"/*/; do
 done
 unset folder
 
-# Configures and builds a preset in build/PRESET, quietly: what the tools print goes to
-# build/PRESET.log, and to standard error if they fail. Further arguments go to the configuration.
+# Configures and builds a preset in build/PRESET. The output goes to build/PRESET.log and, after a
+# failure, to standard error. Further arguments are passed to the configuration.
 build_preset() { # PRESET [-D...]
   local preset=$1 log=$root/build/$1.log
   shift

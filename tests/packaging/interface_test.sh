@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Holds the boundary: the names that the library exports, and a header that stands alone.
+# Checks the names that the library exports, and that the header compiles alone.
 #   interface_test.sh LIBRARY INCLUDE_DIR
 set -euo pipefail
 library=$1

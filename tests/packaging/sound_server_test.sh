@@ -23,7 +23,7 @@ for end in "setsid sleep 600 &" "kill -KILL \$ZEVRA_TEST_SERVER_PID;" "kill -STO
 done
 
 # Job control gives the script a process group of its own, as a terminal does. Ctrl-C goes to the
-# whole group, another signal to the script alone. What was killed outright the next run clears away.
+# whole group, another signal to the script alone. After SIGKILL the next run removes the folder.
 for end in INT:3 TERM:3 KILL:137; do
   signal=${end%:*}
   rm -f "$UP"

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Holds the DLL's boundary: what it exports and imports, how it may be loaded, its import library,
-# and the header for hosts that build with mingw-w64.
+# Checks the DLL's exports, imports and load flags, its import library, and the header with mingw-w64.
 #   interface_test.sh ZEVRA.dll LIBZEVRA.dll.a INCLUDE_DIR OBJDUMP
 set -euo pipefail
 dll=$1 import_library=$2 include=$3 objdump=$4
@@ -18,7 +17,7 @@ diff <(sorted <<<"$names") \
   <(sed -n '/Ordinal\/Name Pointer/,/^$/s/^\t\[.*\] //p' "$work/headers" | sorted)
 grep -q "^Name.* zevra\.dll$" "$work/headers"
 
-# Each of these is part of every Windows since 7; a run-time library of the compiler is not.
+# All of these are part of Windows since 7. A run-time library of the compiler is not.
 echo "imports:"
 system="advapi32.dll avrt.dll kernel32.dll mfplat.dll msvcrt.dll ole32.dll user32.dll version.dll"
 comm -23 <(sed -n 's/^.*DLL Name: //p' "$work/headers" | tr '[:upper:]' '[:lower:]' | sorted) \
@@ -28,7 +27,7 @@ echo "load flags:"
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -q "^[[:space:]]*$flag" "$work/headers" || { echo "no $flag" && exit 1; }
 done
-# Without relocations the loader could not move it, whatever the flags say.
+# Without relocations the loader cannot move the DLL, whatever the flags say.
 "$objdump" -h "$dll" | grep ' \.reloc ' >/dev/null
 
 echo "import library and header:"

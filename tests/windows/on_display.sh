@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs a program in the Wine that it is called in, with a display of its own: Wine gives no program
-# a console without one.
+# Runs a program in the current Wine with a private display, because Wine gives a program no console
+# without one.
 #   on_display.sh PROGRAM.exe [ARG...]
 set -euo pipefail
 number=$(mktemp)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Unpacks the zip of scripts/package where a user might, builds the example against it in each way
-# that it offers, and lists a sound server's endpoints with each.
+# Unpacks the zip of scripts/package into a folder with a space in its name, builds the example in
+# each way that the zip offers, and lists a sound server's endpoints with each host.
 #   package_test.sh REPOSITORY OBJDUMP
 set -euo pipefail
 root=$1 tools=${2%objdump}

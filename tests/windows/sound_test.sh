@@ -1,35 +1,35 @@
 #!/usr/bin/env bash
-# Runs a host of the library, which lies beside the class server, in the Wine that it is called in,
-# with classes of the class server in the place of the system's.
+# Runs a host of the library in the current Wine, with classes of the class server in place of the
+# system's. Library, host and class server are in one folder.
 #   sound_test.sh served HOST.exe [ARG...]     the resampler and the endpoints
-#   sound_test.sh monitor HOST.exe [ARG...]    the resampler, while a tone plays on the sound server
-#                                              that it wants around it
+#   sound_test.sh monitor HOST.exe [ARG...]    the resampler; a tone plays on the sound server, which
+#                                              the caller starts
 set -euo pipefail
-# Wine loses captured sound where it gets the processor too late. Real-time scheduling is what a sound
-# server has as well; without the right to it the test does as well as it can.
+# Wine loses captured sound if it gets the processor too late, so it runs with the real-time priority
+# of the sound server where that is permitted.
 chrt -r -p 1 $$ >/dev/null 2>&1 || true
 suite=$1 host=$2
 shift 2
 folder=$(dirname "$host")
 trap 'echo "sound_test: line $LINENO gave $?" >&2' ERR
 
-# Wine has been seen to end at once, without a word, while other prefixes came and went. What only
-# prepares the test may try again.
+# Wine sometimes ends at once without a message while other prefixes start or end, so the preparing
+# commands are tried again.
 prepare() {
   "$@" || { sleep 1 && "$@"; } || { sleep 1 && "$@"; }
 }
 server=$(prepare winepath -w "$folder/class_server.dll")
 served=5F1C6A10-3D0B-4C6E-9A41-7B52E036C80 # and a last digit
 
-# What the registry needs to have one class treated as another. Wine looks for classes only in the
-# machine's part of it.
+# Prints the registry entries that replace one class by another. Wine looks for classes only in
+# HKEY_LOCAL_MACHINE.
 treat_as() { # CLASS_ID SERVED_CLASS_ID
   local classes='HKEY_LOCAL_MACHINE\Software\Classes\CLSID'
   printf '%s\n' "[$classes\\{$1}\\TreatAs]" "@=\"{$2}\"" \
     "[$classes\\{$2}\\InprocServer32]" "@=\"${server//\\/\\\\}\"" '"ThreadingModel"="Both"'
 }
 
-# A round of it closes without a step.
+# One second holds whole periods, so it repeats without a step.
 tone() { # HERTZ LEVEL
   perl -e 'binmode STDOUT;
            $round = pack "f<*", map { ($_, $_) }
