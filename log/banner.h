@@ -10,8 +10,8 @@
 
 namespace zevra {
 
-// Tells of the process and of the module that logs. A module that is the application itself shows
-// as no path and one blank.
+// Names the process and the module that logs. For a module that is the application itself it shows
+// an empty path and one blank.
 std::string HeadBanner(const std::string& title, const char* word, const char* time,
                        ModuleHandle module);
 std::string TailBanner(const std::string& title, const char* word, const char* time);

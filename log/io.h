@@ -10,27 +10,27 @@
 
 namespace zevra {
 
-// Where a logger's text goes. It knows nothing of levels, lines or banners. The logger calls it
-// with its own lock held; an implementation takes none. Every operation but `open` is safe on a
-// closed object. The order of the operations is fixed, the destructor being the last.
+// The file output of a logger. It knows no levels, lines or banners. The logger holds its lock
+// during every call; an implementation takes none. Every operation but `open` is safe on a closed
+// object. The order of the operations is fixed; the destructor is the last.
 struct Log_IO {
   // 0, or the runtime's error number with nothing changed. `extra` is for implementations that need
   // more than a path.
   virtual int open(const char* path, Log_Mutex* lock, std::int32_t mode, std::int64_t extra) = 0;
   virtual int close() = 0;
-  // Each puts its text behind the end of what is there now, whoever wrote it. `write` gives the
-  // bytes taken, the others what the runtime gave; all give 0 when closed.
+  // Each appends at the present end of the file, also after another process wrote. `write` returns
+  // the bytes taken, the others the runtime's result; all return 0 when closed.
   virtual int write(const void* bytes, std::int32_t count) = 0;
   virtual int puts_w(const wchar_t* text) = 0;
   virtual int puts(const char* text) = 0;
   virtual int truncate() = 0;  // to 0 bytes; -1 when closed
   virtual void flush() = 0;
-  virtual std::int64_t size() = 0;  // bytes, waiting ones included; 0 when closed
+  virtual std::int64_t size() = 0;  // bytes, unflushed ones included; 0 when closed
   // Saves the text as `target`, replacing it, and empties the file; saves nothing if `target` is
   // the file itself. 0, or the system's error code with the text still in place.
   virtual int backup(const char* target) = 0;
   virtual std::FILE* handle() = 0;
-  // Kept for a second logger that is handed this object; not owned.
+  // For a second logger that is given this object; not owned.
   virtual void set_lock(Log_Mutex* lock) = 0;
   virtual Log_Mutex* get_lock() = 0;
   virtual void set_cfg(Log_Cfg* cfg) = 0;
@@ -38,7 +38,7 @@ struct Log_IO {
   virtual ~Log_IO() = default;
 };
 
-// The log file: one stdio stream, shared with whoever else writes the file.
+// The log file: one stdio stream. Other processes may write the same file.
 class Log_IO_FILE : public Log_IO {
  public:
   Log_IO_FILE() = default;

@@ -44,7 +44,7 @@ Log_IO_FILE::~Log_IO_FILE() { Log_IO_FILE::close(); }
 int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std::int64_t) {
   std::FILE* const stream = OpenShared(path, ToAppendMode(mode));
   if (stream == nullptr) return errno;
-  // This run's first line must not stand behind a piece of another run's last one.
+  // The first line of this run must not continue an unfinished line of an earlier run.
   if (mode == 0 && EndsMidLine(stream)) AppendBytes(stream, "\n", 1);
   stream_ = stream;
   lock_ = lock;
@@ -89,7 +89,7 @@ std::int64_t Log_IO_FILE::size() { return stream_ != nullptr ? LengthOf(stream_)
 
 int Log_IO_FILE::backup(const char* target) {
   if (!SameIgnoringCase(target, path_.c_str())) {
-    flush();  // what still waits in the stream belongs to the text that is saved
+    flush();  // unflushed text belongs into the backup
     if (const int error = CopyWholeFile(path_.c_str(), target); error != 0) return error;
   }
   if (stream_ != nullptr) {

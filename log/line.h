@@ -10,8 +10,8 @@
 
 namespace zevra {
 
-// One line as it is built, narrow or wide, on the stack of the thread that logs. What does not fit
-// is cut; there is always room for a line end and the terminator.
+// Builds one line, narrow or wide, on the stack of the thread that logs. A text that does not fit
+// is cut; a line end and the terminator always fit.
 template <class Char>
 class Log_Line {
  public:
@@ -27,47 +27,47 @@ class Log_Line {
   bool empty() const { return length_ == 0; }
 
   // "[text]", for texts of plain ASCII.
-  void add_piece(std::string_view text) {
-    add('[');
-    for (const char c : text) add(c);
-    add(']');
+  void AddPiece(std::string_view text) {
+    Add('[');
+    for (const char c : text) Add(c);
+    Add(']');
   }
 
   // "[Px%04x]" and its like.
-  void add_number_piece(std::string_view prefix, std::uint32_t number) {
-    add('[');
-    for (const char c : prefix) add(c);
+  void AddNumberPiece(std::string_view prefix, std::uint32_t number) {
+    Add('[');
+    for (const char c : prefix) Add(c);
     int digits = 4;
     while (digits < 8 && (number >> (4 * digits)) != 0) ++digits;
-    while (digits-- > 0) add("0123456789abcdef"[(number >> (4 * digits)) & 0xF]);
-    add(']');
+    while (digits-- > 0) Add("0123456789abcdef"[(number >> (4 * digits)) & 0xF]);
+    Add(']');
   }
 
   // "[%-8.8s]": exactly eight columns.
-  void add_column_piece(std::basic_string_view<Char> text) {
+  void AddColumnPiece(std::basic_string_view<Char> text) {
     constexpr std::size_t kColumns = 8;
-    add('[');
+    Add('[');
     for (std::size_t i = 0; i < kColumns; ++i)
-      add(i < text.size() ? text[i] : static_cast<Char>(' '));
-    add(']');
+      Add(i < text.size() ? text[i] : static_cast<Char>(' '));
+    Add(']');
   }
 
-  void add_blank() { add(' '); }
+  void AddBlank() { Add(' '); }
 
-  // The message itself, cut between two characters if need be; its own line end stays then too.
-  void add_message(std::basic_string_view<Char> text) {
-    const std::size_t room = kCapacity - kReserved - length_;
-    const bool fits = text.size() <= room;
-    const std::size_t count = fits ? text.size() : CutOnCharacter(text.data(), room);
+  // A message that is too long is cut between two characters and keeps its line end.
+  void AddMessage(std::basic_string_view<Char> text) {
+    const std::size_t limit = kCapacity - kReserved - length_;
+    const bool fits = text.size() <= limit;
+    const std::size_t count = fits ? text.size() : CutOnCharacter(text.data(), limit);
     std::copy_n(text.data(), count, text_ + length_);
     length_ += count;
-    if (!fits && is_line_end(text.back())) text_[length_++] = text.back();
+    if (!fits && IsLineEnd(text.back())) text_[length_++] = text.back();
     text_[length_] = Char();
   }
 
   // A line end, unless the line has one already.
-  void end() {
-    if (length_ == 0 || !is_line_end(text_[length_ - 1])) {
+  void End() {
+    if (length_ == 0 || !IsLineEnd(text_[length_ - 1])) {
       text_[length_++] = static_cast<Char>('\n');
       text_[length_] = Char();
     }
@@ -76,12 +76,12 @@ class Log_Line {
  private:
   static constexpr std::size_t kReserved = 2;  // line end and terminator
 
-  static bool is_line_end(Char c) {
+  static bool IsLineEnd(Char c) {
     return c == static_cast<Char>('\n') || c == static_cast<Char>('\r');
   }
 
   template <class Any>
-  void add(Any c) {
+  void Add(Any c) {
     if (length_ < kCapacity - kReserved) text_[length_++] = static_cast<Char>(c);
   }
 

@@ -19,8 +19,8 @@ namespace zevra {
 template <class Char>
 class Log_Line;
 
-// The time that a logger goes by: wall clock in seconds since 1970, a millisecond counter that
-// wraps at 32 bits, and a way to wait. Tests bring their own. Any thread may call the functions.
+// The clock of a logger: seconds since 1970, a millisecond counter that wraps at 32 bits, a sleep.
+// Tests set their own. Any thread may call the functions.
 struct Log_Clock {
   std::int64_t (*seconds)();
   std::uint32_t (*ticks_ms)();
@@ -43,12 +43,12 @@ void SwallowExceptions(Work work) noexcept {
 // sends it to up to four outputs. IO is the file output it makes, LOCK its lock, CFG its record.
 // The members stand in log/log_impl_*.cpp, each instantiated there for the process logger.
 //
-// Messages may come from any thread at any time, on a closed logger too: it has no file then.
-// `open` and `close` belong to one thread while nobody else logs. Nothing here ever fails its
-// caller: no exception leaves, and what an output does not take is lost.
+// Any thread may log at any time, also on a closed logger, which has no file. `open` and `close`
+// are for one thread while no other logs. The front ends throw nothing and report nothing: a text
+// that an output does not take is lost.
 //
-// A thread that logs needs stack for its message: 131,072 bytes, and 65,536 wide characters instead
-// of the second half for wide text. The order of the virtual operations is fixed.
+// A front end needs 131,072 bytes of stack; a wide message needs 65,536 wide characters. The order
+// of the virtual operations is fixed.
 template <class IO, class LOCK, class CFG>
 class Log_Impl_T {
  public:
@@ -73,8 +73,8 @@ class Log_Impl_T {
                            const wchar_t* text);
   virtual void log_msg_i(const char* subject, std::uint32_t level, std::uint32_t style,
                          const char* text);
-  // Bytes to the file as they are: no line piece, no size test. What `write` gave, -1 without a
-  // file.
+  // Writes bytes to the file unchanged, without line pieces or size test. Returns the result of
+  // `write`, -1 without a file.
   virtual int write_raw(const void* bytes, std::int32_t count);
   virtual void write_rule(char c);  // 80 of them on a line of their own
   virtual char* level_hex(std::uint32_t level, char* buffer, std::size_t size);  // from 9 bytes on
@@ -83,23 +83,23 @@ class Log_Impl_T {
   virtual bool is_enabled();
   virtual bool subject_enabled(std::int32_t index);
 
-  // These three work with the logger's lock held by the caller.
+  // The caller of these three holds the logger's lock.
   virtual void write_head(bool created);
   virtual void write_tail(bool end);
-  virtual int rotate();  // what `backup` gave, 0 without a file
+  virtual int rotate();  // the result of `backup`, 0 without a file
 
-  // Into at least 133 bytes; gives `buffer`.
+  // Writes at most 133 bytes; returns `buffer`.
   virtual char* time_text(char* buffer, bool file_stamp, bool time_only);
-  // Looks, at most once in 11 seconds, whether the settings file has changed. 0.
+  // Re-reads the settings file if it has changed; looks at most once in 11 seconds. Returns 0.
   virtual int reload_cfg();
 
-  // The front ends of everybody else, printf style. The first two reach the file at once.
+  // The printf-style front ends. The first two flush the file.
   void log_error(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
   void log_warn(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
   void log_verbose(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
   void log_trace(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
 
-  // For the gate, which asks these two before it evaluates a message's arguments.
+  // The macros of log/log.h test these two before they evaluate a message's arguments.
   std::uint32_t output_mask() const { return cfg_.values.output; }
   std::uint32_t level_mask() const { return cfg_.values.level; }
   const CFG& cfg() const { return cfg_; }

@@ -1,4 +1,4 @@
-// The message path of Log_Impl_T up to the finished line: front ends, filters, pieces.
+// Log_Impl_T: the path of a message up to the finished line (front ends, filters, pieces).
 
 #include <bit>
 #include <cstdio>
@@ -119,15 +119,15 @@ void Log_Impl_T<IO, LOCK, CFG>::BuildLine(Log_Line<Char>& line, const Char* subj
   style = style != 0 ? style : cfg_.values.style.get();
   if ((style & (kStyleDateTime | kStyleTime)) != 0) {
     char time[kTimeBytes];
-    line.add_piece(time_text(time, false, (style & kStyleDateTime) == 0));
+    line.AddPiece(time_text(time, false, (style & kStyleDateTime) == 0));
   }
-  if ((style & kStyleLevel) != 0) line.add_piece(level_name(level));
-  if ((style & kStyleProcess) != 0) line.add_number_piece("Px", CurrentProcessId());
-  if ((style & kStyleThread) != 0) line.add_number_piece("Tx", CurrentThreadId());
-  if ((style & kStyleSubject) != 0 && subject != nullptr) line.add_column_piece(subject);
-  if (!line.empty() || std::is_same_v<Char, wchar_t>) line.add_blank();
-  line.add_message(text);
-  if ((style & kStyleLineEnd) != 0) line.end();
+  if ((style & kStyleLevel) != 0) line.AddPiece(level_name(level));
+  if ((style & kStyleProcess) != 0) line.AddNumberPiece("Px", CurrentProcessId());
+  if ((style & kStyleThread) != 0) line.AddNumberPiece("Tx", CurrentThreadId());
+  if ((style & kStyleSubject) != 0 && subject != nullptr) line.AddColumnPiece(subject);
+  if (!line.empty() || std::is_same_v<Char, wchar_t>) line.AddBlank();
+  line.AddMessage(text);
+  if ((style & kStyleLineEnd) != 0) line.End();
 }
 
 template <class IO, class LOCK, class CFG>
@@ -140,7 +140,7 @@ template <class IO, class LOCK, class CFG>
 const char* Log_Impl_T<IO, LOCK, CFG>::level_name(std::uint32_t level) {
   static constexpr const char* kNames[] = {"CRT", "ERR", "WAN", "INF", "VBS",
                                            "DBG", "PRF", "TRC", "SPK"};
-  // The number of the bit that the level rounds up to.
+  // The bit of the next power of two.
   const auto bit = static_cast<std::size_t>(level <= 1 ? 0 : std::bit_width(level - 1));
   return bit < std::size(kNames) ? kNames[bit] : "UNK";
 }

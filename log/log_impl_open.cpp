@@ -1,4 +1,4 @@
-// How Log_Impl_T opens, closes and follows its settings file.
+// Log_Impl_T: opens, closes, and re-reads its settings file.
 
 #include <algorithm>
 #include <array>
@@ -98,7 +98,7 @@ void Log_Impl_T<IO, LOCK, CFG>::MakeDirectoryOfFile() {
   std::vector<std::string> prefixes;
   path_prefixes(directory.c_str(), prefixes);
   for (const std::string& prefix : prefixes) {
-    // What is wrong here the file's own `open` will say.
+    // The file's own `open` reports the error.
     if (!IsDirectory(prefix.c_str()) && !MakeDirectory(prefix.c_str())) return;
   }
 }
@@ -121,7 +121,7 @@ int Log_Impl_T<IO, LOCK, CFG>::close() {
   return 0;
 }
 
-// A file output that was handed in belongs to somebody else and stays where it is.
+// A file output that was passed to open() belongs to the caller and stays open.
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::CloseFile() {
   if (!owns_io_) return;

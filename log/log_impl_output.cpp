@@ -1,4 +1,4 @@
-// Where a finished line of Log_Impl_T goes: the file with its size limit, then the other outputs.
+// Log_Impl_T: writes a finished line to the file, within its size limit, then to the other outputs.
 
 #include <cstring>
 #include <memory>
@@ -14,8 +14,8 @@
 namespace zevra {
 namespace {
 
-// Gives the bytes their plain text back, however the work in between ends: the outputs behind the
-// file show it.
+// Scrambles the bytes for its life. The plain text comes back also after an exception, because the
+// outputs after the file show it.
 template <class Logger>
 class Scrambled {
  public:
@@ -33,7 +33,7 @@ class Scrambled {
   const std::int32_t count_;
 };
 
-// A text as an output of the other width shows it.
+// Converts to the width of the output.
 template <class To>
 std::basic_string<To> ConvertTo(const char* text) {
   if constexpr (std::is_same_v<To, char>)
@@ -72,7 +72,7 @@ void Log_Impl_T<IO, LOCK, CFG>::PutText(const char* text) {
     io_->puts(text);
 }
 
-// One record: the scrambled line and a plain zero character.
+// A record is the scrambled line and a plain zero character.
 template <class IO, class LOCK, class CFG>
 template <class Char>
 void Log_Impl_T<IO, LOCK, CFG>::PutKeyed(Log_Line<Char>& line) {
@@ -115,8 +115,8 @@ void Log_Impl_T<IO, LOCK, CFG>::RotateIfFull(std::size_t length) {
     return length + static_cast<std::uint64_t>(io_->size()) > cfg_.values.maxsize;
   };
   if (!is_full()) return;
-  // Another process that writes the same file may be at it already. Rotating what it has just
-  // emptied would put a near-empty file over its backup of the same second.
+  // Another process may be rotating the same file. A second rotation in the same second would
+  // replace its backup with an almost empty file.
   const RotationTurn turn(io_->handle());
   if (is_full()) rotate();
 }

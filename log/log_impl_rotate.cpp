@@ -1,4 +1,4 @@
-// The size limit of Log_Impl_T: backups, their purge, and the banners around a file's text.
+// Log_Impl_T: backups, their purge, the banners around a file's text, the time of a line.
 
 #include <cerrno>
 #include <list>
@@ -15,7 +15,7 @@ template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::rotate() {
   const std::string target = cfg_.values.overwrite ? cfg_.values.file : BackupName();
   if (target.size() > kPathLimit)
-    return ENAMETOOLONG;  // better a file past its limit than text thrown away
+    return ENAMETOOLONG;  // a file past its limit is better than lost text
   if (cfg_.values.maxcount >= 1) PurgeBackups();
   if (cfg_.values.head) write_tail(false);
   const int error = io_ != nullptr ? io_->backup(target.c_str()) : 0;
@@ -30,7 +30,7 @@ std::string Log_Impl_T<IO, LOCK, CFG>::BackupName() {
   return file.substr(0, file.rfind('.')) + "_" + time_text(stamp, true, false) + ".log";
 }
 
-// At most one backup goes per rotation, and the oldest stays for good: it shows how things began.
+// A rotation removes at most one backup. The oldest is kept: it shows how the log began.
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::PurgeBackups() {
   const std::string directory = DirectoryOf(cfg_.values.file);

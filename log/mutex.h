@@ -38,8 +38,8 @@ class Log_Thread_Mutex final : public Log_Mutex {
   CriticalSection* section_ = nullptr;  // null while closed
 };
 
-// The lock between processes. A wait that ran out and one that found the last holder dead give 0
-// too: both mean that the caller goes on.
+// The lock between processes. A wait also returns 0 after its time-out or when the last holder
+// died: the caller goes on in both cases.
 class Log_Win32_Process_Mutex final : public Log_Mutex {
  public:
   Log_Win32_Process_Mutex() = default;

@@ -1,9 +1,9 @@
 #ifndef ZEVRA_LOG_PATHS_H
 #define ZEVRA_LOG_PATHS_H
 
-// Paths and lists as the logger treats them: "/" is the only separator, a directory's text ends in
-// it, and a relative name belongs beside a module, not into the current directory. No state, no
-// lock; any thread. A buffer that a function changes has room for kPathBytes bytes.
+// Paths and lists of the logger. "/" is the only separator, a directory ends in "/", and a relative
+// name means the directory of a module, not the current directory. No state, no lock; any thread. A
+// buffer that a function changes holds kPathBytes bytes.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ constexpr std::size_t kPathBytes = kPathLimit + 1;
 bool is_absolute_path(const char* path);
 
 // Turns every run of slashes and backslashes into one "/"; two leading backslashes stay. Gives the
-// number of characters behind those; 0 for null.
+// number of characters after those; 0 for null.
 std::int32_t normalize_path(char* path);
 
 // Appends `name` to `directory`, both normalised; no separator is added. Null with `directory` as
@@ -36,7 +36,7 @@ char* module_directory(char* out, ModuleHandle module);
 // stays as it is.
 std::string AnchorAtModule(const char* path, ModuleHandle module);
 
-// The directory of a path with its "/" behind, normalised; "" if the path names none.
+// The normalised directory of a path, with its final "/"; "" if the path has none.
 std::string DirectoryOf(const std::string& path);
 
 // The wildcard pattern that the backups of a log file match.

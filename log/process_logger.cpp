@@ -21,7 +21,7 @@ std::int32_t srlog_create(const Log_Settings& cfg) {
     result = logger->open(&anchored, nullptr, 0);
   } catch (...) {  // out of memory: the logger still serves with what it has
   }
-  // Only now: another thread that sees the pointer logs at once, and must find nothing half made.
+  // Stored last: a thread that sees the pointer logs through it at once.
   process_logger.store(logger.release(), std::memory_order_release);
   return result;
 }

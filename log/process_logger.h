@@ -16,8 +16,8 @@ struct __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__;
 using Process_Log_File = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_sr_logLog_IO_FILE__>;
 using Process_Logger = Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>;
 
-// Null until the first ZevraInitialize; changes once and is never reset. Who finds it set finds the
-// logger ready.
+// Null until the first ZevraInitialize, then set once and never reset. When it is set, the logger
+// is open.
 extern std::atomic<Process_Logger*> process_logger;
 
 inline Process_Logger* ProcessLoggerInUse() {
@@ -28,9 +28,9 @@ inline Process_Logger* ProcessLoggerInUse() {
 // logging" and what the settings file says otherwise. Any thread; never fails its caller.
 void SetUpProcessLogger() noexcept;
 
-// The two stages of that. srlog_open reads the section "logger" of "zevra.cfu" over `cfg`, or over
-// the defaults for null, and gives srlog_create's result: 0, the error number of the log file (the
-// logger stands all the same), or -1 with nothing changed when there is a logger already.
+// SetUpProcessLogger() calls srlog_open, which calls srlog_create. srlog_open reads the section
+// "logger" of "zevra.cfu" over `cfg`, or over the defaults for null. Both return 0, the error
+// number of the log file (the logger exists all the same), or -1 if there was a logger already.
 std::int32_t srlog_open(const Log_Settings* cfg);
 std::int32_t srlog_create(const Log_Settings& cfg);
 

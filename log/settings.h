@@ -29,7 +29,7 @@ constexpr std::uint32_t kStyleThread = 8;
 constexpr std::uint32_t kStyleLineEnd = 16;
 constexpr std::uint32_t kStyleSubject = 32;
 constexpr std::uint32_t kStyleProcess = 64;
-// No bit of its own: this one value turns the banners off too.
+// Exactly this value also turns the banners off.
 constexpr std::uint32_t kStyleNone = 256;
 
 // The width of what is written.
@@ -69,14 +69,14 @@ struct Log_Cfg {
 template <class T>
 class Live {
  public:
-  Live(T value) : value_(value) {}  // NOLINT(google-explicit-constructor): stands in for a T
+  Live(T value) : value_(value) {}  // NOLINT(google-explicit-constructor): used like a T
   Live(const Live& other) : value_(other.get()) {}
   Live& operator=(const Live& other) {
     value_.store(other.get(), std::memory_order_relaxed);
     return *this;
   }
   ~Live() = default;
-  operator T() const { return get(); }  // NOLINT(google-explicit-constructor): stands in for a T
+  operator T() const { return get(); }  // NOLINT(google-explicit-constructor): used like a T
   T get() const { return value_.load(std::memory_order_relaxed); }
 
  private:

@@ -61,7 +61,7 @@ void ReadPlainKeys(const HEAP& heap, Log_Cfg_Values& values) {
   ReadNumber(heap, "subjects", values.subjects);
   if (const std::optional<std::int32_t> maxsize = NumberOf(heap, "maxsize"))
     values.maxsize = static_cast<std::uint64_t>(std::int64_t{*maxsize});
-  // These two fall back to off when their key is gone, so that removing the key switches them off.
+  // Without their key these two are off, so that removing the key switches them off.
   values.overwrite = ReadFlag(heap, "overwrite", false);
   values.flush = ReadFlag(heap, "flush", false);
   ReadSigned(heap, "maxcount", values.maxcount);
@@ -114,7 +114,7 @@ int Log_Cfg_T<HEAP, BASE>::read_log_config(const char* section, const char* file
   split_list(TextOf(heap, "include").c_str(), values.include, ";,");
   split_list(TextOf(heap, "exclude").c_str(), values.exclude, ";,");
 
-  // A word has read as the number 0 so far.
+  // A word has been read as the number 0.
   if (has_level && values.level == 0) ResolveWord(heap, "level", values.level, level_words);
   if (has_style) ResolveWord(heap, "style", values.style, style_words);
   if (has_console_level && values.console_level == 0)

@@ -12,8 +12,8 @@
 namespace zevra {
 namespace {
 
-// How a text of `length` bytes ends that did not fit: formats it once more, in full. Without the
-// memory for that the text is taken to go on, and the line's style decides how it ends.
+// The last character of a text of `length` bytes that did not fit, by formatting it again in full.
+// Out of memory it returns 0, as for a text without a line end.
 char LastCharacter(std::size_t length, const char* format, std::va_list arguments) noexcept {
   const std::unique_ptr<char[]> whole(new (std::nothrow) char[length + 1]);
   if (whole == nullptr ||
@@ -24,7 +24,7 @@ char LastCharacter(std::size_t length, const char* format, std::va_list argument
 
 constexpr std::size_t kStackElements = 20480;
 
-// For what the stack buffer does not hold: asks for the size first.
+// For a text that the stack buffer does not hold: asks for the size first.
 template <class To, class From, class Convert>
 std::basic_string<To> ConvertOnHeap(const From* text, Convert convert) {
   const std::size_t needed = convert(text, nullptr, 0);

@@ -16,7 +16,7 @@ void FormatText(char* buffer, std::size_t size, const char* format, std::va_list
     ZEVRA_PRINTF(3, 0);
 
 // Narrow and wide text by the process's locale. A text that does not convert gives an empty one.
-// Any thread, as far as nobody changes the locale meanwhile; throws std::bad_alloc only.
+// Any thread, while no other changes the locale; throws std::bad_alloc only.
 std::wstring to_wide(const char* text);
 std::string to_narrow(const wchar_t* text);
 

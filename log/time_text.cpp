@@ -8,8 +8,8 @@
 namespace zevra {
 namespace {
 
-// The last text that this thread made. Lines of one second differ in their milliseconds only, and
-// the calendar is a good part of what a line costs (0.15 us).
+// The text of the last second that this thread formatted. Lines of one second differ only in their
+// milliseconds, and the calendar costs 0.15 us.
 struct CalendarText {
   std::int64_t seconds;
   TimeForm form;
@@ -35,8 +35,8 @@ const CalendarText& MakeCalendarText(std::int64_t seconds, TimeForm form) {
 DisplayTime ComputeDisplayTime(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
                                std::uint32_t start_ticks_ms) {
   if (now < start_time || start_ticks_ms == 0) return {now, ticks_ms % 1000};
-  // The counter cannot tell how often it has wrapped, but the wall clock can: it would have to be
-  // wrong by more than half a wrap, 24 days, to lead to another number.
+  // The wall clock tells how often the counter has wrapped, unless it is wrong by more than half a
+  // wrap, 24 days.
   constexpr std::int64_t kWrapMs = std::int64_t{1} << 32;
   const auto elapsed_ms = static_cast<std::int64_t>(ticks_ms - start_ticks_ms);
   const std::int64_t wall_ms = (now - start_time) * 1000;

@@ -15,8 +15,8 @@ struct DisplayTime {
   std::uint32_t milliseconds;
 };
 
-// The time that a log shows: from the start on it goes by the tick counter, so that a change of the
-// system's clock does not show, unless it was put back to before the start.
+// The time that a log shows. It follows the tick counter since the start, so that a change of the
+// system's clock does not show, unless the clock was set back to before the start.
 DisplayTime ComputeDisplayTime(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
                                std::uint32_t start_ticks_ms);
 
