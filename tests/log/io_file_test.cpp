@@ -57,11 +57,8 @@ TEST_F(IoFile, BackupSavesAndEmptiesTheOpenFile) {
   EXPECT_NE(io.backup(Path("missing/x.log").c_str()), 0);
   io.flush();
   EXPECT_EQ(Text(), "next\n") << "a failed copy leaves the text in place";
-  test::fs::create_hard_link(dir / "z.log", dir / "same.log");
-  EXPECT_NE(io.backup(Path("same.log").c_str()), 0);
-  EXPECT_EQ(Text(), "next\n");
   EXPECT_EQ(io.backup(Path("Z.LOG").c_str()), 0);
-  EXPECT_EQ(std::distance(test::fs::directory_iterator(dir), {}), 3) << "no copy under that name";
+  EXPECT_EQ(std::distance(test::fs::directory_iterator(dir), {}), 2) << "no copy under that name";
   EXPECT_EQ(Text(), "");
 }
 
