@@ -45,18 +45,17 @@ void WriteFromEverywhere(const Log_Settings& settings, int lines) {
     children.push_back(InChild([&] {
       Process_Logger logger;
       ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
-      InThreads(
-          4,
-          [&](int thread) {
-            for (int i = 0; i < lines; ++i) {
-              // Some are longer than a stdio buffer; all but the warnings wait in it.
-              const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
-              if (i % 10 == 0)
-                logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
-              else
-                logger.log_verbose("<%d %d %d %s>", process, thread, i, filler.c_str());
-            }
-          });
+      const auto write = [&](int thread) {
+        for (int i = 0; i < lines; ++i) {
+          // Some are longer than a stdio buffer; all but the warnings wait in it.
+          const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
+          if (i % 10 == 0)
+            logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
+          else
+            logger.log_verbose("<%d %d %d %s>", process, thread, i, filler.c_str());
+        }
+      };
+      InThreads(4, write);
     }));
   }
   for (const pid_t child : children) EXPECT_EQ(StatusOf(child), 0);
