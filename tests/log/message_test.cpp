@@ -1,5 +1,3 @@
-#include <cstdlib>
-#include <new>
 #include <stdexcept>
 
 #include "log/log.h"
@@ -7,17 +5,9 @@
 #include "log_test.h"
 #include "support/log_capture.h"
 
-namespace {
-std::atomic<int> allocations{0};
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
+namespace zevra::test {
+int Allocations();  // calls of operator new so far, see counted_new.cpp
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace zevra {
 namespace {
@@ -188,12 +178,12 @@ TEST_F(Message, ADefaultLineCostsNoAllocation) {
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
   process_logger = &logger;
   ZEVRA_LOG_VERBOSE("first %d", 1);  // looks at the settings file, as one line in 11 seconds does
-  const int before = allocations;
+  const int before = test::Allocations();
   for (int i = 0; i < 100; ++i) {
     ZEVRA_LOG_VERBOSE("::ZevraGetDeviceList | error | GetCount %x", 0x80004005u);
     ZEVRA_LOG_ERROR("%s | enter.", "::ZevraGetDeviceList");
   }
-  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(test::Allocations(), before);
   process_logger = nullptr;
 }
 
