@@ -9,7 +9,6 @@ inline constexpr DWORD MFSTARTUP_LITE = 1;
 inline constexpr HRESULT MF_E_BUFFERTOOSMALL = HresultFromBits(0xC00D36B1);
 inline constexpr HRESULT MF_E_INVALIDSTREAMNUMBER = HresultFromBits(0xC00D36B3);
 inline constexpr HRESULT MF_E_INVALIDMEDIATYPE = HresultFromBits(0xC00D36B4);
-inline constexpr HRESULT MF_E_PLATFORM_NOT_INITIALIZED = HresultFromBits(0xC00D36B0);
 inline constexpr HRESULT MF_E_INVALIDTYPE = HresultFromBits(0xC00D36BD);
 inline constexpr HRESULT MF_E_BAD_STARTUP_VERSION = HresultFromBits(0xC00D36E3);
 inline constexpr HRESULT MF_E_ATTRIBUTENOTFOUND = HresultFromBits(0xC00D36E6);
@@ -26,15 +25,16 @@ enum MFT_MESSAGE_TYPE : std::uint32_t {
 
 // The objects below belong to one thread at a time, AddRef and Release included.
 
-// A bag of attributes.
-struct IMFAttributes : IUnknown {
+// Attributes by key, which together name a format.
+struct IMFMediaType : IUnknown {
+  // MF_E_ATTRIBUTENOTFOUND for a key that is not set, MF_E_INVALIDTYPE for one set as the other
+  // type; `*value` is then left as it was.
   virtual HRESULT GetUINT32(REFGUID key, UINT32* value) = 0;
   virtual HRESULT GetGUID(REFGUID key, GUID* value) = 0;
+  // Replaces what the key held. E_OUTOFMEMORY beyond 16 keys.
   virtual HRESULT SetUINT32(REFGUID key, UINT32 value) = 0;
   virtual HRESULT SetGUID(REFGUID key, REFGUID value) = 0;
 };
-
-struct IMFMediaType : IMFAttributes {};
 
 // A block of bytes with a capacity and a current length.
 struct IMFMediaBuffer : IUnknown {
@@ -47,7 +47,7 @@ struct IMFMediaBuffer : IUnknown {
 };
 
 // A buffer on its way. There is room for one here, so that nothing is ever joined.
-struct IMFSample : IMFAttributes {
+struct IMFSample : IUnknown {
   // Takes a reference of its own. E_OUTOFMEMORY for a second one.
   virtual HRESULT AddBuffer(IMFMediaBuffer* buffer) = 0;
   // The buffer, with a reference for the taker; E_UNEXPECTED where there is none.
@@ -83,9 +83,9 @@ struct IWMResamplerProps : IUnknown {
   virtual HRESULT SetHalfFilterLength(LONG length) = 0;
 };
 
-// The pair around all use of the operations below; counted. MFShutdown also gives back the memory
-// that the calling thread keeps for its next samples and buffers; the same happens at a thread's
-// end. Negative for another version, and for a shutdown without a startup.
+// The pair around all use of the operations below. MFShutdown gives back the memory that the
+// calling thread keeps for its next samples and buffers; the same happens at a thread's end.
+// Negative for another version.
 HRESULT MFStartup(ULONG version, DWORD flags);
 HRESULT MFShutdown();
 
@@ -96,8 +96,6 @@ HRESULT MFCreateMemoryBuffer(DWORD capacity, IMFMediaBuffer** buffer);
 
 inline constexpr CLSID CLSID_CResamplerMediaObject = {
     0xF447B69E, 0x1884, 0x4A7E, {0x80, 0x55, 0x34, 0x6F, 0x74, 0xD6, 0xED, 0xB3}};
-inline constexpr IID IID_IMFAttributes = {
-    0x2CD2D921, 0xC447, 0x44A7, {0xA1, 0x3C, 0x4A, 0xDA, 0xBF, 0xC2, 0x47, 0xE3}};
 inline constexpr IID IID_IMFMediaType = {
     0x44AE0FA8, 0xEA31, 0x4109, {0x8D, 0x2E, 0x4C, 0xAE, 0x49, 0x97, 0xC5, 0x55}};
 inline constexpr IID IID_IMFMediaBuffer = {

@@ -115,6 +115,10 @@ struct Stub<IMFMediaBuffer> : IMFMediaBuffer {
 
 template <>
 struct Stub<IMFSample> : AttributesStub<IMFSample> {
+  HRESULT GetUINT32(REFGUID, UINT32*) override { return E_NOTIMPL; }
+  HRESULT GetGUID(REFGUID, GUID*) override { return E_NOTIMPL; }
+  HRESULT SetUINT32(REFGUID, UINT32) override { return E_NOTIMPL; }
+  HRESULT SetGUID(REFGUID, REFGUID) override { return E_NOTIMPL; }
   HRESULT GetSampleFlags(DWORD*) override { return E_NOTIMPL; }
   HRESULT SetSampleFlags(DWORD) override { return E_NOTIMPL; }
   HRESULT GetSampleTime(LONGLONG*) override { return E_NOTIMPL; }

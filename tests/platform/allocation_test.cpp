@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/block_cache.h"
+#include "platform/linux/block_pool.h"
 #include "stream/conversion.h"
 #include "stream/conversion_arithmetic.h"
 #include "support/counting_heap.h"
@@ -74,7 +74,7 @@ int CountFailures(const std::function<bool(long)>& run) {
     std::thread([&] {
       CoInitialize(nullptr);
       // The C library ends a process that has no memory to note a thread's destructors.
-      GiveBlock(TakeBlock(1));
+      FreeBlock(AllocateBlock(1));
       TrimBlocks();
       failed = run(failures + 2);
       CoUninitialize();
@@ -125,6 +125,26 @@ TEST_F(Allocation, StartAndStopGiveEverythingBack) {
   buffer.Reset();
   EXPECT_EQ(LiveBlocks(), before + 1);
   MFShutdown();
+  EXPECT_EQ(LiveBlocks(), before);
+}
+
+// Buffers made on one thread and released on others: their memory changes hands between the
+// threads' spare blocks, also behind a thread that has given up its own already.
+TEST_F(Allocation, BuffersMayBeReleasedOnAnyThread) {
+  const auto round = [] {
+    std::vector<ComPtr<IMFMediaBuffer>> buffers(20);
+    for (auto& buffer : buffers) MFCreateMemoryBuffer(4'000, buffer.Put());
+    std::thread([&buffers] {
+      thread_local std::vector<ComPtr<IMFMediaBuffer>> until_the_end;
+      for (std::size_t i = 0; i < buffers.size(); i += 2)
+        until_the_end.push_back(std::move(buffers[i]));
+      for (auto& buffer : buffers) buffer.Reset();
+    }).join();
+    TrimBlocks();
+  };
+  round();
+  const long before = LiveBlocks();
+  for (int i = 0; i < 50; ++i) round();
   EXPECT_EQ(LiveBlocks(), before);
 }
 

@@ -37,8 +37,7 @@ std::string Text(REFGUID guid) {
   return found == names.end() ? "?" : found->second;
 }
 
-template <class Interface>
-class ScriptedAttributes : public TrackedObject<Interface> {
+class ScriptedType final : public TrackedObject<IMFMediaType> {
  public:
   HRESULT GetUINT32(REFGUID, UINT32*) override { return E_NOTIMPL; }
   HRESULT GetGUID(REFGUID, GUID*) override { return E_NOTIMPL; }
@@ -49,8 +48,6 @@ class ScriptedAttributes : public TrackedObject<Interface> {
     return Step("SetGUID", Text(key) + "=" + Text(value));
   }
 };
-
-class ScriptedType final : public ScriptedAttributes<IMFMediaType> {};
 
 class ScriptedBuffer final : public TrackedObject<IMFMediaBuffer> {
  public:
@@ -83,7 +80,7 @@ class ScriptedBuffer final : public TrackedObject<IMFMediaBuffer> {
   DWORD length_ = 0;
 };
 
-class ScriptedSample final : public ScriptedAttributes<IMFSample> {
+class ScriptedSample final : public TrackedObject<IMFSample> {
  public:
   HRESULT AddBuffer(IMFMediaBuffer* buffer) override {
     buffer_ = ComPtr<IMFMediaBuffer>::Share(buffer);

@@ -217,7 +217,7 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
 
 bool SwrEngine::MakeScratch() {
   const auto make = [](std::size_t sample_bytes, UINT32 channels, Block* block) {
-    block->reset(static_cast<BYTE*>(TakeBlock(sample_bytes * kScratchFrames * channels)));
+    block->reset(static_cast<BYTE*>(AllocateBlock(sample_bytes * kScratchFrames * channels)));
     return *block != nullptr;
   };
   const bool unpacks = !input_.is_float && input_.bits == 24;

@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/linux/block_cache.h"
+#include "platform/linux/block_pool.h"
+#include "platform/linux/resampler/samples.h"
 #include "platform/linux/resampler/mix.h"
 #include "platform/linux/resampler/samples.h"
 
@@ -64,7 +65,7 @@ class SwrEngine {
     void operator()(SwrContext* context) const;
   };
   struct FreeBlock {
-    void operator()(BYTE* block) const { GiveBlock(block); }
+    void operator()(BYTE* block) const { zevra::FreeBlock(block); }
   };
   using Context = std::unique_ptr<SwrContext, FreeContext>;
   using Block = std::unique_ptr<BYTE, FreeBlock>;

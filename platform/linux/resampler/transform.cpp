@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/class_factories.h"
+#include "platform/linux/com.h"
 
 namespace zevra {
 namespace {

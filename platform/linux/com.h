@@ -1,5 +1,5 @@
-#ifndef ZEVRA_PLATFORM_LINUX_CLASS_FACTORIES_H
-#define ZEVRA_PLATFORM_LINUX_CLASS_FACTORIES_H
+#ifndef ZEVRA_PLATFORM_LINUX_COM_H
+#define ZEVRA_PLATFORM_LINUX_COM_H
 
 #include "platform/linux/base.h"
 
@@ -7,9 +7,6 @@
 // the caller has set to null, or a negative code.
 
 namespace zevra {
-
-// True if the calling thread has COM initialised.
-bool ComIsInitialized();
 
 // CLSID_MMDeviceEnumerator. The library links the one of the sound server's endpoints, its twin the
 // one of those inside the process.

@@ -1,7 +1,6 @@
-#include "platform/linux/block_cache.h"
+#include "platform/linux/block_pool.h"
 
 #include <array>
-#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <new>
@@ -36,13 +35,10 @@ void DeleteBlock(Header* block) {
 struct Thread {
   std::array<Header*, kBins> first;
   std::array<std::uint32_t, kBins> count;
-  long in_use;  // taken here less given back here, which may be less than none
   bool end_is_watched;
   bool has_ended;
 };
 constinit thread_local Thread thread{};
-
-std::atomic<long> in_use_by_ended_threads{0};
 
 void Trim() {
   for (std::size_t bin = 0; bin < kBins; ++bin) {
@@ -58,7 +54,6 @@ void Trim() {
 struct ThreadEnd {
   ~ThreadEnd() {
     Trim();
-    in_use_by_ended_threads += thread.in_use;
     thread.has_ended = true;
   }
 };
@@ -68,13 +63,6 @@ void WatchForEnd() {
   if (thread.end_is_watched) return;
   thread.end_is_watched = true;
   thread_local const ThreadEnd end;
-}
-
-void CountInUse(long change) {
-  if (thread.has_ended)
-    in_use_by_ended_threads += change;
-  else
-    thread.in_use += change;
 }
 
 Header* TakeSpare(std::size_t bin) {
@@ -96,7 +84,7 @@ bool Keep(Header* block) {
 
 }  // namespace
 
-void* TakeBlock(std::size_t bytes) noexcept {
+void* AllocateBlock(std::size_t bytes) noexcept {
   if (bytes > SIZE_MAX / 2) return nullptr;
   const std::size_t whole = bytes + sizeof(Header);
   const auto shift = static_cast<std::size_t>(std::bit_width(whole - 1));
@@ -108,20 +96,16 @@ void* TakeBlock(std::size_t bytes) noexcept {
                         : NewBlock(whole, kBins);
     if (block == nullptr) return nullptr;
   }
-  CountInUse(1);
   return block + 1;
 }
 
-void GiveBlock(void* block) noexcept {
+void FreeBlock(void* block) noexcept {
   if (block == nullptr) return;
   WatchForEnd();
-  CountInUse(-1);
   Header* const header = static_cast<Header*>(block) - 1;
   if (header->bin == kBins || !Keep(header)) DeleteBlock(header);
 }
 
 void TrimBlocks() noexcept { Trim(); }
-
-long BlocksInUse() noexcept { return in_use_by_ended_threads + thread.in_use; }
 
 }  // namespace zevra

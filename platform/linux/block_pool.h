@@ -1,11 +1,11 @@
-#ifndef ZEVRA_PLATFORM_LINUX_BLOCK_CACHE_H
-#define ZEVRA_PLATFORM_LINUX_BLOCK_CACHE_H
+#ifndef ZEVRA_PLATFORM_LINUX_BLOCK_POOL_H
+#define ZEVRA_PLATFORM_LINUX_BLOCK_POOL_H
 
 #include <cstddef>
 
 // Memory for objects that are made and released with every packet. Each thread keeps a few spare
 // blocks of every size, so that in the steady state nothing comes from the heap and no lock is
-// taken. A block may be given back on another thread than it was taken on. The spare blocks go to
+// taken. A block may be freed on another thread than it was allocated on. The spare blocks go to
 // the heap when their thread ends.
 
 namespace zevra {
@@ -14,16 +14,12 @@ namespace zevra {
 inline constexpr std::size_t kBlockAlignment = 64;
 
 // At least `bytes` bytes, not set; null if there is no memory.
-void* TakeBlock(std::size_t bytes) noexcept;
-// A block of TakeBlock, or null.
-void GiveBlock(void* block) noexcept;
+void* AllocateBlock(std::size_t bytes) noexcept;
+// A block of AllocateBlock, or null.
+void FreeBlock(void* block) noexcept;
 
 // Gives the calling thread's spare blocks to the heap now.
 void TrimBlocks() noexcept;
-
-// Blocks that were taken and not given back, by the calling thread and by threads that have ended.
-// A test that asks before and after sees any block that was lost.
-long BlocksInUse() noexcept;
 
 }  // namespace zevra
 
