@@ -2,7 +2,7 @@
 #include "device/zevra_impl.h"
 #include "log/log.h"
 #include "platform/result.h"
-#include "platform/wide_text.h"
+#include "platform/text.h"
 
 using zevra::ComPtr;
 using zevra::FriendlyName;

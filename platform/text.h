@@ -6,6 +6,8 @@
 
 #include <cstddef>
 
+#include "platform/api.h"
+
 namespace zevra {
 
 constexpr std::size_t kNotConvertible = static_cast<std::size_t>(-1);
@@ -23,6 +25,11 @@ std::size_t CutOnCharacter(const wchar_t* text, std::size_t limit);
 
 // True if the two texts are the same but for the case of their letters.
 bool SameIgnoringCase(const char* left, const char* right);
+
+// True if both zero-terminated UTF-16 texts have the same length and the same units, letter case
+// ignored. On Windows that is _wcsicmp in the host's locale; elsewhere the C library's simple
+// lower-case mapping, unit by unit, whatever locale the host has chosen.
+bool EqualIgnoringCase(LPCWSTR a, LPCWSTR b);
 
 // setlocale for all categories. A null text only asks. ".ACP", the system's own code page, leaves a
 // Linux host's locale alone: there the host has chosen its encoding already.

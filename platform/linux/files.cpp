@@ -15,7 +15,7 @@
 #include <utility>
 
 #include "platform/clock.h"
-#include "platform/linux/wide_text.h"
+#include "platform/linux/unicode.h"
 
 namespace zevra {
 namespace {

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/wide_text.h"
+#include "platform/linux/unicode.h"
 
 namespace zevra {
 namespace {

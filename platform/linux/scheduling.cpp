@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <bit>
 #include <string_view>
 
@@ -12,30 +10,13 @@
 
 namespace {
 
-// The classes that sound runs in, with a real-time priority each: below the 20 and more at which
-// the machine's own interrupt threads and sound servers usually run.
-struct TaskClass {
-  std::u16string_view name;
-  int priority;
-};
-constexpr std::array<TaskClass, 4> kTaskClasses = {
-    {{u"Audio", 5}, {u"Capture", 5}, {u"Playback", 5}, {u"Pro Audio", 10}}};
+// The one class that sound runs in here. Below the 20 and more at which the machine's own interrupt
+// threads and sound servers usually run.
+constexpr std::u16string_view kClassName = u"Audio";
+constexpr int kPriority = 5;
 
 // Where real-time scheduling is not allowed: what sound programs commonly ask for.
 constexpr int kNiceLevel = -11;
-
-// Not a handle of the table, whose values are multiples of four.
-HANDLE TaskHandle() { return std::bit_cast<HANDLE>(std::uintptr_t{2}); }
-
-char16_t LowerAscii(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
-}
-
-bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-  return std::equal(
-      a.begin(), a.end(), b.begin(), b.end(),
-      [](char16_t x, char16_t y) { return LowerAscii(x) == LowerAscii(y); });
-}
 
 // A process that the thread starts does not inherit the class.
 bool SetRealTime(int priority) {
@@ -43,8 +24,8 @@ bool SetRealTime(int priority) {
   return ::sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &parameters) == 0;
 }
 
-void Raise(int priority) {
-  if (SetRealTime(priority)) return;
+void Raise() {
+  if (SetRealTime(kPriority)) return;
   // A user may be allowed less than was asked for.
   rlimit limit{};
   if (::getrlimit(RLIMIT_RTPRIO, &limit) == 0 && limit.rlim_cur > 0 &&
@@ -56,20 +37,16 @@ void Raise(int priority) {
 }  // namespace
 
 HANDLE AvSetMmThreadCharacteristicsW(LPCWSTR task_name, DWORD* task_index) {
-  static std::atomic<DWORD> last_index{0};
   if (task_index == nullptr) {
     SetLastError(ERROR_INVALID_TASK_INDEX);
     return nullptr;
   }
-  const auto* const task =
-      std::find_if(kTaskClasses.begin(), kTaskClasses.end(), [&](const TaskClass& candidate) {
-        return task_name != nullptr && EqualIgnoringCase(candidate.name, task_name);
-      });
-  if (task == kTaskClasses.end()) {
+  if (task_name == nullptr || task_name != kClassName) {
     SetLastError(ERROR_INVALID_TASK_NAME);
     return nullptr;
   }
-  Raise(task->priority);
-  if (*task_index == 0) *task_index = last_index.fetch_add(1, std::memory_order_relaxed) + 1;
-  return TaskHandle();
+  Raise();
+  if (*task_index == 0) *task_index = 1;
+  // Stands for no object: it is only ever compared with null.
+  return std::bit_cast<HANDLE>(std::uintptr_t{1});
 }

@@ -1,7 +1,5 @@
 #include "platform/text.h"
 
-#include <windows.h>
-
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
@@ -50,6 +48,8 @@ std::size_t CutOnCharacter(const wchar_t* text, std::size_t limit) {
 }
 
 bool SameIgnoringCase(const char* left, const char* right) { return ::_stricmp(left, right) == 0; }
+
+bool EqualIgnoringCase(LPCWSTR a, LPCWSTR b) { return ::_wcsicmp(a, b) == 0; }
 
 void SetProcessLocale(const char* locale) {
   std::setlocale(LC_ALL, locale);  // NOLINT(concurrency-mt-unsafe): the setting asks for it

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/linux/utf16.h"
+#include "platform/linux/unicode.h"
 
 namespace zevra {
 namespace {

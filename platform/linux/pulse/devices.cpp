@@ -12,7 +12,7 @@
 #include "platform/linux/class_factories.h"
 #include "platform/linux/pulse/client.h"
 #include "platform/linux/pulse/endpoints.h"
-#include "platform/linux/utf16.h"
+#include "platform/linux/unicode.h"
 #include "platform/result.h"
 #include "platform/owners.h"
 

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "platform/linux/block_pool.h"
-#include "platform/linux/resampler/samples.h"
 #include "platform/linux/resampler/mix.h"
 #include "platform/linux/resampler/samples.h"
 
