@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "servers/server_host.h"
-#include "servers/sine_fit.h"
+#include "pulse/server_host.h"
+#include "pulse/sine_fit.h"
 #include "support/eventually.h"
 #include "windows/class_server.h"
 

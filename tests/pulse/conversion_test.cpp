@@ -5,8 +5,8 @@
 #include <numbers>
 #include <string>
 
-#include "servers/server_host.h"
-#include "servers/sine_fit.h"
+#include "pulse/server_host.h"
+#include "pulse/sine_fit.h"
 #include "support/eventually.h"
 #include "support/linux/sound_server.h"
 
@@ -110,16 +110,44 @@ TEST_F(Conversion, ATonePassesUnbrokenInEveryFormat) {
   }
 }
 
-// Each speaker has a frequency of its own, so that channels cannot pass for each other.
-TEST_F(Conversion, SurroundKeepsItsChannels) {
-  const std::vector<Tone> channels = {{400, 0.1}, {500, 0.1}, {600, 0.1},
-                                      {700, 0.1}, {800, 0.1}, {900, 0.1}};
-  const Player tones = Play("zevra_surround", channels);
-  const Session run(u"Zevra Surround", ZEVRA_FLOW_RENDER,
-                    MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 44'100, 6));
-  ASSERT_TRUE(run.IsOver());
-  for (unsigned channel = 0; channel < 6; ++channel)
-    run.ExpectTone(channel, channels[channel], 120);
+// Each channel of the endpoint carries a level of its own, so that the order shows.
+TEST_F(Conversion, ChannelsFollowTheMaskWhateverTheServersOrder) {
+  const struct {
+    const char* map;
+    std::uint32_t mask;
+    std::vector<unsigned> order;  // the endpoint's channel that each captured channel is
+  } cases[] = {
+      {"mono", 0x4, {0}},
+      {"front-right,front-left", 0x3, {1, 0}},
+      {"side-right,side-left,rear-left,rear-right,front-center,lfe,front-left,front-right",
+       0x63F,
+       {6, 7, 4, 5, 2, 3, 1, 0}},
+      {"aux0,aux1,aux2", 0, {0, 1, 2}},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.map);
+    const NullSink sink("layout", "Layout", one.map);
+    const std::size_t channels = one.order.size();
+    std::vector<float> levels;
+    for (std::size_t i = 0; i < 48'000 * channels; ++i)
+      levels.push_back(static_cast<float>(i % channels + 1) / 16);
+    const Player player("layout", levels, Player::kOverAndOver, one.map);
+    const Recording recording(std::size_t{20} * 48'000 * channels * sizeof(float));
+    const Device device(u"Layout");
+    ZevraAudioFormat format =
+        MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, static_cast<std::uint16_t>(channels));
+    format.channel_mask = one.mask;
+    ASSERT_EQ(device.Start(recording, format), 0);
+    std::vector<float> heard;
+    ASSERT_TRUE(Eventually([&] {
+      heard = recording.Floats();
+      return !heard.empty() && heard.back() != 0;
+    }));
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+      EXPECT_EQ(heard[heard.size() - channels + channel],
+                static_cast<float>(one.order[channel] + 1) / 16);
+    }
+  }
 }
 
 // Each of these hears its own endpoint while another tone plays on the default one.

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TESTS_SERVERS_SERVER_HOST_H
-#define ZEVRA_TESTS_SERVERS_SERVER_HOST_H
+#ifndef ZEVRA_TESTS_PULSE_SERVER_HOST_H
+#define ZEVRA_TESTS_PULSE_SERVER_HOST_H
 
 #include <gtest/gtest.h>
 
@@ -37,6 +37,7 @@ class Recording {
   bool IsFull() const { return Size() == most_bytes_; }
   std::size_t Size() const;
   std::vector<std::uint8_t> Bytes() const;
+  std::vector<float> Floats() const;
   // Waits for `count` further packets.
   bool Goes(unsigned count = 3) const;
   // Waits until no packet has come for a third of a second.

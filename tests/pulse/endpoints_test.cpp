@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "servers/server_host.h"
+#include "pulse/server_host.h"
 #include "support/eventually.h"
 #include "support/linux/sound_server.h"
 

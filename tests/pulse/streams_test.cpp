@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "servers/server_host.h"
+#include "pulse/server_host.h"
 #include "support/eventually.h"
 #include "support/linux/sound_server.h"
 #include "support/process_holdings.h"

@@ -1,8 +1,9 @@
-#include "servers/server_host.h"
+#include "pulse/server_host.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -66,6 +67,13 @@ std::size_t Recording::Size() const {
 std::vector<std::uint8_t> Recording::Bytes() const {
   const std::lock_guard hold(mutex_);
   return bytes_;
+}
+
+std::vector<float> Recording::Floats() const {
+  const std::lock_guard hold(mutex_);
+  std::vector<float> samples(bytes_.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes_.data(), samples.size() * sizeof(float));
+  return samples;
 }
 
 bool Recording::Goes(unsigned count) const {

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TESTS_SERVERS_SINE_FIT_H
-#define ZEVRA_TESTS_SERVERS_SINE_FIT_H
+#ifndef ZEVRA_TESTS_PULSE_SINE_FIT_H
+#define ZEVRA_TESTS_PULSE_SINE_FIT_H
 
 #include <cmath>
 #include <cstddef>
