@@ -31,15 +31,31 @@ constexpr std::array kPositions = {
     PA_CHANNEL_POSITION_TOP_REAR_RIGHT,
 };
 
-// Empty if the mask names a speaker beyond the table.
+// The most channels that a stream carries.
+constexpr unsigned kMaxStreamChannels = 8;
+
 pa_channel_map MapOfMask(DWORD mask) {
   pa_channel_map map{};
-  if (mask >> kPositions.size() != 0) return map;
   for (std::size_t bit = 0; bit < kPositions.size(); ++bit) {
     if ((mask >> bit & 1) == 0) continue;
     map.map[map.channels++] = kPositions[bit];
   }
   return map;
+}
+
+// Speaker bits of a channel map, or 0 where it has none: a position without a bit of its own, or
+// one that occurs twice. A single channel of no position is the centre.
+DWORD ChannelMask(const pa_channel_map& map) {
+  if (map.channels == 1 && map.map[0] == PA_CHANNEL_POSITION_MONO) return SPEAKER_FRONT_CENTER;
+  DWORD mask = 0;
+  for (unsigned channel = 0; channel < map.channels; ++channel) {
+    const auto* const position = std::find(kPositions.begin(), kPositions.end(), map.map[channel]);
+    if (position == kPositions.end()) return 0;
+    const DWORD bit = DWORD{1} << (position - kPositions.begin());
+    if ((mask & bit) != 0) return 0;
+    mask |= bit;
+  }
+  return mask;
 }
 
 struct Layout {
@@ -56,46 +72,19 @@ Layout MixLayout(const PulseEndpoint& endpoint) {
   return {mask, MapOfMask(mask)};
 }
 
-// The sample type of a format whose fields agree with each other, else PA_SAMPLE_INVALID.
-pa_sample_format_t SampleFormat(const WAVEFORMATEX& format, const WAVEFORMATEXTENSIBLE* extended) {
-  if (format.nBlockAlign != format.nChannels * format.wBitsPerSample / 8) return PA_SAMPLE_INVALID;
+// Of the mix format, and of the PCM that takes its place; PA_SAMPLE_INVALID for any other.
+pa_sample_format_t SampleFormat(const WAVEFORMATEXTENSIBLE& format) {
   // The block is packed, so its GUID may lie at an odd address.
-  const GUID sub_format = extended != nullptr ? extended->SubFormat : GUID{};
-  const bool is_float = extended != nullptr ? sub_format == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT
-                                            : format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
-  if (is_float) return format.wBitsPerSample == 32 ? PA_SAMPLE_FLOAT32LE : PA_SAMPLE_INVALID;
-  const bool is_pcm = extended != nullptr ? sub_format == KSDATAFORMAT_SUBTYPE_PCM
-                                          : format.wFormatTag == WAVE_FORMAT_PCM;
-  if (!is_pcm) return PA_SAMPLE_INVALID;
-  // Fewer valid bits than the container has stand at its top, so the container alone matters.
-  switch (format.wBitsPerSample) {
-    case 16:
-      return PA_SAMPLE_S16LE;
-    case 24:
-      return PA_SAMPLE_S24LE;
-    case 32:
-      return PA_SAMPLE_S32LE;
-    default:
-      return PA_SAMPLE_INVALID;
-  }
+  const GUID sub_format = format.SubFormat;
+  const WORD bits = format.Format.wBitsPerSample;
+  if (sub_format == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT && bits == 32) return PA_SAMPLE_FLOAT32LE;
+  if (sub_format == KSDATAFORMAT_SUBTYPE_PCM && bits == 16) return PA_SAMPLE_S16LE;
+  return PA_SAMPLE_INVALID;
 }
 
 constexpr WORD kExtraBytes = sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX);
 
 }  // namespace
-
-DWORD ChannelMask(const pa_channel_map& map) {
-  if (map.channels == 1 && map.map[0] == PA_CHANNEL_POSITION_MONO) return SPEAKER_FRONT_CENTER;
-  DWORD mask = 0;
-  for (unsigned channel = 0; channel < map.channels; ++channel) {
-    const auto* const position = std::find(kPositions.begin(), kPositions.end(), map.map[channel]);
-    if (position == kPositions.end()) return 0;
-    const DWORD bit = DWORD{1} << (position - kPositions.begin());
-    if ((mask & bit) != 0) return 0;
-    mask |= bit;
-  }
-  return mask;
-}
 
 WAVEFORMATEXTENSIBLE MixFormat(const PulseEndpoint& endpoint) {
   const Layout layout = MixLayout(endpoint);
@@ -114,23 +103,17 @@ WAVEFORMATEXTENSIBLE MixFormat(const PulseEndpoint& endpoint) {
 }
 
 std::optional<PulseFormat> StreamFormat(const WAVEFORMATEX& format, const PulseEndpoint& endpoint) {
-  const bool is_extensible = format.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
-  if (is_extensible && format.cbSize < kExtraBytes) return std::nullopt;
-  const auto* const extended =
-      is_extensible ? reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(&format) : nullptr;
-
+  if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE || format.cbSize < kExtraBytes)
+    return std::nullopt;
+  const auto& extended = reinterpret_cast<const WAVEFORMATEXTENSIBLE&>(format);
   const Layout mix = MixLayout(endpoint);
-  if (format.nChannels != mix.map.channels) return std::nullopt;
-  if (format.nSamplesPerSec != endpoint.sample_spec.rate) return std::nullopt;
-
-  PulseFormat result;
-  result.channel_map = mix.map;
-  const DWORD mask = extended != nullptr ? extended->dwChannelMask : 0;
-  if (mask != 0 && mask != mix.mask) result.channel_map = MapOfMask(mask);
-  if (result.channel_map.channels != format.nChannels) return std::nullopt;
-  result.sample_spec = {SampleFormat(format, extended), format.nSamplesPerSec,
-                        result.channel_map.channels};
+  if (format.nChannels != mix.map.channels || extended.dwChannelMask != mix.mask ||
+      format.nSamplesPerSec != endpoint.sample_spec.rate)
+    return std::nullopt;
+  const PulseFormat result{{SampleFormat(extended), format.nSamplesPerSec, mix.map.channels},
+                           mix.map};
   if (!pa_sample_spec_valid(&result.sample_spec)) return std::nullopt;
+  if (format.nBlockAlign != pa_frame_size(&result.sample_spec)) return std::nullopt;
   return result;
 }
 
