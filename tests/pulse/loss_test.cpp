@@ -59,20 +59,14 @@ TEST_F(Loss, AHoleInTheServersDataComesAsZeros) {
   const Recording recording(20 * kSecondBytes);
   const Device device;
   ASSERT_EQ(Start(device, recording), 0);
-  const auto goes_on = [&] {
-    ASSERT_TRUE(Eventually([&] {
-      const std::vector<float> heard = recording.Floats();
-      return !heard.empty() && heard.back() != 0;
-    }));
-  };
   std::ptrdiff_t lost_frames = 0;
   for (const int frames : {1, 5'000, 144'000}) {
-    goes_on();
+    ASSERT_TRUE(recording.Sounds());
     injected_hole_bytes = static_cast<std::size_t>(frames) * 8 + 3;
     ASSERT_TRUE(Eventually([] { return injected_hole_bytes == 0; }));
     lost_frames += frames;
   }
-  goes_on();
+  ASSERT_TRUE(recording.Sounds());
   ASSERT_EQ(ZevraStopCapture(device), 0);
   const std::vector<float> sound = SoundOf(recording.Floats());
   EXPECT_EQ(std::count(sound.begin(), sound.end(), 0.0F), 2 * lost_frames);

@@ -81,6 +81,16 @@ bool Recording::Goes(unsigned count) const {
   return Eventually([&] { return packets_ >= wanted; });
 }
 
+bool Recording::Sounds() const {
+  return Eventually([this] {
+    const std::lock_guard hold(mutex_);
+    float last = 0;
+    if (bytes_.size() >= sizeof last)
+      std::memcpy(&last, bytes_.data() + bytes_.size() - sizeof last, sizeof last);
+    return last != 0;
+  });
+}
+
 void Recording::WaitUntilQuiet() const {
   unsigned before = 0;
   do {

@@ -40,6 +40,8 @@ class Recording {
   std::vector<float> Floats() const;
   // Waits for `count` further packets.
   bool Goes(unsigned count = 3) const;
+  // Waits until the last float sample is none of silence.
+  bool Sounds() const;
   // Waits until no packet has come for a third of a second.
   void WaitUntilQuiet() const;
 

@@ -160,6 +160,7 @@ TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
   const Bytes bytes(9);
   EXPECT_EQ(resampler.Push(bytes.data(), 9), E_INVALIDARG);
   EXPECT_EQ(resampler.Push(bytes.data(), 8), S_OK);
+  EXPECT_EQ(ResamplerDriver(good, refused[0]).Push(bytes.data(), 8), MF_E_TRANSFORM_TYPE_NOT_SET);
 }
 
 TEST_F(ResamplerTest, SamplesThatAreNoNumbersDoNotStayInTheSignal) {
