@@ -4,7 +4,6 @@
 #include <chrono>
 
 #include "builtin/endpoint.h"
-#include "support/replaceable_calls.h"
 
 namespace zevra::test {
 
@@ -37,9 +36,6 @@ class ManualClock final : public builtin::Clock {
   // thread works at the right instant, and has finished when this returns. A thread that does not
   // wait again within a few seconds of real time is ignored. One thread at a time.
   void Advance(std::chrono::nanoseconds by);
-
-  // The operations in force, for a test that puts a table of its own on top of them.
-  static const Operations& InForce();
 };
 
 }  // namespace zevra::test
