@@ -24,9 +24,8 @@ TEST_F(CaptureTest, DeliversEveryFrameOnceAsTimePasses) {
     UINT32 packet_frames;
     milliseconds step;
   };
-  for (const Case& c : {Case{48000, 480, milliseconds(5)}, Case{44100, 441, milliseconds(7)},
-                        Case{44100, 448, milliseconds(1)}, Case{8000, 100, milliseconds(990)},
-                        Case{384000, 1000, milliseconds(3)}}) {
+  for (const Case& c : {Case{48000, 480, milliseconds(5)}, Case{44100, 448, milliseconds(1)},
+                        Case{8000, 100, milliseconds(990)}}) {
     SCOPED_TRACE(testing::Message() << c.rate << " " << c.packet_frames << " " << c.step.count());
     for (const EDataFlow flow : {eRender, eCapture}) {
       auto endpoint = MakeEndpoint(u"ramp", flow, test::Ramp());
@@ -75,23 +74,6 @@ TEST_F(CaptureTest, ASlowReaderLosesTheOldestAndIsTold) {
   EXPECT_EQ(kept[0].position, 48000U * 502 / 100 - 96000);
   EXPECT_EQ(kept[1].flags, 0U);
   ExpectRamp(kept[0]);
-}
-
-TEST_F(CaptureTest, AHeldPacketOutlastsTheBuffer) {
-  Build({MakeEndpoint(u"ramp", eCapture, test::Ramp())});
-  const auto client = OpenStream(0, 0);
-  const auto capture = CaptureOf(*client.Get());
-  ASSERT_EQ(client->Start(), S_OK);
-  clock_->Advance(milliseconds(30));
-  BYTE* data = nullptr;
-  UINT32 frames = 0;
-  DWORD flags = 0;
-  UINT64 position = 0;
-  ASSERT_EQ(capture->GetBuffer(&data, &frames, &flags, &position, nullptr), S_OK);
-  clock_->Advance(seconds(5));
-  EXPECT_EQ(*reinterpret_cast<float*>(data), RampAt(position));
-  ASSERT_EQ(capture->ReleaseBuffer(480), S_OK);
-  EXPECT_EQ(TakeAll(*capture.Get())[0].flags, kGap);
 }
 
 }  // namespace
