@@ -131,6 +131,57 @@ class PropVariant {
   PROPVARIANT value_{};
 };
 
+// A thread's CoInitialize. Declare it first: CoUninitialize comes after every release.
+class ComApartment {
+ public:
+  ComApartment() = default;
+  ~ComApartment() {
+    if (entered_) os::CoUninitialize();
+  }
+  ComApartment(const ComApartment&) = delete;
+  ComApartment& operator=(const ComApartment&) = delete;
+
+  HRESULT Enter() {
+    const HRESULT result = os::CoInitialize(nullptr);
+    entered_ = SUCCEEDED(result);
+    return result;
+  }
+
+ private:
+  bool entered_ = false;
+};
+
+// An auto-reset waitable timer, cancelled before it is closed if it was armed.
+class WaitableTimer {
+ public:
+  WaitableTimer() = default;
+  ~WaitableTimer() {
+    if (armed_) os::CancelWaitableTimer(timer_.Get());
+  }
+  WaitableTimer(const WaitableTimer&) = delete;
+  WaitableTimer& operator=(const WaitableTimer&) = delete;
+
+  // Both give false on failure, with the cause in GetLastError.
+  bool Create() {
+    timer_ = UniqueHandle(os::CreateWaitableTimerW(nullptr, FALSE, nullptr));
+    return static_cast<bool>(timer_);
+  }
+  // Signals after `first_hns` (100-ns units) and then every `repeat_ms`, which must not be 0: that
+  // would be a single shot.
+  bool Arm(REFERENCE_TIME first_hns, LONG repeat_ms) {
+    LARGE_INTEGER due{};
+    due.QuadPart = -first_hns;
+    armed_ = os::SetWaitableTimer(timer_.Get(), &due, repeat_ms, nullptr, nullptr, FALSE) != FALSE;
+    return armed_;
+  }
+
+  HANDLE Get() const { return timer_.Get(); }
+
+ private:
+  UniqueHandle timer_;
+  bool armed_ = false;
+};
+
 }  // namespace zevra
 
 #endif

@@ -1,23 +1,24 @@
 #include "stream/capture_loop.h"
 
+#include <algorithm>
 #include "log/log.h"
 #include "platform/result.h"
+#include "stream/failure.h"
 #include "stream/wave_format.h"
 
 namespace zevra {
 namespace {
 
-// A failed call of the capture thread: its line, then its code.
-HRESULT Failed(const char* operation, HRESULT result) {
-  ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | error | %s %x", operation, Hex(result));
-  return result;
-}
+constexpr char kScope[] = "ZevraImpl::LoopBackCapture";
 
-// The same for a call that leaves its cause in GetLastError.
-HRESULT FailedWithLastError(const char* operation) {
+constexpr REFERENCE_TIME kHnsInMillisecond = 10'000;
+// A day; a longer period comes from a broken driver and would not fit the timer's milliseconds.
+constexpr REFERENCE_TIME kLongestHalfPeriod = 24LL * 3600 * 1000 * kHnsInMillisecond;
+
+// For a call that leaves its cause in GetLastError: the line holds the bare error number.
+HRESULT LogLastError(const char* operation) {
   const DWORD error = os::GetLastError();
-  ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | error | %s %x", operation,
-                  static_cast<unsigned>(error));
+  LogFailure(kScope, operation, static_cast<HRESULT>(error));
   return ResultFromError(error);
 }
 
@@ -28,19 +29,16 @@ CaptureLoop::~CaptureLoop() {
 }
 
 HRESULT CaptureLoop::Run() {
-  const HRESULT result = Start();
-  return FAILED(result) ? result : RunUntilStop();
+  ZEVRA_RETURN_IF_FAILED(Start());
+  return RunUntilStop();
 }
 
 HRESULT CaptureLoop::Start() {
-  HRESULT result = OpenFormat();
-  if (FAILED(result)) return result;
-  if (!timer_.Create()) return FailedWithLastError("CreateWaitableTimer");
+  ZEVRA_RETURN_IF_FAILED(OpenFormat());
+  if (!timer_.Create()) return LogLastError("CreateWaitableTimer");
   frame_bytes_ = format_->nBlockAlign;
-  result = InitializeStream();
-  if (FAILED(result)) return result;
-  result = PrepareThread();
-  if (FAILED(result)) return result;
+  ZEVRA_RETURN_IF_FAILED(InitializeStream());
+  ZEVRA_RETURN_IF_FAILED(PrepareThread());
 
   conversion_.source_format = source_format_;
   conversion_.target_format = request_.target_format;
@@ -48,21 +46,20 @@ HRESULT CaptureLoop::Start() {
   // packet, with nothing in it.
   StartConversion(conversion_);
 
-  result = audio_client_ptr_->Start();
-  if (FAILED(result)) return Failed("audio_client_ptr->Start()", result);
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->Start()", audio_client_ptr_->Start());
   started_ = true;
   os::SetEvent(request_.ready_event);
   return S_OK;
 }
 
 HRESULT CaptureLoop::OpenFormat() {
-  HRESULT result =
-      request_.device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, audio_client_ptr_.PutVoid());
-  if (FAILED(result)) return Failed("Activate", result);
-  result = audio_client_ptr_->GetDevicePeriod(&default_period_, nullptr);
-  if (FAILED(result)) return Failed("GetDevicePeriod", result);
-  result = audio_client_ptr_->GetMixFormat(mix_format_.Put());
-  if (FAILED(result)) return Failed("GetMixFormat", result);
+  ZEVRA_RETURN_LOGGED(kScope, "Activate",
+                      request_.device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr,
+                                                audio_client_ptr_.PutVoid()));
+  ZEVRA_RETURN_LOGGED(kScope, "GetDevicePeriod",
+                      audio_client_ptr_->GetDevicePeriod(&default_period_, nullptr));
+  HRESULT result = audio_client_ptr_->GetMixFormat(mix_format_.Put());
+  if (FAILED(result)) return LogFailure(kScope, "GetMixFormat", result);
   format_ = mix_format_.Get();
   ZEVRA_LOG_WARN(
       "ZevraImpl::LoopBackCapture | IsFormatSupported | info | %x | nChannels is %d, "
@@ -92,30 +89,33 @@ HRESULT CaptureLoop::OpenFormat() {
 }
 
 HRESULT CaptureLoop::InitializeStream() {
-  HRESULT result = apartment_.Enter();
-  if (FAILED(result)) {
+  if (const HRESULT result = apartment_.Enter(); FAILED(result)) {
     ZEVRA_LOG_ERROR("ZevraImpl::LoopBackCapture | ZevraInitialize | error | %x", Hex(result));
     return result;
   }
-  result = audio_client_ptr_->Initialize(AUDCLNT_SHAREMODE_SHARED, request_.stream_flags, 0, 0,
-                                         format_, nullptr);
-  if (FAILED(result)) return Failed("audio_client_ptr->Initialize", result);
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->Initialize",
+                      audio_client_ptr_->Initialize(AUDCLNT_SHAREMODE_SHARED, request_.stream_flags,
+                                                    0, 0, format_, nullptr));
   UINT32 buffer_frames = 0;
-  result = audio_client_ptr_->GetBufferSize(&buffer_frames);
-  if (FAILED(result)) return Failed("audio_client_ptr->GetBufferSize", result);
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->GetBufferSize",
+                      audio_client_ptr_->GetBufferSize(&buffer_frames));
 
   source_format_.sample_kind = -1;
-  result = FillSourceFormat(*format_, source_format_);
-  if (FAILED(result)) return result;
-  result = audio_client_ptr_->GetService(IID_IAudioCaptureClient, audio_capture_ptr_.PutVoid());
-  return FAILED(result) ? Failed("audio_client_ptr->GetService", result) : result;
+  ZEVRA_RETURN_IF_FAILED(FillSourceFormat(*format_, source_format_));
+  ZEVRA_RETURN_LOGGED(
+      kScope, "audio_client_ptr->GetService",
+      audio_client_ptr_->GetService(IID_IAudioCaptureClient, audio_capture_ptr_.PutVoid()));
+  return S_OK;
 }
 
 HRESULT CaptureLoop::PrepareThread() {
   DWORD task_index = 0;
   if (os::AvSetMmThreadCharacteristicsW(ZEVRA_WIDE("Audio"), &task_index) == nullptr)
-    return FailedWithLastError("AvSetMmThreadCharacteristics");
-  if (!timer_.Arm(default_period_)) return FailedWithLastError("SetWaitableTimer");
+    return LogLastError("AvSetMmThreadCharacteristics");
+  const REFERENCE_TIME half =
+      std::clamp<REFERENCE_TIME>(default_period_ / 2, 1, kLongestHalfPeriod);
+  const auto repeat_ms = static_cast<LONG>(std::max<REFERENCE_TIME>(half / kHnsInMillisecond, 1));
+  if (!timer_.Arm(half, repeat_ms)) return LogLastError("SetWaitableTimer");
   return S_OK;
 }
 
@@ -123,8 +123,7 @@ HRESULT CaptureLoop::RunUntilStop() {
   enum : DWORD { kStopEvent = 0, kTimer = 1 };
   const HANDLE wait_set[] = {request_.stop_event, timer_.Get()};
   for (;;) {
-    const HRESULT result = TakePackets();
-    if (FAILED(result)) return result;
+    ZEVRA_RETURN_IF_FAILED(TakePackets());
     switch (os::WaitForMultipleObjects(2, wait_set, FALSE, INFINITE)) {
       case WAIT_OBJECT_0 + kStopEvent:
         return Stop();
@@ -140,10 +139,9 @@ HRESULT CaptureLoop::RunUntilStop() {
 HRESULT CaptureLoop::TakePackets() {
   for (;;) {
     UINT32 packet_frames = 0;
-    HRESULT result = audio_capture_ptr_->GetNextPacketSize(&packet_frames);
-    if (FAILED(result) || packet_frames == 0) return result;
-    result = DeliverPacket();
-    if (FAILED(result)) return result;
+    ZEVRA_RETURN_IF_FAILED(audio_capture_ptr_->GetNextPacketSize(&packet_frames));
+    if (packet_frames == 0) return S_OK;
+    ZEVRA_RETURN_IF_FAILED(DeliverPacket());
   }
 }
 
@@ -153,8 +151,8 @@ HRESULT CaptureLoop::DeliverPacket() {
   BYTE* packet = nullptr;
   UINT32 frames = 0;
   DWORD flags = 0;
-  HRESULT result = audio_capture_ptr_->GetBuffer(&packet, &frames, &flags, nullptr, nullptr);
-  if (FAILED(result)) return Failed("audio_capture_ptr->GetBuffer", result);
+  ZEVRA_RETURN_LOGGED(kScope, "audio_capture_ptr->GetBuffer",
+                      audio_capture_ptr_->GetBuffer(&packet, &frames, &flags, nullptr, nullptr));
 
   const std::uint32_t silent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0 ? 1 : 0;
   ConvertBuffer(conversion_, packet, frames * frame_bytes_, converted_);
@@ -162,14 +160,15 @@ HRESULT CaptureLoop::DeliverPacket() {
     callback(nullptr, silent, converted_.data.get(), converted_.length);
   converted_.Clear();
 
-  result = audio_capture_ptr_->ReleaseBuffer(frames);
-  return FAILED(result) ? Failed("audio_capture_ptr->ReleaseBuffer", result) : result;
+  ZEVRA_RETURN_LOGGED(kScope, "audio_capture_ptr->ReleaseBuffer",
+                      audio_capture_ptr_->ReleaseBuffer(frames));
+  return S_OK;
 }
 
 HRESULT CaptureLoop::Stop() {
   started_ = false;
   const HRESULT result = audio_client_ptr_->Stop();
-  return FAILED(result) ? Failed("audio_client_ptr->Stop", result) : result;
+  return FAILED(result) ? LogFailure(kScope, "audio_client_ptr->Stop", result) : result;
 }
 
 }  // namespace zevra

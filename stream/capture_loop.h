@@ -3,9 +3,7 @@
 
 #include "platform/api.h"
 #include "platform/owners.h"
-#include "stream/com_apartment.h"
 #include "stream/conversion.h"
-#include "stream/wake_up_timer.h"
 #include "zevra/zevra.h"
 
 namespace zevra {
@@ -55,7 +53,7 @@ class CaptureLoop {
   ZevraAudioFormat source_format_{};
   ComPtr<IAudioClient> audio_client_ptr_;
   ComPtr<IAudioCaptureClient> audio_capture_ptr_;
-  WakeUpTimer timer_;
+  WaitableTimer timer_;
   ZevraConversionContext conversion_;
   ZevraConvertedBuffer converted_;
   bool started_ = false;

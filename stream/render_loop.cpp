@@ -7,6 +7,7 @@
 
 #include "log/log.h"
 #include "platform/result.h"
+#include "stream/failure.h"
 #include "stream/wave_format.h"
 
 namespace zevra {
@@ -15,14 +16,10 @@ std::atomic<bool> play_stop_requested{false};
 
 namespace {
 
+constexpr char kScope[] = "ZevraImpl::LoopBackPlay";
+
 // One second in 100-ns units: the buffer that is asked for, and the base of the pause.
 constexpr REFERENCE_TIME kSecond = 10'000'000;
-
-// A failed call of the render thread: its line, then its code.
-HRESULT Failed(const char* operation, HRESULT result) {
-  ZEVRA_LOG_ERROR("ZevraImpl::LoopBackPlay | error | %s %x", operation, Hex(result));
-  return result;
-}
 
 }  // namespace
 
@@ -31,44 +28,40 @@ RenderLoop::~RenderLoop() {
 }
 
 HRESULT RenderLoop::Run() {
-  HRESULT result = Start();
-  if (FAILED(result)) return result;
-  result = KeepFilled();
-  return FAILED(result) ? result : WaitForStop();
+  ZEVRA_RETURN_IF_FAILED(Start());
+  ZEVRA_RETURN_IF_FAILED(KeepFilled());
+  return WaitForStop();
 }
 
 HRESULT RenderLoop::Start() {
-  HRESULT result = OpenStream();
-  if (FAILED(result)) return result;
-  result = Fill(buffer_frames_);
-  if (FAILED(result)) return result;
-  result = audio_client_ptr_->Start();
-  if (FAILED(result)) return Failed("audio_client_ptr->Start()", result);
+  ZEVRA_RETURN_IF_FAILED(OpenStream());
+  ZEVRA_RETURN_IF_FAILED(Fill(buffer_frames_));
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->Start()", audio_client_ptr_->Start());
   started_ = true;
   os::SetEvent(request_.ready_event);
-  return result;
+  return S_OK;
 }
 
 HRESULT RenderLoop::OpenStream() {
-  HRESULT result =
-      request_.device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, audio_client_ptr_.PutVoid());
-  if (FAILED(result)) return Failed("Activate", result);
-  result = audio_client_ptr_->GetMixFormat(format_.Put());
-  if (FAILED(result)) return Failed("GetMixFormat", result);
+  ZEVRA_RETURN_LOGGED(kScope, "Activate",
+                      request_.device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr,
+                                                audio_client_ptr_.PutVoid()));
+  ZEVRA_RETURN_LOGGED(kScope, "GetMixFormat", audio_client_ptr_->GetMixFormat(format_.Put()));
   MakeSixteenBit(*format_.Get());
   if (!timer_.Create()) {
     const DWORD error = os::GetLastError();
-    ZEVRA_LOG_ERROR("ZevraImpl::LoopBackPlay | error | CreateWaitableTimer %x",
-                    static_cast<unsigned>(error));
+    LogFailure(kScope, "CreateWaitableTimer", static_cast<HRESULT>(error));
     return ResultFromError(error);
   }
-  result = audio_client_ptr_->Initialize(AUDCLNT_SHAREMODE_SHARED, 0, kSecond, 0, format_.Get(),
-                                         nullptr);
-  if (FAILED(result)) return Failed("audio_client_ptr->Initialize", result);
-  result = audio_client_ptr_->GetBufferSize(&buffer_frames_);
-  if (FAILED(result)) return Failed("audio_client_ptr->GetBufferSize", result);
-  result = audio_client_ptr_->GetService(IID_IAudioRenderClient, pRenderClient_.PutVoid());
-  return FAILED(result) ? Failed("audio_client_ptr->GetService", result) : result;
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->Initialize",
+                      audio_client_ptr_->Initialize(AUDCLNT_SHAREMODE_SHARED, 0, kSecond, 0,
+                                                    format_.Get(), nullptr));
+  ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->GetBufferSize",
+                      audio_client_ptr_->GetBufferSize(&buffer_frames_));
+  ZEVRA_RETURN_LOGGED(
+      kScope, "audio_client_ptr->GetService",
+      audio_client_ptr_->GetService(IID_IAudioRenderClient, pRenderClient_.PutVoid()));
+  return S_OK;
 }
 
 HRESULT RenderLoop::KeepFilled() {
@@ -76,10 +69,9 @@ HRESULT RenderLoop::KeepFilled() {
   while (buffer_flags_ == 0) {
     os::Sleep(pause_ms);
     UINT32 queued_frames = 0;
-    HRESULT result = audio_client_ptr_->GetCurrentPadding(&queued_frames);
-    if (FAILED(result)) return Failed("audio_client_ptr->GetCurrentPadding", result);
-    result = Fill(buffer_frames_ - std::min(queued_frames, buffer_frames_));
-    if (FAILED(result)) return result;
+    ZEVRA_RETURN_LOGGED(kScope, "audio_client_ptr->GetCurrentPadding",
+                        audio_client_ptr_->GetCurrentPadding(&queued_frames));
+    ZEVRA_RETURN_IF_FAILED(Fill(buffer_frames_ - std::min(queued_frames, buffer_frames_)));
   }
   return S_OK;
 }
@@ -87,13 +79,14 @@ HRESULT RenderLoop::KeepFilled() {
 // The buffer holds zeros throughout; only the last fill is marked silent.
 HRESULT RenderLoop::Fill(UINT32 frames) {
   BYTE* block = nullptr;
-  HRESULT result = pRenderClient_->GetBuffer(frames, &block);
-  if (FAILED(result)) return Failed("pRenderClient->GetBuffer", result);
+  ZEVRA_RETURN_LOGGED(kScope, "pRenderClient->GetBuffer",
+                      pRenderClient_->GetBuffer(frames, &block));
   if (StopAsked()) buffer_flags_ = AUDCLNT_BUFFERFLAGS_SILENT;
   if (const std::size_t bytes = static_cast<std::size_t>(format_->nBlockAlign) * frames)
     std::memset(block, 0, bytes);
-  result = pRenderClient_->ReleaseBuffer(frames, buffer_flags_);
-  return FAILED(result) ? Failed("pRenderClient->ReleaseBuffer", result) : result;
+  ZEVRA_RETURN_LOGGED(kScope, "pRenderClient->ReleaseBuffer",
+                      pRenderClient_->ReleaseBuffer(frames, buffer_flags_));
+  return S_OK;
 }
 
 HRESULT RenderLoop::WaitForStop() {
@@ -105,7 +98,7 @@ HRESULT RenderLoop::WaitForStop() {
     case WAIT_OBJECT_0 + kTimer: {
       started_ = false;
       const HRESULT result = audio_client_ptr_->Stop();
-      return FAILED(result) ? Failed("audio_client_ptr->Stop", result) : result;
+      return FAILED(result) ? LogFailure(kScope, "audio_client_ptr->Stop", result) : result;
     }
     default:
       ZEVRA_LOG_ERROR("ZevraImpl::LoopBackPlay | error | wakeup error");

@@ -5,7 +5,6 @@
 
 #include "platform/api.h"
 #include "platform/owners.h"
-#include "stream/wake_up_timer.h"
 
 namespace zevra {
 
@@ -49,7 +48,7 @@ class RenderLoop {
   TaskMemory<WAVEFORMATEX> format_;
   ComPtr<IAudioClient> audio_client_ptr_;
   ComPtr<IAudioRenderClient> pRenderClient_;
-  WakeUpTimer timer_;  // never armed
+  WaitableTimer timer_;  // never armed
   UINT32 buffer_frames_ = 0;
   DWORD buffer_flags_ = 0;
   bool started_ = false;
