@@ -3,8 +3,7 @@
 
 #include <memory>
 
-#include "api/result_barrier.h"
-#include "device/device_list.h"
+#include "device/endpoint_lookup.h"
 #include "device/zevra_impl.h"
 #include "log/log.h"
 #include "log/process_logger.h"
@@ -12,14 +11,14 @@
 #include "platform/result.h"
 #include "zevra/zevra.h"
 
-using zevra::Guarded;
 using zevra::Hex;
+using zevra::NoThrow;
 using zevra::TraceScope;
 
 namespace {
 
 std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
-  return Guarded([=]() -> HRESULT {
+  return NoThrow([=]() -> HRESULT {
     const TraceScope scope("::ZevraGetDeviceList");
     return list == nullptr ? E_POINTER : zevra::ListDevices(flow, list);
   });
@@ -28,7 +27,7 @@ std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
 }  // namespace
 
 std::int32_t ZevraInitialize() {
-  return Guarded([] {
+  return NoThrow([] {
     if (zevra::ProcessLoggerInUse() == nullptr) {
       zevra::SetUpProcessLogger();
       ZEVRA_LOG_VERBOSE("ZevraInitialize | srlog_open succeed!");
@@ -40,7 +39,7 @@ std::int32_t ZevraInitialize() {
 }
 
 std::int32_t ZevraUninitialize() {
-  return Guarded([] {
+  return NoThrow([] {
     zevra::os::CoUninitialize();
     return S_OK;
   });
@@ -57,7 +56,7 @@ std::int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list) {
 }
 
 std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::uint32_t data_flow) {
-  return Guarded([=]() -> HRESULT {
+  return NoThrow([=]() -> HRESULT {
     const TraceScope scope("::ZevraOpenDevice");
     if (handle == nullptr) return E_POINTER;
     auto object = std::make_unique<ZevraImpl>();
@@ -72,7 +71,7 @@ std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::ui
 }
 
 std::int32_t ZevraCloseDevice(ZevraHandle handle) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraCloseDevice");
     if (handle == nullptr)
       const TraceScope member_scope("ZevraImpl::CloseDevice");
@@ -83,7 +82,7 @@ std::int32_t ZevraCloseDevice(ZevraHandle handle) {
 }
 
 std::int32_t ZevraStartPlay(ZevraHandle handle) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraCaptureDevice");
     const HRESULT result = handle == nullptr ? E_HANDLE : handle->StartPlay();
     // A thread that could not be created gives a positive code, which is a failure here.
@@ -93,7 +92,7 @@ std::int32_t ZevraStartPlay(ZevraHandle handle) {
 }
 
 std::int32_t ZevraStopPlay(ZevraHandle handle) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraStopCapture");
     if (handle != nullptr) handle->StopPlay();
     return S_OK;
@@ -102,7 +101,7 @@ std::int32_t ZevraStopPlay(ZevraHandle handle) {
 
 std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* format,
                                ZevraCaptureCallback callback, void* context) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraCaptureDevice");
     HRESULT result = E_POINTER;
     if (handle == nullptr)
@@ -116,7 +115,7 @@ std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* forma
 }
 
 std::int32_t ZevraStopCapture(ZevraHandle handle) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraStopCapture");
     if (handle != nullptr) handle->StopCapture();
     return S_OK;
@@ -124,7 +123,7 @@ std::int32_t ZevraStopCapture(ZevraHandle handle) {
 }
 
 std::int32_t ZevraGetVolume(ZevraHandle handle, float* volume) {
-  return Guarded([=] {
+  return NoThrow([=] {
     const TraceScope scope("::ZevraGetVolume");
     HRESULT result = E_POINTER;
     if (handle == nullptr)

@@ -13,9 +13,8 @@ HRESULT CreateStreamEvent(UniqueHandle& event) {
 }
 
 HRESULT CreateStreamEvents(const StreamFields& stream) {
-  HRESULT result = CreateStreamEvent(stream.ready_event);
-  if (FAILED(result)) return result;
-  result = CreateStreamEvent(stream.stop_event);
+  ZEVRA_RETURN_IF_FAILED(CreateStreamEvent(stream.ready_event));
+  const HRESULT result = CreateStreamEvent(stream.stop_event);
   if (FAILED(result)) stream.ready_event.Reset();
   return result;
 }
@@ -35,8 +34,7 @@ bool IsRunning(const StreamFields& stream) {
 
 HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, void* object) {
   stream.stop_pending.store(false, std::memory_order_release);
-  const HRESULT result = CreateStreamEvents(stream);
-  if (FAILED(result)) return result;
+  ZEVRA_RETURN_IF_FAILED(CreateStreamEvents(stream));
 
   stream.thread = UniqueHandle(os::CreateThread(nullptr, 0, entry, object, 0, nullptr));
   if (!stream.thread) {

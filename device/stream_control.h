@@ -11,7 +11,7 @@
 
 namespace zevra {
 
-// One stream of a device object: its fields, and what tells its messages apart.
+// Bundles one stream's fields, and what tells its messages apart.
 struct StreamFields {
   UniqueHandle& thread;
   UniqueHandle& ready_event;        // set by the stream's thread, awaited by the start

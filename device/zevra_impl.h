@@ -8,7 +8,7 @@
 #include "platform/owners.h"
 #include "zevra/zevra.h"
 
-// The device object behind a handle: one opened endpoint with room for two independent streams, a
+// The device object behind a handle: one opened endpoint and up to two independent streams, a
 // capture and a silent render. One thread at a time drives an object. The stream threads read its
 // fields, which are written before a thread starts and do not change while it runs.
 //
@@ -59,8 +59,9 @@ struct ZevraImpl {
   zevra::UniqueHandle play_stop_event;
 
  private:
-  // True for the one of the start and the capture thread that lets go of the object last.
-  bool LetGo() { return capture_keepers_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+  // StartCapture and the capture thread each hold a reference; true if this dropped the last. The
+  // callback may close the handle before StartCapture has returned.
+  bool DropReference() { return capture_references_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
   static DWORD CaptureThread(void* argument);
   static DWORD PlayThread(void* argument);
   zevra::StreamFields CaptureFields();
@@ -72,9 +73,8 @@ struct ZevraImpl {
   std::atomic<bool> play_stop_pending_{false};
   // The host closed the object from inside its callback. Only the capture thread touches it.
   bool close_after_capture_ = false;
-  // The start call and the capture thread. After such a close, which may come while the start is
-  // still on its way out, the later of the two ends the object.
-  std::atomic<int> capture_keepers_{0};
+  // After a close from inside the callback, the last of them frees the object.
+  std::atomic<int> capture_references_{0};
 };
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef ZEVRA_STREAM_FAILURE_H
 #define ZEVRA_STREAM_FAILURE_H
 
-#include "log/gate.h"
+#include "log/log.h"
 #include "platform/result.h"
 
 namespace zevra {

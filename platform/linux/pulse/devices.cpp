@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/com_object.h"
-#include "platform/linux/class_factories.h"
+#include "platform/linux/com.h"
 #include "platform/linux/pulse/client.h"
 #include "platform/linux/pulse/endpoints.h"
 #include "platform/linux/unicode.h"

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_DEVICE_DEVICE_LIST_H
-#define ZEVRA_DEVICE_DEVICE_LIST_H
+#ifndef ZEVRA_DEVICE_ENDPOINT_LOOKUP_H
+#define ZEVRA_DEVICE_ENDPOINT_LOOKUP_H
 
 #include "platform/api.h"
 #include "zevra/zevra.h"
