@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "support/scripted_mf.h"
 #include "support/scripted_platform.h"
@@ -6,109 +9,77 @@
 namespace zevra::test {
 namespace {
 
-const Operations& System() { return SystemOperations(); }
+template <std::size_t Size>
+struct Name {
+  char text[Size];
+  consteval Name(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+};
 
-HANDLE Counted(HANDLE handle) {
-  if (handle != nullptr) CurrentScript().CountHandle(1);
-  return handle;
+// In the place of a failing result: the call always goes through.
+struct Never {};
+
+// What the journal says of a call beside its name.
+template <class... Arguments>
+std::string Detail(const Arguments&...) {
+  return {};
+}
+std::string Detail(HANDLE, const LARGE_INTEGER* due, LONG period, PTIMERAPCROUTINE, LPVOID, BOOL) {
+  return std::to_string(due->QuadPart) + " " + std::to_string(period);
+}
+std::string Detail(DWORD count, const HANDLE* handles, BOOL, DWORD) {
+  std::string kinds;
+  for (DWORD i = 0; i < count; ++i)
+    kinds += (i == 0 ? "" : " ") + CurrentScript().KindOfHandle(handles[i]);
+  return kinds;
 }
 
-HRESULT Initialize(LPVOID reserved) {
-  return CurrentScript().Fails("CoInitialize") ? kFailure : System().CoInitialize(reserved);
-}
-
-void Uninitialize() {
-  CurrentScript().Fails("CoUninitialize");
-  System().CoUninitialize();
-}
-
-HANDLE CreateEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL initial, LPCWSTR name) {
-  if (CurrentScript().FailsWithLastError("CreateEventW")) return nullptr;
-  return Counted(System().CreateEventW(security, manual, initial, name));
-}
-
-BOOL SetEventTapped(HANDLE event) {
-  CurrentScript().Fails("SetEvent");
-  return System().SetEvent(event);
-}
-
-HANDLE CreateThreadTapped(SECURITY_ATTRIBUTES* security, std::size_t stack,
-                          PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* id) {
-  if (CurrentScript().FailsWithLastError("CreateThread")) return nullptr;
-  return Counted(System().CreateThread(security, stack, entry, argument, flags, id));
-}
-
-HANDLE CreateTimer(SECURITY_ATTRIBUTES* security, BOOL manual, LPCWSTR name) {
-  if (CurrentScript().FailsWithLastError("CreateWaitableTimerW")) return nullptr;
-  return Counted(System().CreateWaitableTimerW(security, manual, name));
-}
-
-BOOL SetTimerTapped(HANDLE timer, const LARGE_INTEGER* due, LONG period, PTIMERAPCROUTINE routine,
-                    LPVOID argument, BOOL resume) {
-  const std::string detail = std::to_string(due->QuadPart) + " " + std::to_string(period);
-  if (CurrentScript().FailsWithLastError("SetWaitableTimer", detail)) return FALSE;
-  return System().SetWaitableTimer(timer, due, period, routine, argument, resume);
-}
-
-BOOL CancelTimer(HANDLE timer) {
-  CurrentScript().Fails("CancelWaitableTimer");
-  return System().CancelWaitableTimer(timer);
-}
-
-DWORD WaitForAny(DWORD count, const HANDLE* handles, BOOL all, DWORD timeout) {
-  if (CurrentScript().FailsWithLastError("WaitForMultipleObjects")) return WAIT_FAILED;
-  return System().WaitForMultipleObjects(count, handles, all, timeout);
-}
-
-DWORD WaitForOne(HANDLE handle, DWORD timeout) {
-  CurrentScript().Fails("WaitForSingleObject");
-  return System().WaitForSingleObject(handle, timeout);
+// Notes the call, then passes it on to the system or gives `failure` where it is told to fail.
+template <Name name, auto member, auto failure, class Result, class... Arguments>
+Result Tap(Arguments... arguments) {
+  const bool fails = CurrentScript().FailsWithLastError(name.text, Detail(arguments...));
+  if constexpr (!std::is_same_v<std::remove_cv_t<decltype(failure)>, Never>)
+    if (fails) return failure;
+  if constexpr (std::string_view(name.text).starts_with("Create")) {
+    HANDLE const handle = (SystemOperations().*member)(arguments...);
+    if (handle != nullptr) CurrentScript().AddHandle(handle, name.text);
+    return handle;
+  } else {
+    return (SystemOperations().*member)(arguments...);
+  }
 }
 
 BOOL Close(HANDLE handle) {
   CurrentScript().Fails("CloseHandle");
-  const BOOL closed = System().CloseHandle(handle);
-  if (closed != FALSE) CurrentScript().CountHandle(-1);
-  return closed;
+  CurrentScript().RemoveHandle(handle);
+  return SystemOperations().CloseHandle(handle);
 }
 
-void SleepTapped(DWORD milliseconds) {
+void ShortSleep(DWORD milliseconds) {
   ScriptedPlatform& script = CurrentScript();
   script.Fails("Sleep", std::to_string(milliseconds));
-  System().Sleep(script.sleep_for_real ? milliseconds : 1);
+  SystemOperations().Sleep(script.sleep_for_real ? milliseconds : 1);
 }
 
-HANDLE SetThreadClass(LPCWSTR task, DWORD* index) {
-  if (CurrentScript().FailsWithLastError("AvSetMmThreadCharacteristicsW")) return nullptr;
-  return System().AvSetMmThreadCharacteristicsW(task, index);
-}
-
-HRESULT StartMediaFoundation(ULONG version, DWORD flags) {
-  return CurrentScript().Fails("MFStartup") ? kFailure : System().MFStartup(version, flags);
-}
-
-HRESULT ShutDownMediaFoundation() {
-  CurrentScript().Fails("MFShutdown");
-  return System().MFShutdown();
-}
-
+using O = Operations;
 constexpr Operations kTapped = {
-    .CoInitialize = Initialize,
-    .CoUninitialize = Uninitialize,
-    .CreateEventW = CreateEvent,
-    .SetEvent = SetEventTapped,
-    .CreateThread = CreateThreadTapped,
-    .CreateWaitableTimerW = CreateTimer,
-    .SetWaitableTimer = SetTimerTapped,
-    .CancelWaitableTimer = CancelTimer,
-    .WaitForMultipleObjects = WaitForAny,
-    .WaitForSingleObject = WaitForOne,
+    .CoInitialize = Tap<"CoInitialize", &O::CoInitialize, kFailure>,
+    .CoUninitialize = Tap<"CoUninitialize", &O::CoUninitialize, Never{}>,
+    .CreateEventW = Tap<"CreateEventW", &O::CreateEventW, nullptr>,
+    .SetEvent = Tap<"SetEvent", &O::SetEvent, Never{}>,
+    .CreateThread = Tap<"CreateThread", &O::CreateThread, nullptr>,
+    .CreateWaitableTimerW = Tap<"CreateWaitableTimerW", &O::CreateWaitableTimerW, nullptr>,
+    .SetWaitableTimer = Tap<"SetWaitableTimer", &O::SetWaitableTimer, FALSE>,
+    .CancelWaitableTimer = Tap<"CancelWaitableTimer", &O::CancelWaitableTimer, Never{}>,
+    .WaitForMultipleObjects =
+        Tap<"WaitForMultipleObjects", &O::WaitForMultipleObjects, WAIT_FAILED>,
+    .WaitForSingleObject = Tap<"WaitForSingleObject", &O::WaitForSingleObject, Never{}>,
     .CloseHandle = Close,
     .GetLastError = ::GetLastError,
-    .Sleep = SleepTapped,
-    .AvSetMmThreadCharacteristicsW = SetThreadClass,
-    .MFStartup = StartMediaFoundation,
-    .MFShutdown = ShutDownMediaFoundation,
+    .Sleep = ShortSleep,
+    .AvSetMmThreadCharacteristicsW =
+        Tap<"AvSetMmThreadCharacteristicsW", &O::AvSetMmThreadCharacteristicsW, nullptr>,
+    .MFStartup = Tap<"MFStartup", &O::MFStartup, kFailure>,
+    .MFShutdown = Tap<"MFShutdown", &O::MFShutdown, Never{}>,
     .MFCreateMediaType = CreateScriptedMediaType,
     .MFCreateSample = CreateScriptedSample,
     .MFCreateMemoryBuffer = CreateScriptedBuffer,

@@ -111,7 +111,7 @@ class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerP
   HRESULT SetInputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetInputType"); }
   HRESULT SetOutputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetOutputType"); }
   HRESULT GetInputStatus(DWORD, DWORD* flags) override {
-    *flags = MFT_INPUT_STATUS_ACCEPT_DATA;
+    *flags = script_.input_status;
     return Step("GetInputStatus");
   }
   HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t) override {

@@ -63,6 +63,27 @@ bool ScriptedPlatform::FailsWithLastError(const std::string& name, const std::st
   return fails;
 }
 
+void ScriptedPlatform::AddHandle(HANDLE handle, const std::string& maker) {
+  const std::lock_guard hold(mutex_);
+  open_handles_[handle] = maker;
+}
+
+void ScriptedPlatform::RemoveHandle(HANDLE handle) {
+  const std::lock_guard hold(mutex_);
+  open_handles_.erase(handle);
+}
+
+std::string ScriptedPlatform::KindOfHandle(HANDLE handle) const {
+  const std::lock_guard hold(mutex_);
+  const auto found = open_handles_.find(handle);
+  return found != open_handles_.end() ? found->second : "closed";
+}
+
+int ScriptedPlatform::OpenHandles() const {
+  const std::lock_guard hold(mutex_);
+  return static_cast<int>(open_handles_.size());
+}
+
 std::vector<std::string> ScriptedPlatform::Journal(const std::string& side) const {
   const std::lock_guard hold(mutex_);
   std::vector<std::string> calls;

@@ -1,7 +1,6 @@
 #ifndef ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 #define ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -57,6 +56,7 @@ class ScriptedPlatform {
   REFERENCE_TIME device_period = 100'000;
   std::vector<ScriptedPacket> packets;
   std::vector<std::vector<BYTE>> pulls;  // what the transform gives for each packet, in turn
+  DWORD input_status = MFT_INPUT_STATUS_ACCEPT_DATA;
   UINT32 buffer_frames = 48'000;
   std::vector<UINT32> paddings;  // one for each GetCurrentPadding, then 0
   bool sleep_for_real = false;   // otherwise Sleep only lets other threads run
@@ -70,12 +70,15 @@ class ScriptedPlatform {
   // How often each call has been made, by its name with prefix.
   std::map<std::string, int> Counts() const;
   // Handles made and not closed.
-  int OpenHandles() const { return open_handles_; }
+  int OpenHandles() const;
 
   // For the scripted objects.
   bool Fails(const std::string& name, const std::string& detail = {});
   bool FailsWithLastError(const std::string& name, const std::string& detail = {});
-  void CountHandle(int change) { open_handles_ += change; }
+  void AddHandle(HANDLE handle, const std::string& maker);
+  void RemoveHandle(HANDLE handle);
+  // The name of the call that made it.
+  std::string KindOfHandle(HANDLE handle) const;
 
  private:
   std::string Side() const;
@@ -85,7 +88,7 @@ class ScriptedPlatform {
   std::map<std::string, int> counts_;
   std::map<std::string, int> failures_;
   std::vector<std::pair<std::string, std::string>> journal_;
-  std::atomic<int> open_handles_{0};
+  std::map<HANDLE, std::string> open_handles_;
   std::vector<std::unique_ptr<ClassRegistration>> classes_;
 };
 
