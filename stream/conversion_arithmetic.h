@@ -26,7 +26,7 @@ constexpr bool CanConvert(const ZevraAudioFormat& source, const ZevraAudioFormat
 // Bytes to offer for the output of a packet of `packet_bytes`: the packet's length in the target
 // format, taken up to a whole number of blocks, and 16 blocks more for what the transform has held
 // back. Only for formats that CanConvert lets pass. 32 bits: an absurd rate wraps, which offers
-// less room and takes more requests.
+// fewer bytes and takes more requests.
 constexpr std::uint32_t OutputCapacity(const ZevraAudioFormat& source,
                                        const ZevraAudioFormat& target, std::uint32_t packet_bytes) {
   const std::uint32_t block = BlockBytes(target);

@@ -12,6 +12,7 @@ namespace {
 template <std::size_t Size>
 struct Name {
   char text[Size];
+  // NOLINTNEXTLINE(google-explicit-constructor): a literal stands for it
   consteval Name(const char (&name)[Size]) { std::copy_n(name, Size, text); }
 };
 
