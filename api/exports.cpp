@@ -9,9 +9,11 @@
 #include "log/process_logger.h"
 #include "platform/calls.h"
 #include "platform/result.h"
+#include "stream/failure.h"
 #include "zevra/zevra.h"
 
 using zevra::Hex;
+using zevra::LogFailure;
 using zevra::NoThrow;
 using zevra::TraceScope;
 
@@ -61,10 +63,7 @@ std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::ui
     if (handle == nullptr) return E_POINTER;
     auto object = std::make_unique<ZevraImpl>();
     const HRESULT result = object->OpenDevice(name, data_flow);
-    if (FAILED(result)) {
-      ZEVRA_LOG_ERROR("::ZevraOpenDevice | error | OpenDevice %x", Hex(result));
-      return result;
-    }
+    if (FAILED(result)) return LogFailure("::ZevraOpenDevice", "OpenDevice", result);
     *handle = object.release();
     return result;
   });
@@ -86,7 +85,7 @@ std::int32_t ZevraStartPlay(ZevraHandle handle) {
     const TraceScope scope("::ZevraCaptureDevice");
     const HRESULT result = handle == nullptr ? E_HANDLE : handle->StartPlay();
     // A thread that could not be created gives a positive code, which is a failure here.
-    if (result != S_OK) ZEVRA_LOG_ERROR("::ZevraStartCapture | error | StartPlay %x", Hex(result));
+    if (result != S_OK) LogFailure("::ZevraStartCapture", "StartPlay", result);
     return result;
   });
 }
@@ -108,8 +107,7 @@ std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* forma
       result = E_HANDLE;
     else if (format != nullptr)
       result = handle->StartCapture(format, callback, context);
-    if (FAILED(result))
-      ZEVRA_LOG_ERROR("::ZevraStartCapture | error | StartCapture %x", Hex(result));
+    if (FAILED(result)) LogFailure("::ZevraStartCapture", "StartCapture", result);
     return result;
   });
 }
@@ -130,7 +128,7 @@ std::int32_t ZevraGetVolume(ZevraHandle handle, float* volume) {
       result = E_HANDLE;
     else if (volume != nullptr)
       result = handle->getVolume(volume);
-    if (FAILED(result)) ZEVRA_LOG_ERROR("::ZevraGetVolume | error | getVolume %x", Hex(result));
+    if (FAILED(result)) LogFailure("::ZevraGetVolume", "getVolume", result);
     return result;
   });
 }
