@@ -28,19 +28,19 @@ Capture::Capture(const Device& device, const AudioFormat& format)
       quiet_since_(steady_clock::now()) {
   running_capture.store(this, std::memory_order_release);
   if (const std::int32_t result = Start(); result != ZEVRA_OK) {
-    ZevraStopCapture(device_.handle());
+    device_.library().StopCapture(device_.handle());
     throw Failure("can't capture from " + device_.Text() + ": " + ResultText(result));
   }
 }
 
 Capture::~Capture() {
-  ZevraStopCapture(device_.handle());
+  device_.library().StopCapture(device_.handle());
   running_capture.store(nullptr, std::memory_order_release);
 }
 
 std::int32_t Capture::Start() {
   const ZevraAudioFormat record = format_.Record();
-  return ZevraStartCapture(device_.handle(), &record, &Capture::OnPacket, nullptr);
+  return device_.library().StartCapture(device_.handle(), &record, &Capture::OnPacket, nullptr);
 }
 
 void Capture::OnPacket(void* /*reserved*/, std::uint32_t silent, const std::uint8_t* data,
@@ -72,9 +72,9 @@ void Capture::CheckThatItRuns() {
   // A start tells both apart: it leaves a running stream alone and says so.
   const std::int32_t start_result = Start();
   if (start_result == ZEVRA_E_NOT_STOPPED) return;
-  ZevraStopCapture(device_.handle());
+  device_.library().StopCapture(device_.handle());
   float volume = 0;
-  const std::int32_t reason = ZevraGetVolume(device_.handle(), &volume);
+  const std::int32_t reason = device_.library().GetVolume(device_.handle(), &volume);
   throw Failure(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
 }
 

@@ -186,7 +186,7 @@ void AddLog(CLI::App& app, Options& options) {
   command
       .add_option("--library", options.module_path,
                   "The library whose log is meant, such as the libzevra.so that a host loads. "
-                  "Without it the copy inside this program.")
+                  "Without it the one that this program loads.")
       ->type_name("PATH");
   command.footer("zevra log --library /usr/lib/x86_64-linux-gnu/libzevra.so.1");
 }

@@ -28,8 +28,8 @@ std::string EndpointKind(Flow flow) {
   return flow == Flow::kBoth ? "endpoint" : std::string(FlowText(flow)) + " endpoint";
 }
 
-[[noreturn]] void FailUnknown(const std::string& name, Flow flow) {
-  const std::vector<std::string> names = ListNames(flow);
+[[noreturn]] void FailUnknown(const Library& library, const std::string& name, Flow flow) {
+  const std::vector<std::string> names = ListNames(library, flow);
   std::vector<std::string> alike;
   std::copy_if(names.begin(), names.end(), std::back_inserter(alike),
                [&name](const std::string& known) { return ContainsIgnoringCase(known, name); });
@@ -43,8 +43,8 @@ std::string EndpointKind(Flow flow) {
   throw Failure("no " + EndpointKind(flow) + " is named " + Quoted(name) + hint);
 }
 
-[[noreturn]] void FailAmbiguous(const std::string& name, Flow flow) {
-  const std::vector<std::string> names = ListNames(flow);
+[[noreturn]] void FailAmbiguous(const Library& library, const std::string& name, Flow flow) {
+  const std::vector<std::string> names = ListNames(library, flow);
   const auto shared = std::count_if(names.begin(), names.end(), [&name](const std::string& known) {
     return EqualIgnoringCase(known, name);
   });
@@ -55,27 +55,27 @@ std::string EndpointKind(Flow flow) {
 }
 
 // The name as the endpoint itself writes it.
-std::string ProperName(const std::string& name, Flow flow) {
-  for (const std::string& known : ListNames(flow))
+std::string ProperName(const Library& library, const std::string& name, Flow flow) {
+  for (const std::string& known : ListNames(library, flow))
     if (EqualIgnoringCase(known, name)) return known;
   return name;
 }
 
-Device OpenByName(const std::string& name, Flow flow) {
+Device OpenByName(const Library& library, const std::string& name, Flow flow) {
   const Utf16 wide = ToUtf16(name);
   std::vector<Device> found;
   for (const Flow one : {Flow::kRender, Flow::kCapture}) {
     if (flow != Flow::kBoth && flow != one) continue;
     ZevraHandle handle = nullptr;
-    const std::int32_t result = ZevraOpenDevice(&handle, wide.c_str(), DataFlow(one));
+    const std::int32_t result = library.OpenDevice(&handle, wide.c_str(), DataFlow(one));
     if (result >= 0)
-      found.emplace_back(handle, ProperName(name, one), one);
+      found.emplace_back(library, handle, ProperName(library, name, one), one);
     else if (result == ZEVRA_E_UNEXPECTED)
-      FailAmbiguous(name, one);
+      FailAmbiguous(library, name, one);
     else if (result != ZEVRA_E_NOT_FOUND)
       throw Failure("can't open " + Quoted(name) + ": " + ResultText(result));
   }
-  if (found.empty()) FailUnknown(name, flow);
+  if (found.empty()) FailUnknown(library, name, flow);
   if (found.size() > 1) {
     throw Failure("a render endpoint and a capture endpoint are both named " +
                   Quoted(found[0].name()) + "; choose with --flow render or --flow capture");
@@ -83,18 +83,19 @@ Device OpenByName(const std::string& name, Flow flow) {
   return std::move(found.front());
 }
 
-Device OpenDefault(Flow flow) {
-  const std::string name = DefaultEndpointName(flow);
+Device OpenDefault(const Session& session, Flow flow) {
+  const Library& library = session.library();
+  const std::string name = DefaultEndpointName(session.builtin(), flow);
   // The library takes its default endpoint for loopback only, so another is opened by its name.
   if (flow == Flow::kCapture) {
     if (name.empty()) throw Failure("there is no default capture endpoint");
-    return OpenByName(name, flow);
+    return OpenByName(library, name, flow);
   }
   ZevraHandle handle = nullptr;
-  const std::int32_t result = ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
+  const std::int32_t result = library.OpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
   if (result == ZEVRA_E_NOT_FOUND) throw Failure("there is no default render endpoint");
   if (result < 0) throw Failure("can't open the default endpoint: " + ResultText(result));
-  return {handle, name, Flow::kRender};
+  return {library, handle, name, Flow::kRender};
 }
 
 }  // namespace
@@ -104,15 +105,16 @@ std::string Device::Text() const {
   return Quoted(name_);
 }
 
-Device OpenDevice(const EndpointChoice& choice) {
-  if (choice.name) return OpenByName(*choice.name, choice.flow.value_or(Flow::kBoth));
-  return OpenDefault(choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
+Device OpenDevice(const Session& session, const EndpointChoice& choice) {
+  if (choice.name)
+    return OpenByName(session.library(), *choice.name, choice.flow.value_or(Flow::kBoth));
+  return OpenDefault(session, choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
 }
 
-std::vector<std::string> ListNames(Flow flow) {
-  const auto list_function = flow == Flow::kRender    ? ZevraGetInnerRecordDeviceList
-                             : flow == Flow::kCapture ? ZevraGetOutRecordDeviceList
-                                                      : ZevraGetDeviceList;
+std::vector<std::string> ListNames(const Library& library, Flow flow) {
+  const auto list_function = flow == Flow::kRender    ? library.GetInnerRecordDeviceList
+                             : flow == Flow::kCapture ? library.GetOutRecordDeviceList
+                                                      : library.GetDeviceList;
   ZevraDeviceList list{};
   const std::int32_t result = list_function(&list);
   if (result < 0 && list.count == 0)

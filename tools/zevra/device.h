@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/zevra/options.h"
+#include "tools/zevra/session.h"
 #include "zevra/zevra.h"
 
 namespace zevra::command {
@@ -13,15 +14,17 @@ namespace zevra::command {
 // An opened endpoint.
 class Device {
  public:
-  Device(ZevraHandle handle, std::string name, Flow flow)
-      : handle_(handle), name_(std::move(name)), flow_(flow) {}
-  ~Device() { ZevraCloseDevice(handle_); }
+  Device(const Library& library, ZevraHandle handle, std::string name, Flow flow)
+      : library_(library), handle_(handle), name_(std::move(name)), flow_(flow) {}
+  ~Device() { library_.CloseDevice(handle_); }
   Device(Device&& other) noexcept
-      : handle_(std::exchange(other.handle_, nullptr)),
+      : library_(other.library_),
+        handle_(std::exchange(other.handle_, nullptr)),
         name_(std::move(other.name_)),
         flow_(other.flow_) {}
   Device& operator=(Device&&) = delete;
 
+  const Library& library() const { return library_; }
   ZevraHandle handle() const { return handle_; }
   // Empty where the default endpoint's name cannot be had.
   const std::string& name() const { return name_; }
@@ -31,6 +34,7 @@ class Device {
   Flow flow() const { return flow_; }
 
  private:
+  const Library& library_;
   ZevraHandle handle_;
   std::string name_;
   Flow flow_;
@@ -38,10 +42,10 @@ class Device {
 
 // Opens what was chosen: by name in the flow chosen, else in both, or the default endpoint, which
 // is a render endpoint unless capture was chosen. Failure where that is nothing or more than one.
-Device OpenDevice(const EndpointChoice& choice);
+Device OpenDevice(const Session& session, const EndpointChoice& choice);
 
 // The names of a flow's endpoints as the library lists them. Failure where it cannot.
-std::vector<std::string> ListNames(Flow flow);
+std::vector<std::string> ListNames(const Library& library, Flow flow);
 
 const char* FlowText(Flow flow);
 

@@ -1,90 +1,122 @@
 #include "tools/zevra/endpoint_facts.h"
 
-#include <cstring>
+#include <pulse/context.h>
+#include <pulse/introspect.h>
+#include <pulse/mainloop.h>
 
-#include "platform/api.h"
-#include "platform/owners.h"
-#include "tools/zevra/text.h"
+#include <algorithm>
+#include <chrono>
+#include <memory>
 
 namespace zevra::command {
 namespace {
 
-ComPtr<IMMDeviceEnumerator> NewEnumerator() {
-  ComPtr<IMMDeviceEnumerator> enumerator;
-  os::CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator,
-                       enumerator.PutVoid());
-  return enumerator;
-}
+using std::chrono::steady_clock;
 
-std::optional<std::string> NameOf(IMMDevice& device) {
-  ComPtr<IPropertyStore> properties;
-  if (FAILED(device.OpenPropertyStore(STGM_READ, properties.Put()))) return {};
-  PropVariant name;
-  if (FAILED(properties->GetValue(PKEY_Device_FriendlyName, name.Put()))) return {};
-  if (name.Get().vt != VT_LPWSTR) return {};
-  return ToUtf8(name.Get().pwszVal);
-}
+constexpr std::chrono::seconds kTimeout{5};
+// The library mixes what has more down to this many channels.
+constexpr unsigned kMostChannels = 8;
 
-bool IsFloat(const WAVEFORMATEX& format) {
-  if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE)
-    return format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
-  WAVEFORMATEXTENSIBLE extensible{};
-  std::memcpy(&extensible, &format, sizeof(extensible));
-  return IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT);
-}
-
-std::optional<MixFormat> MixFormatOf(IMMDevice& device) {
-  ComPtr<IAudioClient> client;
-  if (FAILED(device.Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()))) return {};
-  TaskMemory<WAVEFORMATEX> format;
-  if (FAILED(client->GetMixFormat(format.Put()))) return {};
-  return MixFormat{IsFloat(*format.Get()), format->wBitsPerSample, format->nSamplesPerSec,
-                   format->nChannels};
-}
-
-std::string DefaultName(IMMDeviceEnumerator& enumerator, EDataFlow flow) {
-  ComPtr<IMMDevice> device;
-  if (FAILED(enumerator.GetDefaultAudioEndpoint(flow, eConsole, device.Put()))) return {};
-  return NameOf(*device.Get()).value_or(std::string());
-}
-
-void AddFlow(IMMDeviceEnumerator& enumerator, Flow flow, bool with_formats,
-             std::vector<EndpointFacts>& facts) {
-  const EDataFlow platform_flow = flow == Flow::kRender ? eRender : eCapture;
-  ComPtr<IMMDeviceCollection> devices;
-  UINT count = 0;
-  if (FAILED(enumerator.EnumAudioEndpoints(platform_flow, DEVICE_STATE_ACTIVE, devices.Put())) ||
-      FAILED(devices->GetCount(&count)))
-    return;
-  const std::string default_name = DefaultName(enumerator, platform_flow);
-  for (UINT index = 0; index < count; ++index) {
-    ComPtr<IMMDevice> device;
-    if (FAILED(devices->Item(index, device.Put()))) continue;
-    const auto name = NameOf(*device.Get());
-    if (!name) continue;
-    EndpointFacts& fact = facts.emplace_back();
-    fact.name = *name;
-    fact.flow = flow;
-    fact.is_default = *name == default_name;
-    if (with_formats) fact.mix_format = MixFormatOf(*device.Get());
+struct Free {
+  void operator()(pa_mainloop* loop) const { pa_mainloop_free(loop); }
+  void operator()(pa_context* context) const {
+    pa_context_disconnect(context);
+    pa_context_unref(context);
   }
+  void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
+};
+using Operation = std::unique_ptr<pa_operation, Free>;
+
+// What the server answers.
+struct Answers {
+  std::string default_sink;
+  std::string default_source;
+  std::vector<EndpointFacts> facts;
+  std::vector<std::string> server_names;  // of facts
+
+  template <class Info>
+  void Add(const Info& info, Flow flow) {
+    const char* const text = info.description != nullptr ? info.description : "";
+    facts.push_back({*text != '\0' ? text : info.name, flow, false, info.sample_spec.rate,
+                     std::min<unsigned>(info.sample_spec.channels, kMostChannels)});
+    server_names.emplace_back(info.name);
+  }
+};
+
+void OnServer(pa_context*, const pa_server_info* info, void* user_data) {
+  if (info == nullptr) return;
+  auto& answers = *static_cast<Answers*>(user_data);
+  if (info->default_sink_name != nullptr) answers.default_sink = info->default_sink_name;
+  if (info->default_source_name != nullptr) answers.default_source = info->default_source_name;
+}
+
+void OnSink(pa_context*, const pa_sink_info* info, int, void* user_data) {
+  if (info != nullptr) static_cast<Answers*>(user_data)->Add(*info, Flow::kRender);
+}
+
+void OnSource(pa_context*, const pa_source_info* info, int, void* user_data) {
+  // A monitor is how a sink is recorded, no endpoint of its own.
+  if (info != nullptr && info->monitor_of_sink == PA_INVALID_INDEX)
+    static_cast<Answers*>(user_data)->Add(*info, Flow::kCapture);
+}
+
+// False where the server takes too long.
+template <class Condition>
+bool RunUntil(pa_mainloop* loop, const Condition& condition) {
+  const auto end = steady_clock::now() + kTimeout;
+  while (!condition()) {
+    const auto left = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
+    if (left.count() <= 0 || pa_mainloop_prepare(loop, static_cast<int>(left.count())) < 0 ||
+        pa_mainloop_poll(loop) < 0 || pa_mainloop_dispatch(loop) < 0)
+      return false;
+  }
+  return true;
+}
+
+bool AskServer(Answers& answers) {
+  const std::unique_ptr<pa_mainloop, Free> loop(pa_mainloop_new());
+  const std::unique_ptr<pa_context, Free> context(
+      pa_context_new(pa_mainloop_get_api(loop.get()), "zevra"));
+  if (pa_context_connect(context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return false;
+  const auto state = [&] { return pa_context_get_state(context.get()); };
+  const bool decided = RunUntil(
+      loop.get(), [&] { return state() == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state()); });
+  if (!decided || state() != PA_CONTEXT_READY) return false;
+
+  const Operation operations[] = {
+      Operation(pa_context_get_server_info(context.get(), OnServer, &answers)),
+      Operation(pa_context_get_sink_info_list(context.get(), OnSink, &answers)),
+      Operation(pa_context_get_source_info_list(context.get(), OnSource, &answers))};
+  return RunUntil(loop.get(), [&operations] {
+    return std::none_of(std::begin(operations), std::end(operations), [](const Operation& one) {
+      return one && pa_operation_get_state(one.get()) == PA_OPERATION_RUNNING;
+    });
+  });
 }
 
 }  // namespace
 
-std::vector<EndpointFacts> FindEndpointFacts(bool with_formats) {
-  std::vector<EndpointFacts> facts;
-  if (const auto enumerator = NewEnumerator()) {
-    AddFlow(*enumerator.Get(), Flow::kRender, with_formats, facts);
-    AddFlow(*enumerator.Get(), Flow::kCapture, with_formats, facts);
+std::vector<EndpointFacts> FindEndpointFacts(bool builtin) {
+  if (builtin) {
+    return {{"Built-in Speakers", Flow::kRender, true, 48000, 2},
+            {"Built-in Headphones", Flow::kRender, false, 48000, 2},
+            {"Built-in Microphone", Flow::kCapture, true, 44100, 1}};
   }
-  return facts;
+  Answers answers;
+  if (!AskServer(answers)) return {};
+  for (std::size_t i = 0; i < answers.facts.size(); ++i) {
+    EndpointFacts& facts = answers.facts[i];
+    facts.is_default =
+        answers.server_names[i] ==
+        (facts.flow == Flow::kRender ? answers.default_sink : answers.default_source);
+  }
+  return answers.facts;
 }
 
-std::string DefaultEndpointName(Flow flow) {
-  const auto enumerator = NewEnumerator();
-  if (!enumerator) return {};
-  return DefaultName(*enumerator.Get(), flow == Flow::kRender ? eRender : eCapture);
+std::string DefaultEndpointName(bool builtin, Flow flow) {
+  for (const EndpointFacts& facts : FindEndpointFacts(builtin))
+    if (facts.flow == flow && facts.is_default) return facts.name;
+  return {};
 }
 
 }  // namespace zevra::command

@@ -1,7 +1,6 @@
 #ifndef ZEVRA_TOOLS_ZEVRA_ENDPOINT_FACTS_H
 #define ZEVRA_TOOLS_ZEVRA_ENDPOINT_FACTS_H
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,29 +8,22 @@
 
 namespace zevra::command {
 
-struct MixFormat {
-  bool is_float = false;
-  unsigned bits = 0;
-  unsigned rate = 0;
-  unsigned channels = 0;
-};
-
-// What a person wants to know of an endpoint and the twelve functions do not tell. All sound goes
-// through those; this is asked of the platform's own endpoint list, beside them, and everything
-// works without it.
+// What a person wants to know of an endpoint and the twelve functions do not tell.
 struct EndpointFacts {
   std::string name;
   Flow flow = Flow::kRender;
   bool is_default = false;
-  std::optional<MixFormat> mix_format;
+  // Of the mix, whose samples are 32-bit floats.
+  unsigned rate = 0;
+  unsigned channels = 0;
 };
 
-// Every active endpoint in the platform's order; empty where nothing can be had. On a thread that
-// has called ZevraInitialize. `with_formats` costs a connection for each endpoint.
-std::vector<EndpointFacts> FindEndpointFacts(bool with_formats);
+// Asks the sound server; empty where it does not answer, and everything works without them. Those
+// of the built-in endpoints are known.
+std::vector<EndpointFacts> FindEndpointFacts(bool builtin);
 
 // The name of a flow's default endpoint, empty where there is none.
-std::string DefaultEndpointName(Flow flow);
+std::string DefaultEndpointName(bool builtin, Flow flow);
 
 }  // namespace zevra::command
 

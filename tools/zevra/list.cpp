@@ -19,50 +19,45 @@ namespace {
 struct Row {
   std::string name;
   Flow flow;
-  std::optional<bool> is_default;
   std::optional<float> volume;
-  std::optional<MixFormat> mix_format;
+  std::optional<EndpointFacts> facts;
 };
 
-std::optional<float> VolumeOf(const std::string& name, Flow flow) {
+std::optional<float> VolumeOf(const Session& session, const std::string& name, Flow flow) {
   EndpointChoice choice;
   choice.name = name;
   choice.flow = flow;
   try {
-    const Device device = OpenDevice(choice);
+    const Device device = OpenDevice(session, choice);
     float volume = 0;
-    if (ZevraGetVolume(device.handle(), &volume) >= 0) return volume;
+    if (session.library().GetVolume(device.handle(), &volume) >= 0) return volume;
   } catch (const Failure&) {
     // Two endpoints share the name: it is listed, and cannot be opened.
   }
   return {};
 }
 
-std::vector<Row> FindRows() {
-  const std::vector<EndpointFacts> facts = FindEndpointFacts(true);
+std::vector<Row> FindRows(const Session& session) {
+  const std::vector<EndpointFacts> facts = FindEndpointFacts(session.builtin());
   std::vector<Row> rows;
   for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
-    for (const std::string& name : ListNames(flow)) {
-      Row row{name, flow, {}, VolumeOf(name, flow), {}};
+    for (const std::string& name : ListNames(session.library(), flow)) {
+      Row row{name, flow, VolumeOf(session, name, flow), {}};
       const auto same = [&](const EndpointFacts& fact) {
         return fact.flow == flow && fact.name == name;
       };
       // Facts of endpoints that share a name cannot be told apart.
-      if (std::count_if(facts.begin(), facts.end(), same) == 1) {
-        const auto fact = std::find_if(facts.begin(), facts.end(), same);
-        row.is_default = fact->is_default;
-        row.mix_format = fact->mix_format;
-      }
+      if (std::count_if(facts.begin(), facts.end(), same) == 1)
+        row.facts = *std::find_if(facts.begin(), facts.end(), same);
       rows.push_back(std::move(row));
     }
   }
   return rows;
 }
 
-std::string MixFormatText(const std::optional<MixFormat>& format) {
-  if (!format) return "?";
-  return Format("%s%u, %u Hz, %u channel%s", format->is_float ? "f" : "s", format->bits,
-                format->rate, format->channels, format->channels == 1 ? "" : "s");
+std::string MixFormatText(const EndpointFacts& facts) {
+  return Format("f32, %u Hz, %u channel%s", facts.rate, facts.channels,
+                facts.channels == 1 ? "" : "s");
 }
 
 void PrintRows(const std::vector<Row>& rows) {
@@ -70,11 +65,11 @@ void PrintRows(const std::vector<Row>& rows) {
       {"NAME", "FLOW", "DEFAULT", "VOLUME", "MIX FORMAT"}};
   for (const Row& row : rows) {
     table.push_back({row.name, FlowText(row.flow),
-                     !row.is_default   ? "?"
-                     : *row.is_default ? "yes"
-                                       : "",
+                     !row.facts              ? "?"
+                     : row.facts->is_default ? "yes"
+                                             : "",
                      row.volume ? Format("%.0f %%", *row.volume * 100) : "?",
-                     MixFormatText(row.mix_format)});
+                     row.facts ? MixFormatText(*row.facts) : "?"});
   }
   PrintTable(table);
 }
@@ -86,14 +81,14 @@ void PrintJson(const std::vector<Row>& rows) {
     Json entry;
     entry["name"] = row.name;
     entry["flow"] = FlowText(row.flow);
-    entry["default"] = row.is_default ? Json(*row.is_default) : Json();
+    entry["default"] = row.facts ? Json(row.facts->is_default) : Json();
     entry["volume"] = row.volume ? Json(*row.volume) : Json();
     entry["mixFormat"] = nullptr;
-    if (const auto& format = row.mix_format) {
-      entry["mixFormat"] = {{"sampleKind", format->is_float ? "float" : "pcm"},
-                            {"bits", format->bits},
-                            {"rate", format->rate},
-                            {"channels", format->channels}};
+    if (const auto& facts = row.facts) {
+      entry["mixFormat"] = {{"sampleKind", "float"},
+                            {"bits", 32},
+                            {"rate", facts->rate},
+                            {"channels", facts->channels}};
     }
     list.push_back(std::move(entry));
   }
@@ -104,7 +99,7 @@ void PrintJson(const std::vector<Row>& rows) {
 
 void List(const Options& options) {
   const Session session(options.endpoint.builtin);
-  const std::vector<Row> rows = FindRows();
+  const std::vector<Row> rows = FindRows(session);
   if (options.json) {
     PrintJson(rows);
     return;

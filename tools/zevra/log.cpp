@@ -2,22 +2,14 @@
 #include <filesystem>
 
 #include "log/report.h"
-#include "platform/modules.h"
 #include "tools/zevra/commands.h"
 #include "tools/zevra/failure.h"
+#include "tools/zevra/session.h"
 #include "tools/zevra/table.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
-
-constexpr std::size_t kPathBytes = 4096;
-
-std::string OwnPath() {
-  std::string path(kPathBytes, '\0');
-  path.resize(ModulePath(kThisLibrary, path.data(), path.size()));
-  return path;
-}
 
 std::string FullPath(const std::string& library) {
   std::error_code error;
@@ -30,7 +22,7 @@ std::string FullPath(const std::string& library) {
 
 void Log(const Options& options) {
   const std::string library =
-      options.module_path.empty() ? OwnPath() : FullPath(options.module_path);
+      options.module_path.empty() ? Library(false).Path() : FullPath(options.module_path);
   const Log_Report report = describe_log(library);
   PrintTable({{"Log file", report.log_file},
               {"Settings file",

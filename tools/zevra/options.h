@@ -35,7 +35,7 @@ struct Options {
   bool json = false;
   // Where the recording goes; "-" for raw audio on standard output.
   std::string file;
-  // Whose log is meant; empty for the copy of the library in this program.
+  // Whose log is meant; empty for the library that this program loads.
   std::string module_path;
 };
 

@@ -32,10 +32,10 @@ constexpr std::chrono::seconds kGraceTime{2};
 // One recording or, without a writer, one look at the levels.
 class Recording {
  public:
-  Recording(const Options& options, Terminal& terminal)
+  Recording(const Session& session, const Options& options, Terminal& terminal)
       : options_(options),
         terminal_(terminal),
-        device_(OpenDevice(options.endpoint)),
+        device_(OpenDevice(session, options.endpoint)),
         frames_wanted_(FramesWanted(options)),
         view_(terminal, options.format.channels, options.seconds),
         total_(options.format.channels) {}
@@ -164,7 +164,7 @@ void Record(const Options& options) {
   CheckWritable(options.file, options.format);
   const Session session(options.endpoint.builtin);
   Terminal terminal(options.file == "-" ? stderr : stdout);
-  Recording(options, terminal).Run();
+  Recording(session, options, terminal).Run();
 }
 
 void Meter(const Options& options) {
@@ -173,7 +173,7 @@ void Meter(const Options& options) {
   metering.format.type = SampleType::kF32;
   const Session session(options.endpoint.builtin);
   Terminal terminal(stdout);
-  Recording(metering, terminal).Run();
+  Recording(session, metering, terminal).Run();
 }
 
 }  // namespace zevra::command

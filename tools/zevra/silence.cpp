@@ -25,7 +25,7 @@ void Silence(const Options& options) {
   const Session session(options.endpoint.builtin);
   EndpointChoice choice = options.endpoint;
   choice.flow = Flow::kRender;
-  const Device device = OpenDevice(choice);
+  const Device device = OpenDevice(session, choice);
   const KeepAlive silence(device);
   if (silence.result() != ZEVRA_OK)
     throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/compiler.h"
 #include "zevra/zevra.h"
 
 namespace zevra::command {
@@ -29,7 +28,7 @@ std::string Clipped(std::string_view text, std::size_t columns);
 std::string Quoted(std::string_view name);
 
 // Like printf into a string.
-std::string Format(const char* format, ...) ZEVRA_PRINTF(1, 2);
+[[gnu::format(printf, 1, 2)]] std::string Format(const char* format, ...);
 
 }  // namespace zevra::command
 
