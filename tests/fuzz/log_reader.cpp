@@ -4,9 +4,9 @@
 #include <filesystem>
 
 #include "fuzz.h"
-#include "log/report.h"
 #include "log/settings.h"
 #include "platform/profile.h"
+#include "tools/zevra/log_report.h"
 
 using zevra::test::Require;
 

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "log/report.h"
+#include "tools/zevra/log_report.h"
 #include "tools/zevra/commands.h"
 #include "tools/zevra/failure.h"
 #include "tools/zevra/session.h"

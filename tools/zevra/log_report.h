@@ -1,5 +1,5 @@
-#ifndef ZEVRA_LOG_REPORT_H
-#define ZEVRA_LOG_REPORT_H
+#ifndef ZEVRA_TOOLS_ZEVRA_LOG_REPORT_H
+#define ZEVRA_TOOLS_ZEVRA_LOG_REPORT_H
 
 // What a person wants to know of the log, worked out from the outside with the library's own
 // reader: no logger is made and nothing is written. One thread; throws std::bad_alloc only.

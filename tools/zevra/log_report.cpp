@@ -1,4 +1,4 @@
-#include "log/report.h"
+#include "tools/zevra/log_report.h"
 
 #include <algorithm>
 #include <cerrno>

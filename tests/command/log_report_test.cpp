@@ -1,15 +1,20 @@
-#include "log/report.h"
+#include "tools/zevra/log_report.h"
 
 #include <gmock/gmock.h>
 
-#include "log_test.h"
+#include <fstream>
+
+#include "command/command_runner.h"
 
 namespace zevra {
 namespace {
 
-using Report = test::LogTest;
-
-TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
+TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
+  const test::ScratchFolder folder;
+  const auto report_of = [&folder](const std::string& settings) {
+    std::ofstream(folder.path() / "zevra.cfu") << settings;
+    return describe_log((folder.path() / "libzevra.so").string());
+  };
   struct {
     const char *keys, *key, *value, *warning;
   } const rows[] = {
@@ -31,8 +36,7 @@ TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
       {"exclude='a;b',c", "exclude", "'a;b', c", "the quotes of 'a;b' are part"},
       {"[x]\n[Logger]\nflush=1", "flush", "0", "several sections"}};
   for (const auto& row : rows) {
-    test::Write(dir / "zevra.cfu", std::string("[logger]\n") + row.keys + "\n");
-    const Log_Report report = describe_log(Path("libzevra.so"));
+    const Log_Report report = report_of(std::string("[logger]\n") + row.keys + "\n");
     for (const Log_Setting& setting : report.settings)
       if (setting.key == row.key) EXPECT_EQ(setting.value, row.value) << row.keys;
     if (row.warning == nullptr)
@@ -40,8 +44,7 @@ TEST_F(Report, ValuesInForceAndWhatIsNotTakenAsMeant) {
     else
       EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
   }
-  test::Write(dir / "zevra.cfu", "flush=1\n");
-  EXPECT_THAT(describe_log(Path("libzevra.so")).warnings,
+  EXPECT_THAT(report_of("flush=1\n").warnings,
               testing::ElementsAre(testing::HasSubstr("no section [logger]")));
 }
 
