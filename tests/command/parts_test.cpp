@@ -4,9 +4,8 @@
 #include <thread>
 #include <vector>
 
-#include "tools/zevra/levels.h"
-#include "tools/zevra/meter_view.h"
-#include "tools/zevra/packet_ring.h"
+#include "tools/zevra/capture.h"
+#include "tools/zevra/meter.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {

@@ -7,7 +7,7 @@
 
 #include "command/command_runner.h"
 #include "tests/command/sound_file.h"
-#include "tools/zevra/levels.h"
+#include "tools/zevra/meter.h"
 
 namespace zevra::test {
 namespace {

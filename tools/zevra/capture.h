@@ -1,16 +1,57 @@
 #ifndef ZEVRA_TOOLS_ZEVRA_CAPTURE_H
 #define ZEVRA_TOOLS_ZEVRA_CAPTURE_H
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
 
 #include "tools/zevra/device.h"
-#include "tools/zevra/packet_ring.h"
 #include "tools/zevra/sample_format.h"
 
 namespace zevra::command {
+
+// Carries audio from the capture thread to the main thread, which does all slow work. One thread
+// pushes, one takes; neither waits, locks or allocates.
+class PacketRing {
+ public:
+  explicit PacketRing(std::size_t capacity_bytes) : bytes_(capacity_bytes) {}
+
+  // Whole or not at all: false if there is no room for `packet`.
+  bool Push(std::span<const std::uint8_t> packet);
+  // Moves what waits into `out`, as much as fits, and gives the number of bytes.
+  std::size_t Take(std::span<std::uint8_t> out);
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  // Bytes since the beginning, each written by one side.
+  std::atomic<std::uint64_t> pushed_{0};
+  std::atomic<std::uint64_t> taken_{0};
+};
+
+// Silence that plays on a render endpoint as long as this lives, so that the endpoint has packets
+// also while nothing else plays.
+class KeepAlive {
+ public:
+  // Look at result() for whether it plays.
+  explicit KeepAlive(const Device& device)
+      : device_(device), result_(device.library().StartPlay(device.handle())) {}
+  // Takes up to half a second.
+  ~KeepAlive() { device_.library().StopPlay(device_.handle()); }
+  KeepAlive(const KeepAlive&) = delete;
+  KeepAlive& operator=(const KeepAlive&) = delete;
+
+  // Of the start: 0 if the silence plays.
+  std::int32_t result() const { return result_; }
+  // False once the stream has ended by itself.
+  bool StillPlays() const;
+
+ private:
+  const Device& device_;
+  const std::int32_t result_;
+};
 
 // A capture whose audio is taken on the main thread. The library passes nothing of the host's to
 // its callback, so there is one at a time in the process.

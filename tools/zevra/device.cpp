@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "tools/zevra/endpoint_facts.h"
-#include "tools/zevra/failure.h"
-#include "tools/zevra/result_text.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {

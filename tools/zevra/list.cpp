@@ -7,9 +7,8 @@
 #include "tools/zevra/commands.h"
 #include "tools/zevra/device.h"
 #include "tools/zevra/endpoint_facts.h"
-#include "tools/zevra/failure.h"
 #include "tools/zevra/session.h"
-#include "tools/zevra/table.h"
+#include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
@@ -117,6 +116,17 @@ void List(const Options& options) {
                  "zevra: at most %d %s endpoints are listed; others can be named all the same\n",
                  ZEVRA_DEVICE_LIST_ROWS, FlowText(flow));
   }
+}
+
+void Volume(const Options& options) {
+  const Session session(options.endpoint.builtin);
+  const Device device = OpenDevice(session, options.endpoint);
+  float volume = 0;
+  const std::int32_t result = device.library().GetVolume(device.handle(), &volume);
+  if (result < 0)
+    throw Failure("can't read the volume of " + device.Text() + ": " + ResultText(result));
+  std::printf("%s: %.0f %%\n", device.name().empty() ? "default" : device.name().c_str(),
+              static_cast<double>(volume) * 100);
 }
 
 }  // namespace zevra::command

@@ -1,11 +1,10 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "tools/zevra/log_report.h"
 #include "tools/zevra/commands.h"
-#include "tools/zevra/failure.h"
+#include "tools/zevra/log_report.h"
 #include "tools/zevra/session.h"
-#include "tools/zevra/table.h"
+#include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "tools/zevra/commands.h"
-#include "tools/zevra/failure.h"
 #include "tools/zevra/options.h"
-#include "tools/zevra/signals.h"
+#include "tools/zevra/terminal.h"
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {

@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "tools/zevra/failure.h"
-#include "tools/zevra/result_text.h"
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {

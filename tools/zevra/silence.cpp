@@ -2,14 +2,13 @@
 #include <cstdio>
 #include <thread>
 
+#include "tools/zevra/capture.h"
 #include "tools/zevra/commands.h"
 #include "tools/zevra/device.h"
-#include "tools/zevra/failure.h"
-#include "tools/zevra/keep_alive.h"
-#include "tools/zevra/meter_view.h"
-#include "tools/zevra/result_text.h"
+#include "tools/zevra/meter.h"
 #include "tools/zevra/session.h"
-#include "tools/zevra/signals.h"
+#include "tools/zevra/terminal.h"
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {

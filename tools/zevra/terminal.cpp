@@ -4,8 +4,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
@@ -25,6 +31,10 @@ bool IsTerminal(std::FILE* out) {
   const char* const kind = Variable("TERM");
   return isatty(fileno(out)) == 1 && (kind == nullptr || std::strcmp(kind, "dumb") != 0);
 }
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void Note(int /*signal*/) { interrupted = 1; }
 
 }  // namespace
 
@@ -68,5 +78,34 @@ void Terminal::Erase() {
   std::fflush(out_);
   block_lines_ = 0;
 }
+
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& cells : rows) {
+    widths.resize(std::max(widths.size(), cells.size()));
+    for (std::size_t i = 0; i < cells.size(); ++i)
+      widths[i] = std::max(widths[i], Columns(cells[i]));
+  }
+  for (const auto& cells : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      line += cells[i];
+      if (i + 1 < cells.size()) line.append(widths[i] - Columns(cells[i]) + 2, ' ');
+    }
+    std::puts(line.c_str());
+  }
+}
+
+void CatchSignals() {
+  struct sigaction note {};
+  note.sa_handler = Note;
+  // Not restarting, so that a write that hangs comes back.
+  note.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &note, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool Interrupted() { return interrupted != 0; }
 
 }  // namespace zevra::command

@@ -39,6 +39,16 @@ class Terminal {
   std::size_t block_lines_ = 0;
 };
 
+// Prints rows of equally many cells on standard output, columns under each other.
+void PrintTable(const std::vector<std::vector<std::string>>& rows);
+
+// From now on the first request to end (Ctrl-C, SIGTERM, SIGHUP) is noted and a second one ends the
+// program at once; a full file or a reader that has gone shows as a failed write, not as a signal.
+void CatchSignals();
+
+// True once the program has been asked to end.
+bool Interrupted();
+
 }  // namespace zevra::command
 
 #endif

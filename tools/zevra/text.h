@@ -2,6 +2,8 @@
 #define ZEVRA_TOOLS_ZEVRA_TEXT_H
 
 #include <cstddef>
+#include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -29,6 +31,29 @@ std::string Quoted(std::string_view name);
 
 // Like printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string Format(const char* format, ...);
+
+// Exit codes of the command.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitBadArguments = 2;
+
+// Why the command ends without having done what it was asked to: one line for a person, without
+// the program's name and without a line end.
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One that the user can avoid by asking for something else.
+class BadArgument : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// What a result of the library means, for a person: words where there are any, and the value.
+std::string ResultText(std::int32_t result);
+// What an error number of the system means.
+std::string SystemText(int error);
 
 }  // namespace zevra::command
 

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_TOOLS_ZEVRA_AUDIO_WRITER_H
-#define ZEVRA_TOOLS_ZEVRA_AUDIO_WRITER_H
+#ifndef ZEVRA_TOOLS_ZEVRA_WRITER_H
+#define ZEVRA_TOOLS_ZEVRA_WRITER_H
 
 #include <cstdint>
 #include <memory>

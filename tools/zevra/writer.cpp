@@ -1,23 +1,50 @@
-#include "tools/zevra/audio_writer.h"
+#include "tools/zevra/writer.h"
 
+#include <fcntl.h>
 #include <sndfile.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "tools/zevra/failure.h"
-#include "tools/zevra/output_file.h"
-#include "tools/zevra/result_text.h"
-#include "tools/zevra/signals.h"
+#include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
+
+// A file that libsndfile writes through, so that a full disk leaves whole blocks: what does not fit
+// as a whole is not written at all. A FLAC file then ends with its last whole frame and not in the
+// middle of one.
+class OutputFile {
+ public:
+  // Makes the file or empties it; look at error().
+  explicit OutputFile(const std::string& path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Null where libsndfile does not take the format; then error() is 0.
+  SNDFILE* Open(SF_INFO& info);
+  // The error number of the first operation that failed, or 0.
+  int error() const { return error_; }
+
+ private:
+  static SF_VIRTUAL_IO Operations();
+  sf_count_t Write(const void* data, sf_count_t length);
+
+  int descriptor_;
+  int error_ = 0;
+};
+
+constexpr mode_t kMode = 0666;
 
 using std::chrono::steady_clock;
 
@@ -182,6 +209,64 @@ class StandardOutputWriter final : public AudioWriter {
   }
   void Finish() override {}
 };
+
+OutputFile::OutputFile(const std::string& path)
+    : descriptor_(open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kMode)) {
+  if (descriptor_ < 0) error_ = errno;
+}
+
+OutputFile::~OutputFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+SNDFILE* OutputFile::Open(SF_INFO& info) {
+  SF_VIRTUAL_IO operations = Operations();
+  return error_ != 0 ? nullptr : sf_open_virtual(&operations, SFM_WRITE, &info, this);
+}
+
+SF_VIRTUAL_IO OutputFile::Operations() {
+  SF_VIRTUAL_IO operations{};
+  operations.get_filelen = [](void* self) -> sf_count_t {
+    struct stat status {};
+    return fstat(static_cast<OutputFile*>(self)->descriptor_, &status) == 0 ? status.st_size : -1;
+  };
+  operations.seek = [](sf_count_t offset, int whence, void* self) -> sf_count_t {
+    return lseek(static_cast<OutputFile*>(self)->descriptor_, offset, whence);
+  };
+  operations.tell = [](void* self) -> sf_count_t {
+    return lseek(static_cast<OutputFile*>(self)->descriptor_, 0, SEEK_CUR);
+  };
+  operations.read = [](void* data, sf_count_t length, void* self) -> sf_count_t {
+    return read(static_cast<OutputFile*>(self)->descriptor_, data,
+                static_cast<std::size_t>(length));
+  };
+  operations.write = [](const void* data, sf_count_t length, void* self) -> sf_count_t {
+    return static_cast<OutputFile*>(self)->Write(data, length);
+  };
+  return operations;
+}
+
+sf_count_t OutputFile::Write(const void* data, sf_count_t length) {
+  const auto* const bytes = static_cast<const std::uint8_t*>(data);
+  const off_t begin = lseek(descriptor_, 0, SEEK_CUR);
+  for (sf_count_t done = 0; done < length;) {
+    const ssize_t written =
+        write(descriptor_, bytes + done, static_cast<std::size_t>(length - done));
+    if (written >= 0) {
+      done += written;
+    } else if (errno != EINTR) {
+      if (error_ == 0) error_ = errno;
+      // What of it came in is taken back, but only at the end: a header is no block to lose.
+      struct stat status {};
+      if (fstat(descriptor_, &status) == 0 && begin + done == status.st_size) {
+        static_cast<void>(ftruncate(descriptor_, begin) == 0 &&
+                          lseek(descriptor_, begin, SEEK_SET) == begin);
+      }
+      return 0;
+    }
+  }
+  return length;
+}
 
 }  // namespace
 

@@ -1,0 +1,244 @@
+#include "tools/zevra/meter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <numeric>
+#include <string>
+
+#include "tools/zevra/sample_format.h"
+#include "tools/zevra/terminal.h"
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+// The left end of a level bar in decibels of full scale; its right end is 0.
+inline constexpr double kQuietest = -60;
+// Columns below which a bar says nothing.
+inline constexpr std::size_t kNarrowestBar = 12;
+
+// Bars of exactly `width` columns, in what the terminal can show.
+std::string ProgressBar(const Terminal& terminal, double part, std::size_t width);
+// `decibels` as the bar and `mark` as a line that stands where the last peak was.
+std::string LevelBar(const Terminal& terminal, double decibels, double mark, std::size_t width);
+
+// Where a level stops being comfortable and where it nears the limit.
+constexpr double kLoud = -18;
+constexpr double kHot = -6;
+
+constexpr const char* kGreen = "\x1b[0;32m";
+constexpr const char* kYellow = "\x1b[0;33m";
+constexpr const char* kRed = "\x1b[0;31m";
+constexpr const char* kDim = "\x1b[0;2m";
+constexpr const char* kPlain = "\x1b[0m";
+
+constexpr unsigned kStepsPerColumn = 8;
+
+// A column filled by so many eighths from the left.
+const char* Eighths(unsigned eighths) {
+  static constexpr const char* kBlocks[] = {" ", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
+  return kBlocks[eighths];
+}
+
+const char* ColourAt(double decibels) {
+  if (decibels >= kHot) return kRed;
+  return decibels >= kLoud ? kYellow : kGreen;
+}
+
+// Draws column by column and changes the colour only where it changes.
+class Painter {
+ public:
+  explicit Painter(bool colour) : colour_(colour) {}
+
+  void Put(const char* colour, const char* text) {
+    if (colour_ && colour != last_) out_ += colour;
+    last_ = colour;
+    out_ += text;
+  }
+  std::string Finish() { return colour_ ? out_ + kPlain : out_; }
+
+ private:
+  const bool colour_;
+  const char* last_ = kPlain;
+  std::string out_;
+};
+
+// How much of a column is filled, in steps, when `filled` steps of the whole bar are.
+unsigned StepsIn(std::size_t column, std::size_t filled) {
+  const std::size_t before = column * kStepsPerColumn;
+  return filled <= before
+             ? 0
+             : static_cast<unsigned>(std::min<std::size_t>(filled - before, kStepsPerColumn));
+}
+
+std::size_t Steps(double part, std::size_t columns) {
+  const double whole = static_cast<double>(columns * kStepsPerColumn);
+  return static_cast<std::size_t>(std::lround(std::clamp(part, 0.0, 1.0) * whole));
+}
+
+constexpr std::chrono::milliseconds kFrameTime{66};
+// A file gets a line a second at first and then one every ten, so that an hour stays readable.
+constexpr std::chrono::seconds kEarlyLineTime{1};
+constexpr std::uint64_t kEarlyLines = 10;
+constexpr std::chrono::seconds kLateLineTime{10};
+// How a meter's needle falls, and how long its mark of the last peak stands.
+constexpr double kFallPerSecond = 30;
+constexpr std::chrono::milliseconds kHoldTime{1500};
+
+std::string ProgressBar(const Terminal& terminal, double part, std::size_t width) {
+  const std::size_t columns = width - 2;
+  const std::size_t filled = Steps(part, columns);
+  std::string bar = terminal.HasUtf8() ? "▕" : "[";
+  for (std::size_t column = 0; column < columns; ++column) {
+    const unsigned steps = StepsIn(column, filled);
+    bar += terminal.HasUtf8() ? Eighths(steps) : steps * 2 >= kStepsPerColumn ? "=" : " ";
+  }
+  return bar + (terminal.HasUtf8() ? "▏" : "]");
+}
+
+std::string LevelBar(const Terminal& terminal, double decibels, double mark, std::size_t width) {
+  const bool utf8 = terminal.HasUtf8();
+  const std::size_t columns = width - 2;
+  const auto part = [](double value) { return (value - kQuietest) / -kQuietest; };
+  const std::size_t filled = Steps(part(decibels), columns);
+  const std::size_t marked = Steps(part(mark), columns - 1) / kStepsPerColumn;
+  Painter painter(terminal.HasColour());
+  painter.Put(kDim, utf8 ? "▕" : "[");
+  for (std::size_t column = 0; column < columns; ++column) {
+    const double right_end =
+        kQuietest - kQuietest * static_cast<double>(column + 1) / static_cast<double>(columns);
+    const unsigned steps = StepsIn(column, filled);
+    if (steps == 0 && column == marked && mark > kQuietest)
+      painter.Put(ColourAt(right_end), utf8 ? "│" : "|");
+    else if (utf8)
+      painter.Put(ColourAt(right_end), Eighths(steps));
+    else
+      painter.Put(ColourAt(right_end), steps * 2 >= kStepsPerColumn ? "#" : " ");
+  }
+  painter.Put(kDim, utf8 ? "▏" : "]");
+  return painter.Finish();
+}
+
+}  // namespace
+
+void Levels::Add(std::span<const float> samples) {
+  const std::size_t channels = peaks_.size();
+  if (channels == 0) return;
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    float peak = peaks_[channel];
+    double squares = 0;
+    for (std::size_t i = channel; i < samples.size(); i += channels) {
+      peak = std::max(peak, std::fabs(samples[i]));
+      squares += double{samples[i]} * samples[i];
+    }
+    peaks_[channel] = peak;
+    squares_[channel] += squares;
+  }
+  frames_ += samples.size() / channels;
+}
+
+void Levels::Clear() {
+  std::fill(peaks_.begin(), peaks_.end(), 0.0F);
+  std::fill(squares_.begin(), squares_.end(), 0.0);
+  frames_ = 0;
+}
+
+float Levels::Peak() const { return *std::max_element(peaks_.begin(), peaks_.end()); }
+
+double Levels::Rms() const {
+  if (frames_ == 0) return 0;
+  const double sum = std::accumulate(squares_.begin(), squares_.end(), 0.0);
+  return std::sqrt(sum / static_cast<double>(frames_) / static_cast<double>(squares_.size()));
+}
+
+double Decibels(double amplitude) { return 20 * std::log10(amplitude); }
+
+std::string DecibelText(double amplitude) {
+  return amplitude > 0 ? Format("%.1f", Decibels(amplitude)) : "-inf";
+}
+
+MeterView::MeterView(Terminal& terminal, std::uint16_t channels,
+                     std::optional<double> total_seconds)
+    : terminal_(terminal),
+      total_seconds_(total_seconds),
+      levels_(channels),
+      shown_(channels, kQuietest),
+      held_(channels, kQuietest),
+      held_since_(channels),
+      drawn_(Clock::now()) {}
+
+void MeterView::Add(std::span<const float> samples) { levels_.Add(samples); }
+
+void MeterView::Show(double seconds) {
+  const auto now = Clock::now();
+  const auto since = now - drawn_;
+  if (terminal_.IsLive()) {
+    if (since < kFrameTime) return;
+    Draw(seconds, std::chrono::duration<double>(since).count());
+  } else {
+    if (since < (lines_ < kEarlyLines ? kEarlyLineTime : kLateLineTime)) return;
+    terminal_.Line(PlainLine(seconds));
+    ++lines_;
+  }
+  drawn_ = now;
+  levels_.Clear();
+}
+
+void MeterView::Draw(double seconds, double since_last) {
+  const auto now = Clock::now();
+  for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel) {
+    const double peak = std::max(kQuietest, Decibels(levels_.Peak(channel)));
+    shown_[channel] = std::max(peak, shown_[channel] - kFallPerSecond * since_last);
+    if (peak >= held_[channel] || now - held_since_[channel] > kHoldTime) {
+      held_[channel] = peak;
+      held_since_[channel] = now;
+    }
+  }
+  // The last column stays free: a full line would wrap on some terminals.
+  const std::size_t width = terminal_.Width() - 1;
+  std::vector<std::string> lines = {TimeLine(seconds, width)};
+  for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel)
+    lines.push_back(BarLine(channel, width));
+  terminal_.Redraw(lines);
+}
+
+std::string MeterView::TimeLine(double seconds, std::size_t width) const {
+  const std::string time = "  " + TimeText(seconds);
+  if (!total_seconds_) return Clipped(time + "  Ctrl-C ends it", width);
+  const double part = std::clamp(seconds / *total_seconds_, 0.0, 1.0);
+  const std::string rest =
+      Format(" of %s  %3.0f %%", TimeText(*total_seconds_).c_str(), part * 100);
+  const std::size_t taken = time.size() + rest.size() + 2;
+  if (taken + kNarrowestBar > width) return Clipped(time + rest, width);
+  return time + rest + "  " + ProgressBar(terminal_, part, width - taken);
+}
+
+std::string MeterView::BarLine(std::uint16_t channel, std::size_t width) const {
+  const std::string label = ChannelLabel(levels_.channels(), channel);
+  const double held = held_[channel];
+  const std::string value = held > kQuietest ? Format("%.1f", held) : "-inf";
+  const std::string head = Format("  %-3s %6s dB  ", label.c_str(), value.c_str());
+  if (head.size() + kNarrowestBar > width) return Clipped(head, width);
+  return head + LevelBar(terminal_, shown_[channel], held, width - head.size());
+}
+
+std::string MeterView::PlainLine(double seconds) const {
+  std::string line = TimeText(seconds) + "  peak";
+  for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel) {
+    line +=
+        "  " + ChannelLabel(levels_.channels(), channel) + " " + DecibelText(levels_.Peak(channel));
+  }
+  return line + " dBFS";
+}
+
+std::string TimeText(double seconds) {
+  // Down to tenths that have passed, so that a clock never runs ahead.
+  const auto tenths = static_cast<std::uint64_t>(std::floor(seconds * 10 + 1e-6));
+  const unsigned long long minutes = tenths / 600;
+  const double rest = static_cast<double>(tenths % 600) / 10;
+  if (minutes < 60) return Format("%02llu:%04.1f", minutes, rest);
+  return Format("%llu:%02llu:%04.1f", minutes / 60, minutes % 60, rest);
+}
+
+}  // namespace zevra::command
