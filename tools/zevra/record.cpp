@@ -40,7 +40,8 @@ class Recording {
     if (options_.keep_alive && device_.flow() == Flow::kRender) StartKeepAlive();
     Capture capture(device_, options_.format);
     // Not before there is something to write: the file may hold an older recording.
-    if (!options_.file.empty()) writer_ = OpenWriter(options_.file, options_.format);
+    if (!options_.file.empty())
+      writer_ = OpenWriter(options_.file, options_.format, options_.seconds);
     Announce();
     try {
       Pump(capture);

@@ -8,8 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -79,23 +78,17 @@ int Subtype(Container container, SampleType type) {
   }
 }
 
-// Where the header of a WAV that libsndfile made for growing has its format: extensible, which
-// readers of the simplest kind do not know. For what the plain tag can say, it says it.
-constexpr long kFormatTagOffset = 0x34;
-constexpr unsigned char kExtensibleTag[] = {0xFE, 0xFF};
-constexpr unsigned char kPcmTag[] = {0x01, 0x00};
+// What a plain WAV can hold, less some for its header.
+constexpr double kWavBytes = 4e9;
 
-void MakeHeaderPlain(const std::string& path) {
-  std::FILE* const file = std::fopen(path.c_str(), "r+b");
-  if (file == nullptr) return;
-  unsigned char header[kFormatTagOffset + 2] = {};
-  const bool ours = std::fread(header, sizeof(header), 1, file) == 1 &&
-                    std::memcmp(header, "RIFF", 4) == 0 &&
-                    std::memcmp(header + kFormatTagOffset - 8, "fmt ", 4) == 0 &&
-                    std::memcmp(header + kFormatTagOffset, kExtensibleTag, 2) == 0;
-  if (ours && std::fseek(file, kFormatTagOffset, SEEK_SET) == 0)
-    std::fwrite(kPcmTag, sizeof(kPcmTag), 1, file);
-  std::fclose(file);
+// RF64 grows beyond that and becomes a WAV at the end if it did not, but always with the extensible
+// header, which readers of the simplest kind do not know.
+int FileFormat(Container container, const AudioFormat& format, std::optional<double> seconds) {
+  if (container == Container::kFlac) return SF_FORMAT_FLAC;
+  const auto second_bytes = static_cast<double>(format.FrameBytes()) * format.rate;
+  if (!seconds || *seconds * second_bytes > kWavBytes) return SF_FORMAT_RF64;
+  const bool plain = format.channels <= 2 && BytesOf(format.type) <= 2;
+  return plain ? SF_FORMAT_WAV : SF_FORMAT_WAVEX;
 }
 
 // The speakers in the order of the mask's bits, as libsndfile names them.
@@ -126,14 +119,13 @@ std::vector<int> SpeakersOf(std::uint16_t channels) {
 
 class FileWriter final : public AudioWriter {
  public:
-  FileWriter(std::string path, Container container, const AudioFormat& format)
+  FileWriter(std::string path, Container container, const AudioFormat& format,
+             std::optional<double> seconds)
       : path_(std::move(path)), container_(container), format_(format), output_(path_) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(format.rate);
     info.channels = format.channels;
-    // RF64 is a WAV that may grow beyond 4 GB; it becomes a plain one at the end if it did not.
-    info.format = Subtype(container, format.type) |
-                  (container == Container::kWav ? SF_FORMAT_RF64 : SF_FORMAT_FLAC);
+    info.format = FileFormat(container, format, seconds) | Subtype(container, format.type);
     file_ = output_.Open(info);
     if (file_ == nullptr) FailWriting(path_, Reason());
     sf_command(file_, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
@@ -142,7 +134,7 @@ class FileWriter final : public AudioWriter {
                static_cast<int>(speakers.size() * sizeof(int)));
   }
   ~FileWriter() override {
-    if (file_ != nullptr) Close();
+    if (file_ != nullptr) sf_close(file_);
   }
   FileWriter(const FileWriter&) = delete;
   FileWriter& operator=(const FileWriter&) = delete;
@@ -156,16 +148,11 @@ class FileWriter final : public AudioWriter {
   }
 
   void Finish() override {
-    if (Close() != 0 || output_.error() != 0) FailWriting(path_, Reason());
+    if (sf_close(std::exchange(file_, nullptr)) != 0 || output_.error() != 0)
+      FailWriting(path_, Reason());
   }
 
  private:
-  int Close() {
-    const int result = sf_close(std::exchange(file_, nullptr));
-    const bool plain = format_.channels <= 2 && BytesOf(format_.type) <= 2;
-    if (container_ == Container::kWav && plain) MakeHeaderPlain(path_);
-    return result;
-  }
   bool WriteBytes(std::span<const std::uint8_t> audio) {
     const auto length = static_cast<sf_count_t>(audio.size());
     return sf_write_raw(file_, audio.data(), length) == length;
@@ -288,11 +275,12 @@ void CheckWritable(const std::string& path, const AudioFormat& format) {
   }
 }
 
-std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format) {
+std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format,
+                                        std::optional<double> seconds) {
   CheckWritable(path, format);
   const Container container = ContainerOf(path);
   if (container == Container::kRaw) return std::make_unique<StandardOutputWriter>();
-  return std::make_unique<FileWriter>(path, container, format);
+  return std::make_unique<FileWriter>(path, container, format, seconds);
 }
 
 }  // namespace zevra::command

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -21,8 +22,10 @@ class AudioWriter {
   virtual void Finish() = 0;
 };
 
-// Opens a file by its ending, .wav or .flac, or standard output for "-".
-std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format);
+// Opens a file by its ending, .wav or .flac, or standard output for "-". `seconds` is the length of
+// the recording where it is known.
+std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format,
+                                        std::optional<double> seconds);
 
 // BadArgument for a path that no writer takes, or not in this format, before anything is opened.
 void CheckWritable(const std::string& path, const AudioFormat& format);
