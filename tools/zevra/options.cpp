@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
-#include "tools/zevra/help.h"
 #include "tools/zevra/options.h"
 #include "zevra_version.h"
 
@@ -87,8 +86,8 @@ void AddLayout(CLI::App& command, Options& options) {
 }
 
 void AddKeepAlive(CLI::App& command, Options& options) {
-  command.add_flag(
-      "!--no-keep-alive", options.keep_alive,
+  command.add_flag_callback(
+      "--no-keep-alive", [&options] { options.keep_alive = false; },
       "Do not play silence meanwhile. An endpoint on which nothing plays then delivers nothing, so "
       "that quiet stretches are missing.");
 }
@@ -100,7 +99,9 @@ void AddQuiet(CLI::App& command, Options& options) {
 CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
                      const std::string& name, const std::string& description) {
   CLI::App& command = *app.add_subcommand(name, description);
+  command.group("Commands");
   command.set_help_flag("-h,--help", "Print this help and end.");
+  command.set_help_all_flag();
   command.callback([&options, which] { options.command = which; });
   return command;
 }
@@ -131,10 +132,10 @@ void AddRecord(CLI::App& app, Options& options) {
   AddKeepAlive(command, options);
   AddQuiet(command, options);
   command.footer(
-      "zevra record --seconds 10 tune.wav\n"
-      "zevra record --rate 16000 --channels 1 speech.flac\n"
-      "zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
-      "zevra record --format s16 - | aplay -f dat");
+      "Examples:\n  zevra record --seconds 10 tune.wav\n"
+      "  zevra record --rate 16000 --channels 1 speech.flac\n"
+      "  zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
+      "  zevra record --format s16 - | aplay -f dat");
 }
 
 void AddMeter(CLI::App& app, Options& options) {
@@ -188,7 +189,7 @@ void AddLog(CLI::App& app, Options& options) {
                   "The library whose log is meant, such as the libzevra.so that a host loads. "
                   "Without it the one that this program loads.")
       ->type_name("PATH");
-  command.footer("zevra log --library /usr/lib/x86_64-linux-gnu/libzevra.so.1");
+  command.footer("Examples:\n  zevra log --library /usr/lib/x86_64-linux-gnu/libzevra.so.1");
 }
 
 }  // namespace
@@ -201,10 +202,11 @@ void Describe(CLI::App& app, Options& options) {
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", "zevra " ZEVRA_VERSION_STRING, "Print the version and end.");
   app.set_help_flag("-h,--help", "Print this help and end. Each command has a help of its own.");
+  app.set_help_all_flag("--help-all", "Print the help of all commands and end.");
   // Commands take this over when they are added.
-  app.formatter_fn([](const CLI::App* shown, const std::string& path, CLI::AppFormatMode) {
-    return HelpText(*shown, path);
-  });
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Positionals", "Arguments");
+  app.get_formatter()->label("REQUIRED", "");
   AddRecord(app, options);
   AddMeter(app, options);
   AddList(app, options);
@@ -212,9 +214,9 @@ void Describe(CLI::App& app, Options& options) {
   AddSilence(app, options);
   AddLog(app, options);
   app.footer(
-      "0  done, also when Ctrl-C ended it\n"
-      "1  failed, with one line on standard error that says why\n"
-      "2  bad arguments");
+      "Exit status:\n  0  done, also when Ctrl-C ended it\n"
+      "  1  failed, with one line on standard error that says why\n"
+      "  2  bad arguments");
 }
 
 }  // namespace zevra::command
