@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -55,8 +56,8 @@ std::vector<Row> FindRows(const Session& session) {
 }
 
 std::string MixFormatText(const EndpointFacts& facts) {
-  return Format("f32, %u Hz, %u channel%s", facts.rate, facts.channels,
-                facts.channels == 1 ? "" : "s");
+  return fmt::format("f32, {} Hz, {} channel{}", facts.rate, facts.channels,
+                     facts.channels == 1 ? "" : "s");
 }
 
 void PrintRows(const std::vector<Row>& rows) {
@@ -67,7 +68,7 @@ void PrintRows(const std::vector<Row>& rows) {
                      !row.facts              ? "?"
                      : row.facts->is_default ? "yes"
                                              : "",
-                     row.volume ? Format("%.0f %%", *row.volume * 100) : "?",
+                     row.volume ? fmt::format("{:.0f} %", *row.volume * 100) : "?",
                      row.facts ? MixFormatText(*row.facts) : "?"});
   }
   PrintTable(table);

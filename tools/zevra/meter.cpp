@@ -1,5 +1,6 @@
 #include "tools/zevra/meter.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -155,7 +156,7 @@ double Levels::Rms() const {
 double Decibels(double amplitude) { return 20 * std::log10(amplitude); }
 
 std::string DecibelText(double amplitude) {
-  return amplitude > 0 ? Format("%.1f", Decibels(amplitude)) : "-inf";
+  return amplitude > 0 ? fmt::format("{:.1f}", Decibels(amplitude)) : "-inf";
 }
 
 MeterView::MeterView(Terminal& terminal, std::uint16_t channels,
@@ -207,8 +208,7 @@ std::string MeterView::TimeLine(double seconds, std::size_t width) const {
   const std::string time = "  " + TimeText(seconds);
   if (!total_seconds_) return Clipped(time + "  Ctrl-C ends it", width);
   const double part = std::clamp(seconds / *total_seconds_, 0.0, 1.0);
-  const std::string rest =
-      Format(" of %s  %3.0f %%", TimeText(*total_seconds_).c_str(), part * 100);
+  const std::string rest = fmt::format(" of {}  {:3.0f} %", TimeText(*total_seconds_), part * 100);
   const std::size_t taken = time.size() + rest.size() + 2;
   if (taken + kNarrowestBar > width) return Clipped(time + rest, width);
   return time + rest + "  " + ProgressBar(terminal_, part, width - taken);
@@ -217,8 +217,8 @@ std::string MeterView::TimeLine(double seconds, std::size_t width) const {
 std::string MeterView::BarLine(std::uint16_t channel, std::size_t width) const {
   const std::string label = ChannelLabel(levels_.channels(), channel);
   const double held = held_[channel];
-  const std::string value = held > kQuietest ? Format("%.1f", held) : "-inf";
-  const std::string head = Format("  %-3s %6s dB  ", label.c_str(), value.c_str());
+  const std::string value = held > kQuietest ? fmt::format("{:.1f}", held) : "-inf";
+  const std::string head = fmt::format("  {:<3} {:>6} dB  ", label, value);
   if (head.size() + kNarrowestBar > width) return Clipped(head, width);
   return head + LevelBar(terminal_, shown_[channel], held, width - head.size());
 }
@@ -237,8 +237,8 @@ std::string TimeText(double seconds) {
   const auto tenths = static_cast<std::uint64_t>(std::floor(seconds * 10 + 1e-6));
   const unsigned long long minutes = tenths / 600;
   const double rest = static_cast<double>(tenths % 600) / 10;
-  if (minutes < 60) return Format("%02llu:%04.1f", minutes, rest);
-  return Format("%llu:%02llu:%04.1f", minutes / 60, minutes % 60, rest);
+  if (minutes < 60) return fmt::format("{:02}:{:04.1f}", minutes, rest);
+  return fmt::format("{}:{:02}:{:04.1f}", minutes / 60, minutes % 60, rest);
 }
 
 }  // namespace zevra::command

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -110,36 +111,35 @@ class Recording {
   // What a failure leaves behind.
   std::string Kept() const {
     if (!writer_ || options_.file == "-" || frames_ == 0) return "";
-    return Format("; %s keeps the first %.1f s", options_.file.c_str(), Seconds());
+    return fmt::format("; {} keeps the first {:.1f} s", options_.file, Seconds());
   }
 
   void Summarise(const Capture& capture) {
     const auto line = [this](const char* label, const std::string& text) {
-      terminal_.Line(Format("  %-10s", label) + text);
+      terminal_.Line(fmt::format("  {:<10}", label) + text);
     };
     const double megabytes = static_cast<double>(frames_ * options_.format.FrameBytes()) / 1e6;
     line("Endpoint", device_.Text() + " (" + FlowText(device_.flow()) + ")");
     line("Format", options_.format.Text());
-    line("Length", Format("%s, %llu frames, %.1f MB of audio", TimeText(Seconds()).c_str(),
-                          static_cast<unsigned long long>(frames_), megabytes));
+    line("Length",
+         fmt::format("{}, {} frames, {:.1f} MB of audio", TimeText(Seconds()), frames_, megabytes));
     std::string peaks;
     for (std::uint16_t channel = 0; channel < total_.channels(); ++channel) {
-      peaks += Format("%s%s %s", channel == 0 ? "" : ", ",
-                      ChannelLabel(total_.channels(), channel).c_str(),
-                      DecibelText(total_.Peak(channel)).c_str());
+      peaks +=
+          fmt::format("{}{} {}", channel == 0 ? "" : ", ", ChannelLabel(total_.channels(), channel),
+                      DecibelText(total_.Peak(channel)));
     }
     line("Peak", DecibelText(total_.Peak()) + " dBFS (" + peaks + ")");
     line("RMS", DecibelText(total_.Rms()) + " dBFS");
-    line("Packets", Format("%llu, %llu of them flagged silent",
-                           static_cast<unsigned long long>(capture.packets()),
-                           static_cast<unsigned long long>(capture.silent_packets())));
+    line("Packets",
+         fmt::format("{}, {} of them flagged silent", capture.packets(), capture.silent_packets()));
     if (frames_ == 0) line("Note", "nothing came: the endpoint played nothing");
   }
 
   [[noreturn]] void FailLost(const Capture& capture) const {
     const auto frames = capture.lost_bytes() / options_.format.FrameBytes();
-    throw Failure(Format("%llu frames are missing from %s: it took the audio too slowly",
-                         static_cast<unsigned long long>(frames), FileText().c_str()));
+    throw Failure(fmt::format("{} frames are missing from {}: it took the audio too slowly", frames,
+                              FileText()));
   }
 
   const Options& options_;

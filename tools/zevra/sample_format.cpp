@@ -1,5 +1,6 @@
 #include "tools/zevra/sample_format.h"
 
+#include <fmt/format.h>
 #include <bit>
 #include <cstring>
 
@@ -103,8 +104,8 @@ ZevraAudioFormat AudioFormat::Record() const {
 std::string AudioFormat::Text() const {
   const std::string layout = channels == 1   ? "mono"
                              : channels == 2 ? "stereo"
-                                             : Format("%u channels", channels);
-  return Format("%s, %u Hz, %s", NameOf(type).c_str(), rate, layout.c_str());
+                                             : fmt::format("{} channels", channels);
+  return fmt::format("{}, {} Hz, {}", NameOf(type), rate, layout);
 }
 
 std::uint32_t SpeakerMask(std::uint16_t channels) { return kMasks[channels - 1]; }

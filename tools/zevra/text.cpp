@@ -1,11 +1,10 @@
 #include "tools/zevra/text.h"
 
+#include <fmt/format.h>
 #include <utf8cpp/utf8.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cstdarg>
-#include <cstdio>
 #include <cwchar>
 #include <system_error>
 
@@ -98,25 +97,13 @@ std::string Clipped(std::string_view text, std::size_t columns) {
 
 std::string Quoted(std::string_view name) { return '"' + std::string(name) + '"'; }
 
-std::string Format(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  va_end(arguments);
-  std::string out(static_cast<std::size_t>(std::max(length, 0)), '\0');
-  std::vsnprintf(out.data(), out.size() + 1, format, again);
-  va_end(again);
-  return out;
-}
-
 std::string ResultText(std::int32_t result) {
   // A thread that could not be created is reported as an error number of the system.
-  if (result > 0) return Format("%s (error %d)", SystemText(result).c_str(), result);
+  if (result > 0) return fmt::format("{} (error {})", SystemText(result), result);
   const auto bits = static_cast<std::uint32_t>(result);
   const char* const words = Words(result);
-  return words != nullptr ? Format("%s (0x%08X)", words, bits) : Format("error 0x%08X", bits);
+  return words != nullptr ? fmt::format("{} (0x{:08X})", words, bits)
+                          : fmt::format("error 0x{:08X}", bits);
 }
 
 std::string SystemText(int error) { return std::generic_category().message(error); }

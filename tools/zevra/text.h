@@ -29,9 +29,6 @@ std::string Clipped(std::string_view text, std::size_t columns);
 
 std::string Quoted(std::string_view name);
 
-// Like printf into a string.
-[[gnu::format(printf, 1, 2)]] std::string Format(const char* format, ...);
-
 // Exit codes of the command.
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailed = 1;

@@ -1,6 +1,7 @@
 #include "tools/zevra/writer.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -271,7 +272,7 @@ void CheckWritable(const std::string& path, const AudioFormat& format) {
   }
   if (format.rate > kFlacFineRates && format.rate % 10 != 0) {
     throw BadArgument(
-        Format("FLAC has no rate of %u Hz; choose one in tens or a .wav file", format.rate));
+        fmt::format("FLAC has no rate of {} Hz; choose one in tens or a .wav file", format.rate));
   }
 }
 
