@@ -1,7 +1,7 @@
 // Makes libzevra-builtin.so: it links this enumerator instead of the sound server's.
 
 #include "builtin/builtin_audio.h"
-#include "platform/linux/com.h"
+#include "platform/linux/com/com.h"
 #include "platform/result.h"
 
 namespace zevra {

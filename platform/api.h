@@ -11,8 +11,8 @@
 // A UTF-16 literal of the platform's wide character.
 #define ZEVRA_WIDE(text) L##text
 #else
-#include "platform/linux/core_audio.h"
-#include "platform/linux/media_foundation.h"
+#include "platform/linux/com/core_audio.h"
+#include "platform/linux/com/media_foundation.h"
 #define ZEVRA_WIDE(text) u##text
 namespace zevra {
 // The interface without the operations that the logic never calls; on Linux none are declared.

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "platform/linux/core_audio.h"
+#include "platform/linux/com/core_audio.h"
 
 namespace zevra {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "log/settings.h"
 #include "log/process_logger.h"
+#include "log/settings.h"
 #include "support/system.h"
 
 namespace zevra::test {

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/block_pool.h"
+#include "platform/linux/com/block_pool.h"
 #include "stream/conversion.h"
 #include "stream/conversion_arithmetic.h"
 #include "support/counting_heap.h"

@@ -10,8 +10,8 @@
 
 #include "platform/com_object.h"
 #include "platform/linux/pulse/stream.h"
-#include "platform/result.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra {
 namespace {

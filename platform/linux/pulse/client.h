@@ -1,7 +1,7 @@
 #ifndef ZEVRA_PLATFORM_LINUX_PULSE_CLIENT_H
 #define ZEVRA_PLATFORM_LINUX_PULSE_CLIENT_H
 
-#include "platform/linux/core_audio.h"
+#include "platform/linux/com/core_audio.h"
 #include "platform/linux/pulse/endpoints.h"
 
 namespace zevra {

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/linux/core_audio.h"
+#include "platform/linux/com/core_audio.h"
 
 namespace zevra {
 namespace {

@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "platform/com_object.h"
-#include "platform/linux/com.h"
+#include "platform/linux/com/com.h"
 #include "platform/linux/pulse/client.h"
 #include "platform/linux/pulse/endpoints.h"
 #include "platform/linux/unicode.h"
-#include "platform/result.h"
 #include "platform/owners.h"
+#include "platform/result.h"
 
 namespace zevra {
 namespace {

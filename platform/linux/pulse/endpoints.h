@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/core_audio.h"
+#include "platform/linux/com/core_audio.h"
 #include "platform/linux/pulse/connection.h"
 
 // Which endpoints a server has. A render endpoint is a sink, a capture endpoint a source; a sink's

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "platform/linux/core_audio.h"
+#include "platform/linux/com/core_audio.h"
 #include "platform/linux/pulse/endpoints.h"
 
 // Formats of the audio client in the server's terms and back. Frames are interleaved, channels in

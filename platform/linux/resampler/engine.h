@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/linux/block_pool.h"
+#include "platform/linux/com/block_pool.h"
 #include "platform/linux/resampler/mix.h"
 #include "platform/linux/resampler/samples.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/com.h"
+#include "platform/linux/com/com.h"
 
 namespace zevra {
 namespace {

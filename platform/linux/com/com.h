@@ -1,7 +1,7 @@
-#ifndef ZEVRA_PLATFORM_LINUX_COM_H
-#define ZEVRA_PLATFORM_LINUX_COM_H
+#ifndef ZEVRA_PLATFORM_LINUX_COM_COM_H
+#define ZEVRA_PLATFORM_LINUX_COM_COM_H
 
-#include "platform/linux/base.h"
+#include "platform/linux/com/base.h"
 
 // The system's classes on Linux. Each gives a new object's reference for `iid` in `*object`, which
 // the caller has set to null, or a negative code.

@@ -1,4 +1,4 @@
-#include "platform/linux/block_pool.h"
+#include "platform/linux/com/block_pool.h"
 
 #include <array>
 #include <bit>

@@ -1,7 +1,7 @@
-#ifndef ZEVRA_PLATFORM_LINUX_MEDIA_FOUNDATION_H
-#define ZEVRA_PLATFORM_LINUX_MEDIA_FOUNDATION_H
+#ifndef ZEVRA_PLATFORM_LINUX_COM_MEDIA_FOUNDATION_H
+#define ZEVRA_PLATFORM_LINUX_COM_MEDIA_FOUNDATION_H
 
-#include "platform/linux/base.h"
+#include "platform/linux/com/base.h"
 
 inline constexpr ULONG MF_VERSION = 0x00020070;
 inline constexpr DWORD MFSTARTUP_LITE = 1;

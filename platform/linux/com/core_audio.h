@@ -1,7 +1,7 @@
-#ifndef ZEVRA_PLATFORM_LINUX_CORE_AUDIO_H
-#define ZEVRA_PLATFORM_LINUX_CORE_AUDIO_H
+#ifndef ZEVRA_PLATFORM_LINUX_COM_CORE_AUDIO_H
+#define ZEVRA_PLATFORM_LINUX_COM_CORE_AUDIO_H
 
-#include "platform/linux/base.h"
+#include "platform/linux/com/base.h"
 
 // Durations and positions in time are in 100-ns units.
 using REFERENCE_TIME = LONGLONG;

@@ -6,7 +6,7 @@
 
 #include "platform/api.h"
 #include "platform/com_object.h"
-#include "platform/linux/block_pool.h"
+#include "platform/linux/com/block_pool.h"
 #include "platform/owners.h"
 
 namespace {

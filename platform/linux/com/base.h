@@ -1,5 +1,5 @@
-#ifndef ZEVRA_PLATFORM_LINUX_BASE_H
-#define ZEVRA_PLATFORM_LINUX_BASE_H
+#ifndef ZEVRA_PLATFORM_LINUX_COM_BASE_H
+#define ZEVRA_PLATFORM_LINUX_COM_BASE_H
 
 // What the logic uses of the Windows API below audio, under its names: types and results, kernel
 // objects, COM.

@@ -1,4 +1,4 @@
-#include "platform/linux/com.h"
+#include "platform/linux/com/com.h"
 
 #include <cstdlib>
 
