@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "builtin/signal.h"
+
 namespace zevra::builtin {
 namespace {
 

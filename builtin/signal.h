@@ -26,7 +26,7 @@ using Signal = std::function<Waveform(std::uint32_t rate)>;
 
 enum class Tune { kOdeToJoy, kFrereJacques };
 
-// A well-known tune at a peak of 0.5.
+// A well-known tune; no sample is above 0.5.
 Signal Melody(Tune tune);
 
 }  // namespace zevra::builtin

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "builtin/endpoint.h"
+#include "builtin/mixer.h"
 #include "platform/com_object.h"
 
 namespace zevra::builtin {

@@ -21,7 +21,7 @@ std::string PathOf(ModuleHandle module) {
 }
 
 std::string TimeOrBlank(const std::string& path) {
-  return path.empty() ? " " : file_time_text(path.c_str());
+  return path.empty() ? " " : FileTimeText(path.c_str());
 }
 
 // `length` is the result of the snprintf that filled the banner.
@@ -36,6 +36,15 @@ std::string TerminateTruncated(Banner& banner, int length) {
 }
 
 }  // namespace
+
+std::string FileTimeText(const char* path) {
+  const std::int64_t modified = ModifiedTime(path);
+  std::tm local{};
+  if (modified == 0 || !ToLocalTime(modified, local)) return {};
+  std::array<char, 128> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+  return text.data();
+}
 
 std::string HeadBanner(const std::string& title, const char* word, const char* time,
                        ModuleHandle module) {
@@ -72,15 +81,6 @@ std::string TailBanner(const std::string& title, const char* word, const char* t
       "=============================================================\n",
       title.c_str(), word, time, static_cast<int>(process), static_cast<unsigned>(process));
   return TerminateTruncated(banner, length);
-}
-
-std::string file_time_text(const char* path) {
-  const std::int64_t modified = ModifiedTime(path);
-  std::tm local{};
-  if (modified == 0 || !ToLocalTime(modified, local)) return {};
-  std::array<char, 128> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-  return text.data();
 }
 
 }  // namespace zevra

@@ -17,7 +17,7 @@ std::string HeadBanner(const std::string& title, const char* word, const char* t
 std::string TailBanner(const std::string& title, const char* word, const char* time);
 
 // The modification time of a file in local time, "" if there is none.
-std::string file_time_text(const char* path);
+std::string FileTimeText(const char* path);
 
 }  // namespace zevra
 

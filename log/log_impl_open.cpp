@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "log/log_impl.h"
 #include "log/paths.h"
 #include "log/process_logger.h"
 #include "platform/files.h"

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "log/line.h"
+#include "log/log_impl.h"
 #include "log/process_logger.h"
 #include "log/text.h"
 #include "platform/files.h"

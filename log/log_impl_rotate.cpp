@@ -4,6 +4,7 @@
 #include <list>
 
 #include "log/banner.h"
+#include "log/log_impl.h"
 #include "log/paths.h"
 #include "log/process_logger.h"
 #include "log/time_text.h"

@@ -7,7 +7,6 @@
 
 #if defined(_WIN32)
 #include "platform/windows/api.h"
-#include "platform/windows/interface_stubs.h"
 // A UTF-16 literal of the platform's wide character.
 #define ZEVRA_WIDE(text) L##text
 #else

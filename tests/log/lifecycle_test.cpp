@@ -25,7 +25,7 @@ std::string Head(const std::string& word, const std::string& module,
   const std::string application = test::ProgramPath();
   return kBar + "\n\tKorvane log file\n\tSubject :    A title\n\t" + word +
          "-Time :    25/03/14-09:26:53 123\n\tApplication: " + application + " " +
-         file_time_text(application.c_str()) + "\n\tModule:      " + module + "\n\t" + Process() +
+         FileTimeText(application.c_str()) + "\n\tModule:      " + module + "\n\t" + Process() +
          " Version: " + version + "\n" + kBar + "\n";
 }
 
@@ -47,7 +47,7 @@ TEST_F(Lifecycle, BannersToTheByte) {
   } const rows[] = {
       {0, "  ", ""},
       {kThisLibrary, "  ", ""},  // the tests are the application
-      {library.Handle(), path + " " + file_time_text(path.c_str()), FileVersionText(path.c_str())}};
+      {library.Handle(), path + " " + FileTimeText(path.c_str()), FileVersionText(path.c_str())}};
   for (const auto& row : rows) {
     settings.values.module = row.module;
     const auto say = [](Process_Logger& logger) { logger.log_error("m\n"); };
@@ -60,8 +60,8 @@ TEST_F(Lifecycle, BannersToTheByte) {
 
   test::Write(dir / "dated", "");
   test::SetModifiedTime(dir / "dated", 1741944413);
-  EXPECT_EQ(file_time_text(Path("dated").c_str()), "2025-03-14 09:26:53");
-  EXPECT_EQ(file_time_text(Path("missing").c_str()), "");
+  EXPECT_EQ(FileTimeText(Path("dated").c_str()), "2025-03-14 09:26:53");
+  EXPECT_EQ(FileTimeText(Path("missing").c_str()), "");
 }
 
 TEST_F(Lifecycle, RotationAtTheLimitKeepsAllText) {

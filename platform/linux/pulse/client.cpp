@@ -1,5 +1,3 @@
-#include "platform/linux/pulse/client.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>

@@ -10,7 +10,6 @@
 
 #include "platform/com_object.h"
 #include "platform/linux/com/com.h"
-#include "platform/linux/pulse/client.h"
 #include "platform/linux/pulse/endpoints.h"
 #include "platform/linux/unicode.h"
 #include "platform/owners.h"

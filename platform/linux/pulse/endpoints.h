@@ -45,6 +45,14 @@ HRESULT FindEndpoint(PulseConnection& connection, EDataFlow flow, const std::str
 // monitor, which does not count. `flow` is not eAll.
 HRESULT FindDefaultEndpoint(PulseConnection& connection, EDataFlow flow, PulseEndpoint* endpoint);
 
+// Makes the client of one stream on `endpoint`, over a connection of its own; see PulseStream::Open
+// for the results. Shared mode only. The loopback flag on a render endpoint records what it plays,
+// behind its volume control; no flag plays on a render endpoint and records a capture endpoint.
+// AUDCLNT_E_WRONG_ENDPOINT_TYPE for the other pairs. An operation waits for the server for a few
+// seconds at most; once it or the endpoint has gone every operation gives
+// AUDCLNT_E_DEVICE_INVALIDATED.
+HRESULT OpenAudioClient(const PulseEndpoint& endpoint, IAudioClient** client);
+
 }  // namespace zevra
 
 #endif
