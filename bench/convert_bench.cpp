@@ -171,14 +171,14 @@ void Libswresample(benchmark::State& state, const Pair& pair) {
     state.SkipWithError("no conversion");
     return;
   }
-  // The room that the stage offers, too; 32 bits a sample.
-  const std::uint32_t room = pair.target.samples_per_second / kPacketsInSecond + 17;
-  const Bytes output(std::size_t{room} * pair.target.channels * 4);
+  // The capacity that the stage offers, too; 32 bits a sample.
+  const std::uint32_t capacity = pair.target.samples_per_second / kPacketsInSecond + 17;
+  const Bytes output(std::size_t{capacity} * pair.target.channels * 4);
   const std::uint8_t* in[] = {packet.Data()};
   std::uint8_t* out[] = {output.Get()};
   const auto convert = [&] {
     benchmark::DoNotOptimize(
-        swr_convert(swr.get(), out, static_cast<int>(room), in, static_cast<int>(packet.Frames())));
+        swr_convert(swr.get(), out, static_cast<int>(capacity), in, static_cast<int>(packet.Frames())));
   };
   for (int i = 0; i < 20; ++i) convert();
   for ([[maybe_unused]] auto _ : state) convert();

@@ -48,7 +48,7 @@ class Mixer {
 
   // Frames that still wait in a queue.
   std::uint32_t Padding(const RenderQueue& queue, std::uint64_t now);
-  // Appends whole frames; there must be room for them. `silent` plays zeros in place of `samples`.
+  // Appends whole frames, which must fit into the ring. `silent` plays zeros in place of `samples`.
   void Write(RenderQueue& queue, std::span<const float> samples, bool silent, std::uint64_t now);
 
   // True once a render stream has been made. A false that is read after the clock holds for every

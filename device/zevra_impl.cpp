@@ -1,6 +1,7 @@
 #include "device/zevra_impl.h"
 
 #include "log/log.h"
+#include "platform/clock.h"
 #include "platform/result.h"
 #include "stream/capture_loop.h"
 #include "stream/failure.h"
@@ -8,14 +9,6 @@
 
 using zevra::ComPtr;
 using zevra::TraceScope;
-
-namespace {
-
-// The object whose capture runs on this thread. The thread handle cannot tell: the callback may run
-// before the start has stored it.
-thread_local const ZevraImpl* capture_on_this_thread = nullptr;
-
-}  // namespace
 
 ZevraImpl::ZevraImpl() { target_format.sample_kind = -1; }
 
@@ -31,6 +24,10 @@ void ZevraImpl::CloseDevice() {
   device.Reset();
 }
 
+bool ZevraImpl::OnCaptureThread() const {
+  return capture_thread_id_.load(std::memory_order_relaxed) == zevra::CurrentThreadId();
+}
+
 zevra::StreamFields ZevraImpl::CaptureFields() {
   return {capture_thread, capture_ready_event, capture_stop_event, capture_stop_pending_,
           "StartCapture"};
@@ -43,7 +40,7 @@ zevra::StreamFields ZevraImpl::PlayFields() {
 HRESULT ZevraImpl::StartCapture(const ZevraAudioFormat* format, ZevraCaptureCallback callback,
                                 void* context) {
   const TraceScope scope("ZevraImpl::StartCapture");
-  if (capture_on_this_thread == this || IsRunning(CaptureFields())) return AUDCLNT_E_NOT_STOPPED;
+  if (OnCaptureThread() || IsRunning(CaptureFields())) return AUDCLNT_E_NOT_STOPPED;
   // A thread that was asked to stop from inside its callback may still be reading the fields.
   StopStream(CaptureFields());
   capture_callback = callback;
@@ -70,7 +67,7 @@ HRESULT ZevraImpl::StartPlay() {
 
 void ZevraImpl::StopCapture() {
   const TraceScope scope("ZevraImpl::StopCapture");
-  if (capture_on_this_thread == this) {
+  if (OnCaptureThread()) {
     // Waiting here would wait for this very thread.
     RequestStop(CaptureFields());
   } else {
@@ -85,7 +82,7 @@ void ZevraImpl::StopPlay() {
 }
 
 void ZevraImpl::Close(ZevraImpl* object) {
-  if (capture_on_this_thread == object) {
+  if (object->OnCaptureThread()) {
     RequestStop(object->CaptureFields());
     object->close_after_capture_ = true;
     return;
@@ -96,9 +93,9 @@ void ZevraImpl::Close(ZevraImpl* object) {
 
 DWORD ZevraImpl::CaptureThread(void* argument) {
   auto* const object = static_cast<ZevraImpl*>(argument);
-  capture_on_this_thread = object;
+  object->capture_thread_id_.store(zevra::CurrentThreadId(), std::memory_order_relaxed);
   const HRESULT result = zevra::NoThrow([object] { return object->LoopBackCapture(); });
-  capture_on_this_thread = nullptr;
+  object->capture_thread_id_.store(0, std::memory_order_relaxed);
   if (object->close_after_capture_ && object->DropReference()) {
     // Close() joins capture_thread, which is this thread: drop the handle first.
     object->capture_thread.Reset();

@@ -2,6 +2,7 @@
 #define ZEVRA_DEVICE_ZEVRA_IMPL_H
 
 #include <atomic>
+#include <cstdint>
 
 #include "device/stream_control.h"
 #include "platform/api.h"
@@ -62,6 +63,8 @@ struct ZevraImpl {
   // StartCapture and the capture thread each hold a reference; true if this dropped the last. The
   // callback may close the handle before StartCapture has returned.
   bool DropReference() { return capture_references_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+  // True inside the object's own callback.
+  bool OnCaptureThread() const;
   static DWORD CaptureThread(void* argument);
   static DWORD PlayThread(void* argument);
   zevra::StreamFields CaptureFields();
@@ -71,6 +74,9 @@ struct ZevraImpl {
   // one that runs, and so that the stop of one silent stream cannot be lost to another's start.
   std::atomic<bool> capture_stop_pending_{false};
   std::atomic<bool> play_stop_pending_{false};
+  // The thread that the capture runs on, 0 for none. The handle cannot tell: the callback may run
+  // before the start has stored it.
+  std::atomic<std::uint32_t> capture_thread_id_{0};
   // The host closed the object from inside its callback. Only the capture thread touches it.
   bool close_after_capture_ = false;
   // After a close from inside the callback, the last of them frees the object.

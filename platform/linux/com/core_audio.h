@@ -162,7 +162,7 @@ struct IAudioCaptureClient : IUnknown {
 };
 
 struct IAudioRenderClient : IUnknown {
-  // Room for `frames` interleaved frames, 0 allowed.
+  // Memory for `frames` interleaved frames, 0 allowed.
   virtual HRESULT GetBuffer(UINT32 frames, BYTE** data) = 0;
   virtual HRESULT ReleaseBuffer(UINT32 frames, DWORD flags) = 0;
 };

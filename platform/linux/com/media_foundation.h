@@ -46,7 +46,7 @@ struct IMFMediaBuffer : IUnknown {
   virtual HRESULT SetCurrentLength(DWORD length) = 0;
 };
 
-// A buffer on its way. There is room for one here, so that nothing is ever joined.
+// A buffer on its way. It holds one at most, so buffers are never joined.
 struct IMFSample : IUnknown {
   // Takes a reference of its own. E_OUTOFMEMORY for a second one.
   virtual HRESULT AddBuffer(IMFMediaBuffer* buffer) = 0;
