@@ -39,9 +39,4 @@ HRESULT NoThrow(Work&& work) noexcept {
 
 }  // namespace zevra
 
-#define ZEVRA_RETURN_IF_FAILED(call)                                                    \
-  do {                                                                                  \
-    if (const HRESULT zevra_result = (call); FAILED(zevra_result)) return zevra_result; \
-  } while (false)
-
 #endif

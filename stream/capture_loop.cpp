@@ -1,6 +1,7 @@
 #include "stream/capture_loop.h"
 
 #include <algorithm>
+
 #include "log/log.h"
 #include "platform/result.h"
 #include "stream/failure.h"
