@@ -177,8 +177,8 @@ void Libswresample(benchmark::State& state, const Pair& pair) {
   const std::uint8_t* in[] = {packet.Data()};
   std::uint8_t* out[] = {output.Get()};
   const auto convert = [&] {
-    benchmark::DoNotOptimize(
-        swr_convert(swr.get(), out, static_cast<int>(capacity), in, static_cast<int>(packet.Frames())));
+    benchmark::DoNotOptimize(swr_convert(swr.get(), out, static_cast<int>(capacity), in,
+                                         static_cast<int>(packet.Frames())));
   };
   for (int i = 0; i < 20; ++i) convert();
   for ([[maybe_unused]] auto _ : state) convert();

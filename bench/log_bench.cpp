@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path directory = fs::temp_directory_path() / "zevra_log_bench";
+const fs::path kDirectory = fs::temp_directory_path() / "zevra_log_bench";
 
 // Loggers last for the whole run: their files grow, as a log does, and nothing is reopened.
 zevra::Process_Logger& ZevraLogger(const std::string& name, bool flush, std::uint32_t level) {
@@ -26,7 +26,7 @@ zevra::Process_Logger& ZevraLogger(const std::string& name, bool flush, std::uin
   std::unique_ptr<zevra::Process_Logger>& logger = loggers[name];
   if (logger == nullptr) {
     zevra::Log_Settings settings;
-    settings.values.file = (directory / name).string();
+    settings.values.file = (kDirectory / name).string();
     settings.values.flush = flush;
     settings.values.level = level;
     settings.values.maxsize = std::uint64_t{1} << 40;
@@ -42,7 +42,7 @@ spdlog::logger& Peer(const std::string& name, bool flush) {
   if (logger == nullptr) {
     logger = std::make_shared<spdlog::logger>(
         name,
-        std::make_shared<spdlog::sinks::basic_file_sink_mt>((directory / name).string(), true));
+        std::make_shared<spdlog::sinks::basic_file_sink_mt>((kDirectory / name).string(), true));
     logger->flush_on(flush ? spdlog::level::trace : spdlog::level::off);
   }
   return *logger;
@@ -111,7 +111,7 @@ void PrintRatio(const zevra::bench::Medians& medians, const char* what, const ch
 }  // namespace
 
 int main(int argc, char** argv) {
-  fs::create_directories(directory);
+  fs::create_directories(kDirectory);
   const zevra::bench::Medians medians = zevra::bench::RunForMedians(argc, argv);
 
   PrintRatio(medians, "stopped, no logger", "GateWithoutLogger", "SpdlogLevelOff", "1 ns at most");
@@ -126,6 +126,6 @@ int main(int argc, char** argv) {
   PrintRatio(medians, "unflushed line, four threads", "WriteZevra/plain/real_time/threads:4",
              "WriteSpdlog/flush/real_time/threads:4", "below 1");
   zevra::process_logger = nullptr;
-  fs::remove_all(directory);
+  fs::remove_all(kDirectory);
   return 0;
 }

@@ -19,7 +19,7 @@ std::string LowerCase(std::string text) {
 
 }  // namespace
 
-const Cfg_Words level_words[] = {
+const SettingWords level_words[] = {
     {7, "low,warning"},
     {15, "normal,medium,info"},
     {0x3F, "detail,debug"},
@@ -28,14 +28,14 @@ const Cfg_Words level_words[] = {
     {0, nullptr},
 };
 
-const Cfg_Words style_words[] = {
+const SettingWords style_words[] = {
     {0x3D, "short,simple"}, {0x7E, "long,normal"}, {0xFF, "all,full"},
     {0x100, "none"},        {0, nullptr},
 };
 
-int lookup_word(std::uint32_t& out, const char* value, const Cfg_Words* table) {
+int lookup_word(std::uint32_t& out, const char* value, const SettingWords* table) {
   const std::string wanted = LowerCase(value);
-  for (const Cfg_Words* row = table; row->words != nullptr; ++row) {
+  for (const SettingWords* row = table; row->words != nullptr; ++row) {
     std::vector<std::string> words;
     split_list(LowerCase(row->words).c_str(), words, ",;");
     if (std::find(words.begin(), words.end(), wanted) != words.end()) {

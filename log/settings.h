@@ -137,17 +137,17 @@ class Log_Cfg_Heap_Reg : public Log_Cfg_Heap {
 };
 
 // Comma-separated words that stand for one value. A row without text ends a table.
-struct Cfg_Words {
+struct SettingWords {
   std::uint32_t value;
   const char* words;
 };
 
-extern const Cfg_Words level_words[];
-extern const Cfg_Words style_words[];
+extern const SettingWords level_words[];
+extern const SettingWords style_words[];
 
 // Stores the value of the first row that has the word `value`, in whatever case, and gives 0. Gives
 // -1 and leaves `out` alone if none has it.
-int lookup_word(std::uint32_t& out, const char* value, const Cfg_Words* table);
+int lookup_word(std::uint32_t& out, const char* value, const SettingWords* table);
 
 // The number at the start of a text, 0 if there is none: base by prefix as in C, trailing
 // characters ignored, saturating at 32 bits.

@@ -50,7 +50,7 @@ void ReadText(const HEAP& heap, const char* key, std::string& field) {
 
 template <class HEAP>
 void ResolveWord(const HEAP& heap, const char* key, Live<std::uint32_t>& field,
-                 const Cfg_Words* table) {
+                 const SettingWords* table) {
   std::uint32_t value = field;
   if (lookup_word(value, TextOf(heap, key).c_str(), table) == 0) field = value;
 }

@@ -16,11 +16,11 @@ struct Identity {
 thread_local Identity identity{};
 
 // The thread that forked is the only one in the child, so its own copy is the only stale one.
-const int fork_watch = ::pthread_atfork(nullptr, nullptr, [] { identity = {}; });
+const int kForkWatch = ::pthread_atfork(nullptr, nullptr, [] { identity = {}; });
 
 const Identity& CurrentIdentity() {
   if (identity.process == 0) {
-    static_cast<void>(fork_watch);
+    static_cast<void>(kForkWatch);
     identity = {::getpid(), static_cast<pid_t>(::syscall(SYS_gettid))};
   }
   return identity;

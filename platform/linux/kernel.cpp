@@ -175,6 +175,7 @@ BOOL SetEvent(HANDLE event) {
   return Signal(*object) ? TRUE : Fail(ErrorFromErrno(errno));
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is given
 HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
                     PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* thread_id) {
   if (security != nullptr || stack_bytes != 0 || entry == nullptr || flags != 0 ||

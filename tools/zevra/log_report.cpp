@@ -32,7 +32,7 @@ std::string hexadecimal(std::uint32_t value) {
   return text;
 }
 
-std::string with_word(std::uint32_t value, const Cfg_Words* table) {
+std::string with_word(std::uint32_t value, const SettingWords* table) {
   for (; table->words != nullptr; ++table)
     if (table->value == value) return hexadecimal(value) + " (" + table->words + ")";
   return hexadecimal(value);
@@ -94,7 +94,7 @@ void check_number(const Key& key, const std::string& text, std::vector<std::stri
 }
 
 void check_word(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
-  const Cfg_Words* const table = key.kind == Kind::kLevel ? level_words : style_words;
+  const SettingWords* const table = key.kind == Kind::kLevel ? level_words : style_words;
   std::uint32_t ignored = 0;
   char* end = nullptr;
   std::strtol(text.c_str(), &end, 0);
