@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "tests/support/builtin_endpoints.h"
-#include "tests/support/signals.h"
 #include "zevra/zevra.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #include "builtin/builtin_audio.h"
 #include "platform/com_object.h"
 #include "platform/owners.h"
+#include "support/builtin_endpoints.h"
 #include "support/manual_clock.h"
-#include "support/signals.h"
 
 namespace zevra::builtin {
 

@@ -12,8 +12,6 @@
 namespace zevra::test {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 WideString Wide(const char* text) { return {text, text + std::strlen(text)}; }
 
 constexpr std::int32_t Code(std::uint32_t bits) { return static_cast<std::int32_t>(bits); }

@@ -7,9 +7,9 @@
 
 namespace zevra::test {
 
-// A clock that tests advance by hand, faster than real time. Stream threads wait on timers and
-// sleep, so while a ManualClock exists it also replaces those operations of the platform. One at a
-// time in a process; make and destroy it while no stream runs.
+// A clock that tests advance by hand, faster than real time. While it exists, timers and sleeps of
+// the library's threads follow it. One at a time in a process; make and destroy it while no stream
+// runs.
 //
 //     auto clock = std::make_shared<ManualClock>();
 //     BuiltinAudio audio(endpoints, clock);
@@ -17,24 +17,22 @@ namespace zevra::test {
 //     ... open a device, start a capture ...
 //     clock->Advance(std::chrono::seconds(10));  // the callback has had 10 s of packets now
 //
-// A waitable timer is then an ordinary event that Advance sets, and Sleep lasts until Advance has
-// passed its end. A thread that waits for a single object without a time-out, as a stop waits for
-// its stream's thread, advances the clock to the next end of a Sleep.
+// A thread that waits for a single object without a time-out, as a stop waits for its stream's
+// thread, advances the clock to the next end of a sleep.
 class ManualClock final : public builtin::Clock {
  public:
-  // Time starts at 0. Replaces the system's operations.
+  // Time starts at 0.
   ManualClock();
-  // Restores the system's operations.
   ~ManualClock() override;
   ManualClock(const ManualClock&) = delete;
   ManualClock& operator=(const ManualClock&) = delete;
 
   std::chrono::nanoseconds Now() const override;
 
-  // Advances the clock, stopping at every instant at which a timer or a sleep falls due. It goes on
-  // once each thread that has ever created a timer or slept waits again or has ended. So every
-  // thread works at the right instant, and has finished when this returns. A thread that does not
-  // wait again within a few seconds of real time is ignored. One thread at a time.
+  // Stops at every instant at which a timer or a sleep falls due, until each thread that has ever
+  // made a timer or slept waits again or has ended. So every thread works at the right instant, and
+  // has finished when this returns. A thread that does not wait again within a few seconds of real
+  // time is ignored. One thread at a time.
   void Advance(std::chrono::nanoseconds by);
 };
 

@@ -2,38 +2,47 @@
 #define ZEVRA_TESTS_SUPPORT_REPLACEABLE_CALLS_H
 
 #include <functional>
+#include <list>
+#include <utility>
 
 #include "platform/calls.h"
 
-// The tests' side of platform/calls.h: a table in the place of the system's functions, and classes
-// in the place of the system's.
+// The tests' side of platform/calls.h: functions and classes in the place of the system's.
 
 namespace zevra::test {
 
-struct Operations {
-  decltype(&os::CoInitialize) CoInitialize;
-  decltype(&os::CoUninitialize) CoUninitialize;
-  decltype(&os::CreateEventW) CreateEventW;
-  decltype(&os::SetEvent) SetEvent;
-  decltype(&os::CreateThread) CreateThread;
-  decltype(&os::CreateWaitableTimerW) CreateWaitableTimerW;
-  decltype(&os::SetWaitableTimer) SetWaitableTimer;
-  decltype(&os::CancelWaitableTimer) CancelWaitableTimer;
-  decltype(&os::WaitForMultipleObjects) WaitForMultipleObjects;
-  decltype(&os::WaitForSingleObject) WaitForSingleObject;
-  decltype(&os::CloseHandle) CloseHandle;
-  decltype(&os::GetLastError) GetLastError;
-  decltype(&os::Sleep) Sleep;
-  decltype(&os::AvSetMmThreadCharacteristicsW) AvSetMmThreadCharacteristicsW;
-  decltype(&os::MFStartup) MFStartup;
-  decltype(&os::MFShutdown) MFShutdown;
-  decltype(&os::MFCreateMediaType) MFCreateMediaType;
-  decltype(&os::MFCreateSample) MFCreateSample;
-  decltype(&os::MFCreateMemoryBuffer) MFCreateMemoryBuffer;
-};
+// The functions of calls.h but for CoCreateInstance and GetLastError.
+#define ZEVRA_REPLACEABLE_CALLS(CALL)                                                            \
+  CALL(HRESULT, CoInitialize, (LPVOID reserved), (reserved))                                     \
+  CALL(void, CoUninitialize, (), ())                                                             \
+  CALL(HANDLE, CreateEventW, (SECURITY_ATTRIBUTES * a, BOOL b, BOOL c, LPCWSTR d), (a, b, c, d)) \
+  CALL(BOOL, SetEvent, (HANDLE event), (event))                                                  \
+  CALL(HANDLE, CreateThread,                                                                     \
+       (SECURITY_ATTRIBUTES * a, std::size_t b, PTHREAD_START_ROUTINE c, LPVOID d, DWORD e,      \
+        DWORD * f),                                                                              \
+       (a, b, c, d, e, f))                                                                       \
+  CALL(HANDLE, CreateWaitableTimerW, (SECURITY_ATTRIBUTES * a, BOOL b, LPCWSTR c), (a, b, c))    \
+  CALL(BOOL, SetWaitableTimer,                                                                   \
+       (HANDLE a, const LARGE_INTEGER* b, LONG c, PTIMERAPCROUTINE d, LPVOID e, BOOL f),         \
+       (a, b, c, d, e, f))                                                                       \
+  CALL(BOOL, CancelWaitableTimer, (HANDLE timer), (timer))                                       \
+  CALL(DWORD, WaitForMultipleObjects, (DWORD a, const HANDLE* b, BOOL c, DWORD d), (a, b, c, d)) \
+  CALL(DWORD, WaitForSingleObject, (HANDLE handle, DWORD milliseconds), (handle, milliseconds))  \
+  CALL(BOOL, CloseHandle, (HANDLE handle), (handle))                                             \
+  CALL(void, Sleep, (DWORD milliseconds), (milliseconds))                                        \
+  CALL(HANDLE, AvSetMmThreadCharacteristicsW, (LPCWSTR task, DWORD * index), (task, index))      \
+  CALL(HRESULT, MFStartup, (ULONG version, DWORD flags), (version, flags))                       \
+  CALL(HRESULT, MFShutdown, (), ())                                                              \
+  CALL(HRESULT, MFCreateMediaType, (IMFMediaType * *type), (type))                               \
+  CALL(HRESULT, MFCreateSample, (IMFSample * *sample), (sample))                                 \
+  CALL(HRESULT, MFCreateMemoryBuffer, (DWORD bytes, IMFMediaBuffer * *buffer), (bytes, buffer))
 
-// The system's own functions.
-const Operations& SystemOperations();
+// A table of them, the system's own to begin with.
+struct Operations {
+#define ZEVRA_MEMBER(result, name, parameters, arguments) decltype(&os::name) name = ::name;
+  ZEVRA_REPLACEABLE_CALLS(ZEVRA_MEMBER)
+#undef ZEVRA_MEMBER
+};
 
 // Puts `operations` in the place of the system's, or the system's back for null. `operations` must
 // outlive its use; call it while no stream runs.
@@ -47,13 +56,17 @@ using ClassFactory = std::function<HRESULT(REFIID iid, void** object)>;
 // latest registration wins. Make and destroy one while no other thread creates objects.
 class ClassRegistration {
  public:
-  ClassRegistration(REFCLSID class_id, ClassFactory factory);
-  ~ClassRegistration();
+  ClassRegistration(REFCLSID class_id, ClassFactory factory)
+      : entry_(Table().insert(Table().begin(), {class_id, std::move(factory)})) {}
+  ~ClassRegistration() { Table().erase(entry_); }
   ClassRegistration(const ClassRegistration&) = delete;
   ClassRegistration& operator=(const ClassRegistration&) = delete;
 
+  // Latest first.
+  static std::list<std::pair<CLSID, ClassFactory>>& Table();
+
  private:
-  GUID class_id_;
+  std::list<std::pair<CLSID, ClassFactory>>::iterator entry_;
 };
 
 }  // namespace zevra::test

@@ -1,36 +1,89 @@
 #include "support/scripted_platform.h"
 
-#include <utility>
-
-#include "platform/api.h"
+#include <string_view>
+#include <type_traits>
 
 namespace zevra::test {
 namespace {
 
 ScriptedPlatform* current = nullptr;
 
-// Stereo float at 48 kHz, as most endpoints mix.
-WAVEFORMATEXTENSIBLE FloatStereo() {
-  return {{WAVE_FORMAT_EXTENSIBLE, 2, 48'000, 384'000, 8, 32, 22},
-          {32},
-          3,
-          KSDATAFORMAT_SUBTYPE_IEEE_FLOAT};
+// What the journal says of a call beside its name.
+template <class... Arguments>
+std::string Detail(const Arguments&...) {
+  return {};
 }
+std::string Detail(HANDLE, const LARGE_INTEGER* due, LONG period, PTIMERAPCROUTINE, LPVOID, BOOL) {
+  return std::to_string(due->QuadPart) + " " + std::to_string(period);
+}
+std::string Detail(DWORD count, const HANDLE* handles, BOOL, DWORD) {
+  std::string kinds;
+  for (DWORD i = 0; i < count; ++i)
+    kinds += (i == 0 ? "" : " ") + current->KindOfHandle(handles[i]);
+  return kinds;
+}
+
+// Records a call, then makes it, or gives `failure` where it is told to fail.
+template <class Result, class... Arguments>
+Result Tap(const char* name, Result (*system)(Arguments...), std::type_identity_t<Result> failure,
+           Arguments... arguments) {
+  if (current->Fails(name, Detail(arguments...))) {
+    ::SetLastError(kFailureError);
+    return failure;
+  }
+  const Result result = system(arguments...);
+  if constexpr (std::is_same_v<Result, HANDLE>)
+    if (std::string_view(name).starts_with("Create")) current->AddHandle(result, name);
+  return result;
+}
+
+#define ZEVRA_TAP(name, failure) \
+  .name = [](auto... arguments) { return Tap(#name, ::name, failure, arguments...); }
+
+constexpr Operations kTapped = {
+    ZEVRA_TAP(CoInitialize, kFailure),
+    .CoUninitialize =
+        [] {
+          current->Fails("CoUninitialize");
+          ::CoUninitialize();
+        },
+    ZEVRA_TAP(CreateEventW, nullptr),
+    ZEVRA_TAP(SetEvent, FALSE),
+    ZEVRA_TAP(CreateThread, nullptr),
+    ZEVRA_TAP(CreateWaitableTimerW, nullptr),
+    ZEVRA_TAP(SetWaitableTimer, FALSE),
+    ZEVRA_TAP(CancelWaitableTimer, FALSE),
+    ZEVRA_TAP(WaitForMultipleObjects, WAIT_FAILED),
+    ZEVRA_TAP(WaitForSingleObject, WAIT_FAILED),
+    .CloseHandle =
+        [](HANDLE handle) {
+          current->Fails("CloseHandle");
+          current->RemoveHandle(handle);
+          return ::CloseHandle(handle);
+        },
+    .Sleep =
+        [](DWORD milliseconds) {
+          current->Fails("Sleep", std::to_string(milliseconds));
+          ::Sleep(current->sleep_for_real ? milliseconds : 1);
+        },
+    ZEVRA_TAP(AvSetMmThreadCharacteristicsW, nullptr),
+    ZEVRA_TAP(MFStartup, kFailure),
+    ZEVRA_TAP(MFShutdown, kFailure),
+    .MFCreateMediaType = CreateScriptedMediaType,
+    .MFCreateSample = CreateScriptedSample,
+    .MFCreateMemoryBuffer = CreateScriptedBuffer,
+};
 
 }  // namespace
 
 ScriptedPlatform& CurrentScript() { return *current; }
 
 ScriptedPlatform::ScriptedPlatform()
-    : previous_(std::exchange(current, this)),
-      endpoints{ScriptedEndpoint{ZEVRA_WIDE("Speakers")}},
-      mix_format(FloatStereo()),
-      closest_format(FloatStereo()) {
-  classes_.push_back(
-      std::make_unique<ClassRegistration>(CLSID_MMDeviceEnumerator, ScriptedEndpoints(*this)));
-  classes_.push_back(
-      std::make_unique<ClassRegistration>(CLSID_CResamplerMediaObject, ScriptedResampler(*this)));
-  ReplaceOperations(&ScriptedOperations());
+    : Script(current != nullptr ? *current : Script{}),
+      previous_(std::exchange(current, this)),
+      endpoint_class_(CLSID_MMDeviceEnumerator, CreateScriptedEnumerator),
+      resampler_class_(CLSID_CResamplerMediaObject, CreateScriptedResampler) {
+  ReplaceOperations(&kTapped);
 }
 
 ScriptedPlatform::~ScriptedPlatform() {
@@ -43,24 +96,13 @@ void ScriptedPlatform::Fail(const std::string& call, int occurrence) {
   failures_[call] = occurrence;
 }
 
-std::string ScriptedPlatform::Side() const {
-  return std::this_thread::get_id() == host_ ? "host:" : "stream:";
-}
-
 bool ScriptedPlatform::Fails(const std::string& name, const std::string& detail) {
-  const std::string side = Side();
-  const std::string call = side + name;
+  const std::string side = std::this_thread::get_id() == host_ ? "host:" : "stream:";
   const std::lock_guard hold(mutex_);
   journal_.emplace_back(side, detail.empty() ? name : name + " " + detail);
-  const int occurrence = ++counts_[call];
-  const auto failure = failures_.find(call);
+  const int occurrence = ++counts_[side + name];
+  const auto failure = failures_.find(side + name);
   return failure != failures_.end() && failure->second == occurrence;
-}
-
-bool ScriptedPlatform::FailsWithLastError(const std::string& name, const std::string& detail) {
-  const bool fails = Fails(name, detail);
-  if (fails) ::SetLastError(kFailureError);
-  return fails;
 }
 
 void ScriptedPlatform::AddHandle(HANDLE handle, const std::string& maker) {

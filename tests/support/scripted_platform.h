@@ -1,21 +1,18 @@
 #ifndef ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 #define ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 
-#include <cstdint>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "platform/api.h"
 #include "support/replaceable_calls.h"
 
 // A platform that follows a script: endpoints, streams and a resampler of the test's own, behind
-// the same interfaces as the system's, and the system's kernel functions with a tap. Every call
-// goes into a journal, and any one of them can be told to fail.
+// the same interfaces as the system's, and the system's kernel functions. Each call is recorded,
+// and any one of them can be told to fail.
 
 namespace zevra::test {
 
@@ -37,21 +34,14 @@ struct ScriptedPacket {
   std::vector<BYTE> bytes;
 };
 
-// The latest one stands, the one before again once it is gone. The script is written before the
-// library is called and read by its threads.
-class ScriptedPlatform {
-  ScriptedPlatform* const previous_;
-
- public:
-  ScriptedPlatform();
-  ~ScriptedPlatform();
-  ScriptedPlatform(const ScriptedPlatform&) = delete;
-  ScriptedPlatform& operator=(const ScriptedPlatform&) = delete;
-
-  // The script.
-  std::vector<ScriptedEndpoint> endpoints;
-  WAVEFORMATEXTENSIBLE mix_format;
-  WAVEFORMATEXTENSIBLE closest_format;
+struct Script {
+  std::vector<ScriptedEndpoint> endpoints{{ZEVRA_WIDE("Speakers")}};
+  // Stereo float at 48 kHz, as most endpoints mix.
+  WAVEFORMATEXTENSIBLE mix_format = {{WAVE_FORMAT_EXTENSIBLE, 2, 48'000, 384'000, 8, 32, 22},
+                                     {32},
+                                     3,
+                                     KSDATAFORMAT_SUBTYPE_IEEE_FLOAT};
+  WAVEFORMATEXTENSIBLE closest_format = mix_format;
   bool mix_format_is_supported = true;
   REFERENCE_TIME device_period = 100'000;
   std::vector<ScriptedPacket> packets;
@@ -60,6 +50,16 @@ class ScriptedPlatform {
   UINT32 buffer_frames = 48'000;
   std::vector<UINT32> paddings;  // one for each GetCurrentPadding, then 0
   bool sleep_for_real = false;   // otherwise Sleep only lets other threads run
+};
+
+// The latest one stands, and begins with the script of the one before. The script is written before
+// the library is called and read by its threads.
+class ScriptedPlatform : public Script {
+ public:
+  ScriptedPlatform();
+  ~ScriptedPlatform();
+  ScriptedPlatform(const ScriptedPlatform&) = delete;
+  ScriptedPlatform& operator=(const ScriptedPlatform&) = delete;
 
   // Makes one call fail: "host:" for the thread that made this object, "stream:" for any other,
   // then the name as in the journal. Occurrences count from 1.
@@ -72,32 +72,38 @@ class ScriptedPlatform {
   // Handles made and not closed.
   int OpenHandles() const;
 
-  // For the scripted objects.
+  // For the scripted objects: records a call and tells whether it is to fail.
   bool Fails(const std::string& name, const std::string& detail = {});
-  bool FailsWithLastError(const std::string& name, const std::string& detail = {});
   void AddHandle(HANDLE handle, const std::string& maker);
   void RemoveHandle(HANDLE handle);
   // The name of the call that made it.
   std::string KindOfHandle(HANDLE handle) const;
 
  private:
-  std::string Side() const;
-
+  ScriptedPlatform* const previous_;
   const std::thread::id host_ = std::this_thread::get_id();
   mutable std::mutex mutex_;
   std::map<std::string, int> counts_;
   std::map<std::string, int> failures_;
   std::vector<std::pair<std::string, std::string>> journal_;
   std::map<HANDLE, std::string> open_handles_;
-  std::vector<std::unique_ptr<ClassRegistration>> classes_;
+  const ClassRegistration endpoint_class_;
+  const ClassRegistration resampler_class_;
 };
 
-// The scripted classes; defined with their objects.
-ClassFactory ScriptedEndpoints(ScriptedPlatform& script);
-ClassFactory ScriptedResampler(ScriptedPlatform& script);
-// The system's operations with the tap of the ScriptedPlatform that stands.
-const Operations& ScriptedOperations();
+// The one that stands.
 ScriptedPlatform& CurrentScript();
+
+// How the journal tells of an attribute that a media type was given.
+std::string Attribute(REFGUID key, UINT32 value);
+std::string Attribute(REFGUID key, REFGUID value);
+
+// The scripted classes and functions, defined with their objects.
+HRESULT CreateScriptedEnumerator(REFIID iid, void** object);
+HRESULT CreateScriptedResampler(REFIID iid, void** object);
+HRESULT CreateScriptedMediaType(IMFMediaType** type);
+HRESULT CreateScriptedSample(IMFSample** sample);
+HRESULT CreateScriptedBuffer(DWORD capacity, IMFMediaBuffer** buffer);
 
 }  // namespace zevra::test
 

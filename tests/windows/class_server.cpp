@@ -6,8 +6,8 @@
 #include "builtin/builtin_audio.h"
 #include "platform/owners.h"
 #include "platform/result.h"
+#include "support/builtin_endpoints.h"
 #include "support/live_objects.h"
-#include "support/signals.h"
 #include "windows/served_resampler.h"
 
 namespace zevra {
