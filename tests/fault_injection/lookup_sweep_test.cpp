@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/host.h"
@@ -14,20 +15,18 @@ namespace {
 
 WideString Wide(const char* text) { return {text, text + std::strlen(text)}; }
 
-constexpr std::int32_t Code(std::uint32_t bits) { return static_cast<std::int32_t>(bits); }
 constexpr std::int32_t kFailed = kFailure;
 const std::string kOpenFailed = "::ZevraOpenDevice | error | OpenDevice ";
 
 class LookupSweep : public ScriptedHost {};
 
 TEST_F(LookupSweep, OpenFailures) {
-  struct Case {
+  const struct {
     bool by_name;
     const char* call;
     int occurrence;
     const char* line;  // ahead of the exported function's own, from the operation on
-  };
-  const Case cases[] = {
+  } cases[] = {
       {false, "CoCreateInstance(enumerator)", 1, "GetDefaultDevice | error | CoCreateInstance"},
       {false, "GetDefaultAudioEndpoint", 1, "GetDefaultDevice | error | GetDefaultAudioEndpoint"},
       {false, "OpenPropertyStore", 1, "GetSpecifyDevice | error | OpenPropertyStore"},
@@ -41,7 +40,7 @@ TEST_F(LookupSweep, OpenFailures) {
       {true, "GetValue", 2, nullptr},
   };
   const WideString name = Wide("One");
-  for (const Case& failure : cases) {
+  for (const auto& failure : cases) {
     SCOPED_TRACE(failure.call);
     ScriptedPlatform failing;
     failing.endpoints = {{Wide("one")}, {Wide("two")}};
@@ -52,25 +51,17 @@ TEST_F(LookupSweep, OpenFailures) {
     EXPECT_EQ(ZevraOpenDevice(&handle, failure.by_name ? name.c_str() : nullptr, ZEVRA_FLOW_RENDER),
               kFailed);
     EXPECT_EQ(handle, reinterpret_cast<ZevraHandle>(&untouched));
-    Lines expected;
+    Lines expected = {kOpenFailed + "88890004"};
     if (failure.line != nullptr) {
       const bool tells_flow = std::string(failure.call) == "EnumAudioEndpoints";
-      expected.push_back(std::string("ZevraImpl::") + failure.line + " 88890004" +
-                         (tells_flow ? ", dataFlow 0" : ""));
+      expected.insert(expected.begin(), std::string("ZevraImpl::") + failure.line + " 88890004" +
+                                            (tells_flow ? ", dataFlow 0" : ""));
     }
-    expected.push_back(kOpenFailed + "88890004");
     EXPECT_EQ(log.Lines(), expected);
   }
 }
 
-struct NameCase {
-  const char* what;
-  std::vector<ScriptedEndpoint> endpoints;
-  WideString wanted;
-  std::uint32_t flow;
-  std::int32_t result;
-};
-
+// By name, a capture's loopback flag follows the argument, not the kind of endpoint found.
 TEST_F(LookupSweep, Names) {
   // Windows compares letters outside ASCII by the host's locale.
   std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): no other thread runs
@@ -79,83 +70,67 @@ TEST_F(LookupSweep, Names) {
   const WideString pair = {'a', 0xD83D, 0xDD0A};
   const WideString other_pair = {'a', 0xD83D, 0xDD0B};
   const WideString long_name(300, 'x');
-  const ScriptedEndpoint microphone{Wide("Microphone"), eCapture};
-  const std::vector<NameCase> cases = {
-      {"letter case", {{Wide("USB Speakers")}}, Wide("usb sPEAKERS"), 0, 0},
-      {"prefix", {{Wide("USB Speakers")}}, Wide("USB Speaker"), 0, ZEVRA_E_NOT_FOUND},
-      {"longer", {{Wide("USB Speakers")}}, Wide("USB Speakers "), 0, ZEVRA_E_NOT_FOUND},
-      {"empty name", {{Wide("a")}}, {}, 0, ZEVRA_E_NOT_FOUND},
+  const WideString a = Wide("a"), speakers = Wide("USB Speakers"), microphone = Wide("Microphone");
+  const struct {
+    const char* what;
+    std::vector<ScriptedEndpoint> endpoints;
+    WideString wanted;
+    std::uint32_t flow;
+    std::int32_t result;
+  } cases[] = {
+      {"letter case", {{speakers}}, Wide("usb sPEAKERS"), 0, 0},
+      {"prefix", {{speakers}}, Wide("USB Speaker"), 0, ZEVRA_E_NOT_FOUND},
+      {"longer", {{speakers}}, Wide("USB Speakers "), 0, ZEVRA_E_NOT_FOUND},
       {"empty name of an endpoint", {{{}}}, {}, 0, 0},
-      {"no endpoints", {}, Wide("a"), 0, ZEVRA_E_NOT_FOUND},
-      {"two of a name", {{Wide("a")}, {Wide("b")}, {Wide("A")}}, Wide("a"), 0, ZEVRA_E_UNEXPECTED},
-      {"two of another name", {{Wide("a")}, {Wide("b")}, {Wide("b")}}, Wide("a"), 0, 0},
+      {"no endpoints", {}, a, 0, ZEVRA_E_NOT_FOUND},
+      {"two of a name", {{a}, {Wide("b")}, {Wide("A")}}, a, 0, ZEVRA_E_UNEXPECTED},
+      {"two of another name", {{a}, {Wide("b")}, {Wide("b")}}, a, 0, 0},
       {"letters outside ASCII", {{accented}}, accented_lower, 0, 0},
       {"surrogate pairs", {{other_pair}, {pair}}, pair, 0, 0},
       {"300 units", {{long_name}}, long_name, 0, 0},
-      {"wrong type", {{Wide("a")}, {Wide("b"), eRender, VT_UI4}}, Wide("a"), 0, ZEVRA_E_UNEXPECTED},
-      {"other flow", {{Wide("a")}, microphone}, Wide("Microphone"), 0, ZEVRA_E_NOT_FOUND},
-      {"capture", {{Wide("a")}, microphone}, Wide("Microphone"), 1, 0},
-      {"both flows", {{Wide("a")}, microphone}, Wide("Microphone"), 2, 0},
-      {"one of each flow", {{Wide("a")}, {Wide("a"), eCapture}}, Wide("a"), 2, ZEVRA_E_UNEXPECTED},
+      {"wrong type", {{a}, {Wide("b"), eRender, VT_UI4}}, a, 0, ZEVRA_E_UNEXPECTED},
+      {"other flow", {{a}, {microphone, eCapture}}, microphone, 0, ZEVRA_E_NOT_FOUND},
+      {"capture", {{a}, {microphone, eCapture}}, microphone, 1, 0},
+      {"both flows", {{a}, {microphone, eCapture}}, microphone, 2, 0},
+      {"one of each flow", {{a}, {a, eCapture}}, a, 2, ZEVRA_E_UNEXPECTED},
   };
-  for (const NameCase& item : cases) {
+  const ZevraAudioFormat format = SpeechFormat();
+  const auto count_flag = [](bool loopback) {
+    const Lines calls = CurrentScript().Journal("stream:");
+    return std::count_if(calls.begin(), calls.end(), [loopback](const std::string& call) {
+      return call.starts_with(loopback ? "Initialize 0 131072 " : "Initialize 0 0 ");
+    });
+  };
+  for (const auto& item : cases) {
     SCOPED_TRACE(item.what);
     ScriptedPlatform other;
     other.endpoints = item.endpoints;
     log.Clear();
     ZevraHandle handle = nullptr;
     EXPECT_EQ(ZevraOpenDevice(&handle, item.wanted.c_str(), item.flow), item.result);
-    EXPECT_EQ(handle != nullptr, item.result == 0);
     Lines expected;
-    if (item.result == ZEVRA_E_NOT_FOUND) {
+    if (item.result == ZEVRA_E_NOT_FOUND)
       expected = {"ZevraImpl::GetSpecifyDevice | error | No Device Found!",
                   kOpenFailed + "80070490"};
-    } else if (item.result != 0) {
+    else if (item.result != 0)
       expected = {kOpenFailed + "8000ffff"};
-    }
     EXPECT_EQ(log.Lines(), expected);
-    EXPECT_EQ(ZevraCloseDevice(handle), 0);
-  }
-  std::setlocale(LC_CTYPE, "C");  // NOLINT(concurrency-mt-unsafe)
-}
-
-// The loopback flag follows the argument, not the kind of endpoint found.
-TEST_F(LookupSweep, LoopbackFlagFollowsTheArgument) {
-  struct Case {
-    bool by_name;
-    std::uint32_t flow;
-    const char* initialize;
-  };
-  const std::vector<Case> cases = {{false, 0, "Initialize 0 131072 "},
-                                   {false, 1, "Initialize 0 131072 "},
-                                   {true, 0, "Initialize 0 131072 "},
-                                   {true, 1, "Initialize 0 0 "},
-                                   {true, 2, "Initialize 0 0 "}};
-  for (const Case& item : cases) {
-    ScriptedPlatform other;
-    other.endpoints = {{Wide("a"), item.flow == 1 ? eCapture : eRender}};
-    ZevraHandle handle = nullptr;
-    const WideString name = Wide("a");
-    ASSERT_EQ(ZevraOpenDevice(&handle, item.by_name ? name.c_str() : nullptr, item.flow), 0);
-    const ZevraAudioFormat format = SpeechFormat();
+    ASSERT_EQ(handle != nullptr, item.result == 0);
+    if (handle == nullptr) continue;
     EXPECT_EQ(ZevraStartCapture(handle, &format, nullptr, nullptr), 0);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
-    const Lines calls = other.Journal("stream:");
-    EXPECT_TRUE(std::any_of(calls.begin(), calls.end(), [&](const std::string& call) {
-      return call.starts_with(item.initialize);
-    }));
+    EXPECT_EQ(count_flag(item.flow == 0), 1);
   }
+  std::setlocale(LC_CTYPE, "C");  // NOLINT(concurrency-mt-unsafe)
+  // The default endpoint of either flow is heard by loopback.
+  ScriptedPlatform other;
+  other.endpoints = {{microphone, eCapture}};
+  ZevraHandle handle = nullptr;
+  ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_CAPTURE), 0);
+  EXPECT_EQ(ZevraStartCapture(handle, &format, nullptr, nullptr), 0);
+  EXPECT_EQ(ZevraCloseDevice(handle), 0);
+  EXPECT_EQ(count_flag(true), 1);
 }
-
-struct ListCase {
-  const char* what;
-  std::vector<ScriptedEndpoint> endpoints;
-  std::vector<WideString> rows;
-  std::int32_t result = 0;
-  const char* call = "none";  // the one that fails, and when
-  int occurrence = 1;
-  const char* line = nullptr;  // what the log says of it
-};
 
 std::vector<ScriptedEndpoint> Numbered(int count) {
   std::vector<ScriptedEndpoint> endpoints;
@@ -164,10 +139,10 @@ std::vector<ScriptedEndpoint> Numbered(int count) {
   return endpoints;
 }
 
-std::vector<WideString> NumberedRows(int first, int last) {
+std::vector<WideString> Rows(int first, int last) {
   std::vector<WideString> rows;
-  for (int number = first; number <= last; ++number)
-    rows.push_back(Wide("e") + WCHAR('0' + number));
+  for (const ScriptedEndpoint& endpoint : Numbered(last)) rows.push_back(endpoint.name);
+  rows.erase(rows.begin(), rows.begin() + first - 1);
   return rows;
 }
 
@@ -179,28 +154,49 @@ TEST_F(LookupSweep, Lists) {
   WideString fits(253, 'x');
   fits += {0xD83D, 0xDD0A};
   const std::vector<ScriptedEndpoint> wrong_type = {{Wide("e1")}, {Wide("b"), eRender, VT_UI4}};
-  const std::vector<ListCase> cases = {
+  const std::vector<ScriptedEndpoint> both_flows = {{Wide("e1")}, {Wide("e2"), eCapture}};
+  const struct {
+    const char* what;
+    std::vector<ScriptedEndpoint> endpoints;
+    std::vector<WideString> rows;
+    std::int32_t result = 0;
+    const char* call = "none";  // the one that fails, and when
+    int occurrence = 1;
+    const char* line = nullptr;  // what the log says of it
+    std::int32_t (*list)(ZevraDeviceList*) = ZevraGetDeviceList;
+  } cases[] = {
       {"none", {}, {}},
       {"two of a name", {{Wide("a")}, {Wide("a"), eCapture}}, {Wide("a"), Wide("a")}},
-      {"eight", Numbered(8), NumberedRows(1, 8)},
-      {"nine", Numbered(9), NumberedRows(1, 8)},
-      {"nine, the ninth at fault", Numbered(9), NumberedRows(1, 8), 0, "Item", 9},
-      {"unreadable first", Numbered(9), NumberedRows(2, 9), 0, "GetValue", 1, "GetValue 88890004"},
-      {"the last unreadable", Numbered(3), NumberedRows(1, 2), kFailed, "OpenPropertyStore", 3,
+      {"render", both_flows, Rows(1, 1), 0, "none", 1, nullptr, ZevraGetInnerRecordDeviceList},
+      {"capture", both_flows, Rows(2, 2), 0, "none", 1, nullptr, ZevraGetOutRecordDeviceList},
+      {"eight", Numbered(8), Rows(1, 8)},
+      {"nine, the ninth at fault", Numbered(9), Rows(1, 8), 0, "Item", 9},
+      {"unreadable first", Numbered(9), Rows(2, 9), 0, "GetValue", 1, "GetValue 88890004"},
+      {"the last unreadable", Numbered(3), Rows(1, 2), kFailed, "OpenPropertyStore", 3,
        "OpenPropertyStore 88890004"},
-      {"the second missing", Numbered(2), NumberedRows(1, 1), kFailed, "Item", 2, "Item 88890004"},
-      {"wrong type", wrong_type, NumberedRows(1, 1), 0, "none", 1,
+      {"the second missing", Numbered(2), Rows(1, 1), kFailed, "Item", 2, "Item 88890004"},
+      {"wrong type", wrong_type, Rows(1, 1), 0, "none", 1,
        "PKEY_Device_FriendlyName variant type is 19 - expected VT_LPWSTR"},
-      {"no enumerator", Numbered(2), NumberedRows(1, 0), kFailed, "CoCreateInstance(enumerator)", 1,
+      {"no enumerator",
+       Numbered(2),
+       {},
+       kFailed,
+       "CoCreateInstance(enumerator)",
+       1,
        "CoCreateInstance 88890004"},
-      {"no collection", Numbered(2), NumberedRows(1, 0), kFailed, "EnumAudioEndpoints", 1,
+      {"no collection",
+       Numbered(2),
+       {},
+       kFailed,
+       "EnumAudioEndpoints",
+       1,
        "EnumAudioEndpoints 88890004"},
-      {"no count", Numbered(2), NumberedRows(1, 0), kFailed, "GetCount", 1, "GetCount 88890004"},
+      {"no count", Numbered(2), {}, kFailed, "GetCount", 1, "GetCount 88890004"},
       {"names at the row's end",
        {{full}, {over}, {split}, {fits}},
        {full, full, WideString(254, 'x'), fits}},
   };
-  for (const ListCase& item : cases) {
+  for (const auto& item : cases) {
     SCOPED_TRACE(item.what);
     ScriptedPlatform other;
     other.endpoints = item.endpoints;
@@ -208,31 +204,18 @@ TEST_F(LookupSweep, Lists) {
     log.Clear();
     ZevraDeviceList list;
     std::memset(&list, 0xAB, sizeof list);
-    EXPECT_EQ(ZevraGetDeviceList(&list), item.result);
+    EXPECT_EQ(item.list(&list), item.result);
     Lines expected;
     if (item.line != nullptr)
       expected.push_back(std::string("::ZevraGetDeviceList | error | ") + item.line);
     EXPECT_EQ(log.Lines(), expected);
     ASSERT_EQ(list.count, item.rows.size());
-    for (std::size_t row = 0; row < ZEVRA_DEVICE_LIST_ROWS; ++row) {
-      if (row < item.rows.size()) {
-        EXPECT_EQ(WideString(list.names[row]), item.rows[row]);
-      } else {
-        const auto* const bytes = reinterpret_cast<const BYTE*>(list.names[row]);
-        EXPECT_TRUE(std::all_of(bytes, bytes + 512, [](BYTE byte) { return byte == 0xAB; }));
-      }
-    }
+    for (std::size_t row = 0; row < item.rows.size(); ++row)
+      EXPECT_EQ(WideString(list.names[row]), item.rows[row]);
+    const auto* const unused = reinterpret_cast<const BYTE*>(list.names + item.rows.size());
+    const auto* const end = reinterpret_cast<const BYTE*>(list.names + ZEVRA_DEVICE_LIST_ROWS);
+    EXPECT_TRUE(std::all_of(unused, end, [](BYTE byte) { return byte == 0xAB; }));
   }
-}
-
-TEST_F(LookupSweep, ListsAskForTheirFlow) {
-  script.endpoints = {{Wide("r")}, {Wide("c"), eCapture}};
-  ZevraDeviceList list;
-  EXPECT_EQ(ZevraGetInnerRecordDeviceList(&list), 0);
-  EXPECT_EQ(WideString(list.names[0]), Wide("r"));
-  EXPECT_EQ(ZevraGetOutRecordDeviceList(&list), 0);
-  EXPECT_EQ(WideString(list.names[0]), Wide("c"));
-  EXPECT_EQ(list.count, 1U);
 }
 
 TEST_F(LookupSweep, Volume) {
@@ -240,7 +223,7 @@ TEST_F(LookupSweep, Volume) {
   float volume = -1;
   EXPECT_EQ(ZevraGetVolume(handle, &volume), 0);
   EXPECT_EQ(volume, 0.5F);
-  const std::vector<std::pair<const char*, const char*>> failures = {
+  const std::pair<const char*, const char*> failures[] = {
       {"host:Activate", "ZevraImpl::getVolume | error | Activate 88890004"},
       {"host:GetMasterVolumeLevelScalar", "ZevraImpl::getVolume | error | GetService 88890004"}};
   for (const auto& [call, line] : failures) {
@@ -278,6 +261,13 @@ TEST_F(LookupSweep, BadArguments) {
     EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_NOT_INITIALIZED);
     EXPECT_EQ(list.count, 0U);
   }).join();
+
+  EXPECT_EQ(ZevraInitialize(), ZEVRA_ALREADY_INITIALIZED);
+  log.Clear();
+  script.Fail("host:CoInitialize", 3);
+  EXPECT_EQ(ZevraInitialize(), kFailed);
+  EXPECT_EQ(log.Lines(), Lines{"::ZevraInitialize | error | 88890004"});
+  EXPECT_EQ(ZevraUninitialize(), 0);
 }
 
 TEST_F(LookupSweep, TracesAreBalancedOnEveryWay) {
@@ -293,18 +283,6 @@ TEST_F(LookupSweep, TracesAreBalancedOnEveryWay) {
                    "::ZevraOpenDevice | leave.", "::ZevraCloseDevice | enter.",
                    "ZevraImpl::CloseDevice | enter.", "ZevraImpl::CloseDevice | leave.",
                    "::ZevraCloseDevice | leave."}));
-}
-
-TEST(Initialize, ResultsAreThePlatforms) {
-  LogCapture log;
-  ScriptedPlatform script;
-  EXPECT_EQ(ZevraInitialize(), 0);
-  EXPECT_EQ(ZevraInitialize(), ZEVRA_ALREADY_INITIALIZED);
-  script.Fail("host:CoInitialize", 3);
-  EXPECT_EQ(ZevraInitialize(), kFailed);
-  EXPECT_EQ(log.Lines(), Lines{"::ZevraInitialize | error | 88890004"});
-  EXPECT_EQ(ZevraUninitialize(), 0);
-  EXPECT_EQ(ZevraUninitialize(), 0);
 }
 
 }  // namespace
