@@ -26,7 +26,7 @@ AppendMode ToAppendMode(std::int32_t mode) {
 // this moment looks the same, but then the file still grows.
 bool EndsMidLine(std::FILE* stream) {
   // A write takes microseconds. The rest is for a writer that is preempted during it.
-  constexpr std::uint32_t kStandsStillMs = 5;
+  constexpr std::uint32_t kStandsStillMs = 25;
   const auto inside_line = [stream] {
     const int last = LastByte(stream);
     return last != -1 && last != '\n';

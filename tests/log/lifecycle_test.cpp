@@ -2,12 +2,12 @@
 #include "log/time_text.h"
 #include "log_test.h"
 
-namespace zevra {
+namespace zevra::test {
 namespace {
 
-using Lifecycle = test::LogTest;
+using Lifecycle = LogTest;
 
-const std::string kBar(61, '=');
+const std::string kBar = std::string(61, '=') + "\n";
 const auto two_lines = [](Process_Logger& logger) {
   logger.log_error("abc");
   logger.log_error("def");
@@ -15,80 +15,71 @@ const auto two_lines = [](Process_Logger& logger) {
 
 std::string Process() {
   char text[64];
-  std::snprintf(text, sizeof text, "PID: %d (0x%04x)", static_cast<int>(CurrentProcessId()),
+  std::snprintf(text, sizeof text, "\tPID: %d (0x%04x)", static_cast<int>(CurrentProcessId()),
                 CurrentProcessId());
   return text;
 }
 
-std::string Head(const std::string& word, const std::string& module,
-                 const std::string& version = {}) {
-  const std::string application = test::ProgramPath();
-  return kBar + "\n\tKorvane log file\n\tSubject :    A title\n\t" + word +
-         "-Time :    25/03/14-09:26:53 123\n\tApplication: " + application + " " +
-         FileTimeText(application.c_str()) + "\n\tModule:      " + module + "\n\t" + Process() +
-         " Version: " + version + "\n" + kBar + "\n";
+std::string PathAndTime(const std::string& path) {
+  return path + " " + (path.empty() ? " " : FileTimeText(path.c_str()));
+}
+
+std::string Head(const std::string& word, const std::string& module = "",
+                 const std::string& version = "") {
+  return kBar + "\tKorvane log file\n\tSubject :    A title\n\t" + word +
+         "-Time :    25/03/14-09:26:53 123\n\tApplication: " + PathAndTime(ProgramPath()) +
+         "\n\tModule:      " + PathAndTime(module) + "\n" + Process() + " Version: " + version +
+         "\n" + kBar;
 }
 
 std::string Tail(const std::string& word) {
-  return kBar + "\n\tA title " + word + "-Time: 25/03/14-09:26:53 123\n\t" + Process() + "\n" +
-         kBar + "\n";
+  return kBar + "\tA title " + word + "-Time: 25/03/14-09:26:53 123\n" + Process() + "\n" + kBar;
 }
 
 TEST_F(Lifecycle, BannersToTheByte) {
   settings.values.head = true;
   settings.values.title = "A title";
-  settings.values.style = 0;
-  const test::Library library;
-  const std::string path = library.Path();
-  struct {
-    ModuleHandle module;
-    std::string shown;
-    std::string version;
-  } const rows[] = {
-      {0, "  ", ""},
-      {kThisLibrary, "  ", ""},  // the tests are the application
-      {library.Handle(), path + " " + FileTimeText(path.c_str()), FileVersionText(path.c_str())}};
-  for (const auto& row : rows) {
-    settings.values.module = row.module;
-    const auto say = [](Process_Logger& logger) { logger.log_error("m\n"); };
-    EXPECT_EQ(Logged(say), Head("Created", row.shown, row.version) + "m\n" + Tail("End"));
+  settings.values.style = 16;
+  const auto say = [](Process_Logger& logger) { logger.log_error("m"); };
+  const Library library;
+  for (const ModuleHandle module : {kExecutable, kThisLibrary, library.Handle()}) {
+    // This library is the application here.
+    const std::string path = module == library.Handle() ? library.Path() : std::string();
+    settings.values.module = module;
+    EXPECT_EQ(Logged(say),
+              Head("Created", path, FileVersionText(path.c_str())) + "m\n" + Tail("End"));
   }
   settings.values.title = std::string(5000, 't');
-  EXPECT_EQ(test::Lines(Logged([](Process_Logger&) {})).size(), 5u) << "cut, but whole lines";
+  EXPECT_EQ(Lines(Logged([](Process_Logger&) {})).size(), 5u) << "cut, but whole lines";
   settings.values.style = 256;
-  EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_error("m"); }), "m");
-
-  test::Write(dir / "dated", "");
-  test::SetModifiedTime(dir / "dated", 1741944413);
-  EXPECT_EQ(FileTimeText(Path("dated").c_str()), "2025-03-14 09:26:53");
+  EXPECT_EQ(Logged(say), "m");
+  SetModifiedTime(dir / "z.log", 1741944413);
+  EXPECT_EQ(FileTimeText(Path("z.log").c_str()), "2025-03-14 09:26:53");
   EXPECT_EQ(FileTimeText(Path("missing").c_str()), "");
 }
 
 TEST_F(Lifecycle, RotationAtTheLimitKeepsAllText) {
+  const fs::path backup = dir / "z_2025-03-14_09-26-53.log";
+  const auto log = [](Process_Logger& logger) {
+    for (const char* line : {"a", "b", "c", "d", "e"}) logger.log_verbose("%s", line);
+  };
   settings.values.head = true;
   settings.values.title = "A title";
   settings.values.style = 16;
-  const std::string head = Head("Created", "  ");
-  settings.values.maxsize = test::TextModeBytes(head + "one\ntwo\n");
-  const std::string text = Logged([](Process_Logger& logger) {
-    logger.log_verbose("one");
-    logger.log_verbose("two");  // makes the file exactly as long as it may be
-    logger.log_verbose("3");
-  });
-  EXPECT_EQ(text, Head("Continued", "  ") + "3\n" + Tail("End"));
-  EXPECT_EQ(test::Text(dir / "z_2025-03-14_09-26-53.log"), head + "one\ntwo\n" + Tail("Continue"));
+  settings.values.module = kThisLibrary;
+  const std::string first = Head("Created") + "a\nb\nc\nd\n";
+  settings.values.maxsize = TextModeBytes(first);  // exactly as long as it may be
+  EXPECT_EQ(Logged(log), Head("Continued") + "e\n" + Tail("End"));
+  EXPECT_EQ(Text(backup), first + Tail("Continue"));
 
   settings.values.head = false;
-  settings.values.maxsize = test::TextModeBytes("a\nb\n");
-  Logged([](Process_Logger& logger) {
-    for (const char* line : {"a", "b", "c", "d", "e"}) logger.log_verbose("%s", line);
-  });
-  EXPECT_EQ(test::Text(dir / "z_2025-03-14_09-26-53.log"), "c\nd\n")
-      << "the same second has the same name; text that still waited is in it";
+  settings.values.maxsize = TextModeBytes("a\nb\n");
+  EXPECT_EQ(Logged(log), "e\n");
+  EXPECT_EQ(Text(backup), "c\nd\n") << "the same second has the same name";
   settings.values.overwrite = true;
-  test::fs::remove(dir / "z_2025-03-14_09-26-53.log");
-  EXPECT_EQ(Logged(two_lines), "def\n");
-  EXPECT_FALSE(test::fs::exists(dir / "z_2025-03-14_09-26-53.log"));
+  fs::remove(backup);
+  EXPECT_EQ(Logged(log), "e\n");
+  EXPECT_FALSE(fs::exists(backup));
 }
 
 TEST_F(Lifecycle, PurgeTakesTheSecondOldest) {
@@ -100,36 +91,39 @@ TEST_F(Lifecycle, PurgeTakesTheSecondOldest) {
                     {1, 1, 0},   {3, 1, 1},    {3, 0, -1}};
   settings.values.maxsize = 1;
   const auto name = [](int i) { return "z_2020-01-01_00-00-" + std::to_string(10 + i) + ".log"; };
+  Write(dir / "y_0000.log", "");
   for (const auto& row : rows) {
-    for (int i = 0; i < row.existing; ++i) test::Write(dir / name(i), "");
-    test::Write(dir / "y_0000.log", "");
+    for (int i = 0; i < row.existing; ++i) Write(dir / name(i), "");
     settings.values.maxcount = row.maxcount;
     Logged([](Process_Logger& logger) { logger.log_error("m"); });
     for (int i = 0; i < row.existing; ++i) {
-      EXPECT_EQ(test::fs::remove(dir / name(i)), i != row.removed)
+      EXPECT_EQ(fs::remove(dir / name(i)), i != row.removed)
           << row.existing << " of " << row.maxcount << ": " << i;
     }
-    EXPECT_TRUE(test::fs::exists(dir / "y_0000.log"));
-    test::fs::remove(dir / "z_2025-03-14_09-26-53.log");
+    fs::remove(dir / "z_2025-03-14_09-26-53.log");
   }
+  EXPECT_TRUE(fs::exists(dir / "y_0000.log"));
 }
 
-TEST_F(Lifecycle, WhenABackupCannotBeMadeNoTextIsLost) {
+TEST_F(Lifecycle, FilesAndBackupsThatCannotBeMadeLoseNoText) {
   settings.values.style = 16;
   settings.values.maxsize = 4;
-  test::fs::create_directory(dir / "z_2025-03-14_09-26-53.log");  // in the way of the copy
+  fs::create_directory(dir / "z_2025-03-14_09-26-53.log");  // in the way of the copy
   EXPECT_EQ(Logged(two_lines), "abc\ndef\n");
-  const std::string deep = dir.string() + "/" + std::string(240 - dir.string().size(), 'd') + "/";
-  settings.values.file = deep + "123456789.log";  // fits, but not with a stamp
-  EXPECT_EQ(Logged(two_lines), "abc\ndef\n");
-  settings.values.file = deep + "123456789-123456789.log";
+  const std::string deep = Path("a//") + std::string(240 - dir.string().size(), 'd') + "/";
+  settings.values.file = deep + "12345.log";  // fits, but not with a stamp
+  EXPECT_EQ(Logged(two_lines), "abc\ndef\n") << "in folders that were made for it";
   settings.values.output = kOutputFile | kOutputConsole;
-  testing::internal::CaptureStdout();
-  Process_Logger logger(clock);
-  EXPECT_NE(logger.open(&settings, nullptr, 0), 0);
-  logger.log_error("m");
-  std::fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "m\n") << "the other outputs go on";
+  for (const std::string& file : {deep + "123456789-123456789.log", Path("z.log/z.log")}) {
+    Write(dir / "z.log", "a file in the way of a folder");
+    settings.values.file = file;
+    testing::internal::CaptureStdout();
+    Process_Logger logger(clock);
+    EXPECT_NE(logger.open(&settings, nullptr, 0), 0);
+    logger.log_error("m");
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "m\n") << "the other outputs go on";
+  }
 }
 
 TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
@@ -163,14 +157,54 @@ TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
   EXPECT_STREQ(logger.time_text(text, false, true), "09:26:54 000") << "starts at a whole second";
 }
 
-TEST_F(Lifecycle, OpenMakesDirectories) {
-  settings.values.file = Path("a/b//c/z.log");
-  EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_error("m"); }).back(), '\n');
-  test::Write(dir / "file", "");
-  settings.values.file = Path("file/z.log");
-  Process_Logger logger(clock);
-  EXPECT_NE(logger.open(&settings, nullptr, 0), 0);
+class IoFile : public LogTest {
+ protected:
+  int OpenIn(std::int32_t mode) { return io.open(Path("z.log").c_str(), nullptr, mode, 0); }
+  Log_IO_FILE io;
+};
+
+TEST_F(IoFile, ModesAndTheLastLine) {
+  struct {
+    std::int32_t mode;
+    const char *before, *after;
+  } const rows[] = {{0, "half", "half\nx"}, {0, "whole\n", "whole\nx"}, {0, "", "x"},
+                    {1, "half", "halfx"},   {2, "gone", "x"},           {3, "gone\n", "x"},
+                    {9, "half", "halfx"}};
+  for (const auto& row : rows) {
+    std::ofstream(dir / "z.log") << row.before;
+    ASSERT_EQ(OpenIn(row.mode), 0);
+    EXPECT_GE(io.puts("x"), 0);
+    io.close();
+    EXPECT_EQ(Text(dir / "z.log"), row.after) << row.mode << " over " << row.before;
+  }
+}
+
+TEST_F(IoFile, SeesWhatOthersAppendAndSavesWhatStillWaits) {
+  for (const std::int32_t mode : {3, 1}) {  // binary, so that a line end is one byte
+    ASSERT_EQ(OpenIn(mode), 0);
+    io.puts("mine\n");
+    io.flush();
+    std::ofstream(dir / "z.log", std::ios::app | std::ios::binary) << "other\n";
+    EXPECT_EQ(io.size(), 11);
+    io.puts("again\n");
+    EXPECT_EQ(io.size(), 17) << "text that still waits counts";
+    EXPECT_NE(io.backup(Path("missing/x.log").c_str()), 0) << "and leaves the text in place";
+    Write(dir / "saved.log", "an older backup that is longer");
+    EXPECT_EQ(io.backup(Path("saved.log").c_str()), 0);
+    EXPECT_EQ(Read(dir / "saved.log"), "mine\nother\nagain\n");
+    io.puts("0123456789");
+    EXPECT_EQ(io.size(), 10);
+    if (mode == 1) {
+      std::fseek(io.handle(), 3, SEEK_SET);
+      EXPECT_EQ(io.size(), 10);
+      EXPECT_EQ(std::fgetc(io.handle()), '3') << "a reader's position stays";
+    }
+    EXPECT_EQ(io.backup(Path("Z.LOG").c_str()), 0);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2) << "no copy of that name";
+    io.close();
+    EXPECT_EQ(Read(dir / "z.log"), "");
+  }
 }
 
 }  // namespace
-}  // namespace zevra
+}  // namespace zevra::test

@@ -31,10 +31,6 @@ inline void Write(const fs::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-inline void WriteText(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
-
 inline std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);

@@ -1,23 +1,23 @@
 #include "log/settings.h"
 
-#include <chrono>
+#include <gmock/gmock.h>
+
+#include <cerrno>
 #include <thread>
 
+#include "log/paths.h"
 #include "log_test.h"
 
-namespace zevra {
+namespace zevra::test {
 namespace {
 
-class CfgReader : public test::LogTest {
+class CfgReader : public LogTest {
  protected:
-  Log_Settings ReadOver(const Log_Settings& start, const std::string& text) {
-    test::Write(dir / "zevra.cfu", text);
+  Log_Settings Read(const std::string& keys, const Log_Settings& start = Log_Settings()) {
+    Write(dir / "zevra.cfu", "[logger]\n" + keys + "\n");
     Log_Settings read(start);
     EXPECT_EQ(read.read_log_config("logger", Path("zevra.cfu").c_str()), 0);
     return read;
-  }
-  Log_Settings ReadKeys(const std::string& keys) {
-    return ReadOver(Log_Settings(), "[logger]\n" + keys + "\n");
   }
 };
 
@@ -34,25 +34,22 @@ TEST_F(CfgReader, NumbersWordsAndFlags) {
                      {"console_level=info", 7, 15, 255},
                      {"LEVEL = 0x90 ", 0x90, 0x90, 255}};
   for (const auto& row : masks) {
-    const Log_Settings read = ReadKeys(row.keys);
+    const Log_Settings read = Read(row.keys);
     EXPECT_EQ(read.level(), row.level) << row.keys;
     EXPECT_EQ(read.console_level(), row.console_level) << row.keys;
     EXPECT_EQ(read.style(), row.style) << row.keys;
   }
-  struct {
-    const char* text;
-    std::uint64_t maxsize;
-  } const sizes[] = {{"1000", 65536}, {"10M", 65536},      {"-1", ~std::uint64_t{0}},
-                     {"abc", 65536},  {"0x20000", 131072}, {"5000000000", 2147483647}};
-  for (const auto& row : sizes)
-    EXPECT_EQ(ReadKeys(std::string("maxsize=") + row.text).maxsize(), row.maxsize) << row.text;
-  EXPECT_EQ(ReadKeys("subjects=0xFFFFFFFF").subjects(), 0x7FFFFFFFu);
-  EXPECT_EQ(ReadKeys("subjects=-1").subjects(), 0xFFFFFFFFu);
-  EXPECT_EQ(ReadKeys("maxcount=020").maxcount(), 16);
-  EXPECT_EQ(ReadKeys("charset=-1").charset(), 0u);
-  EXPECT_FALSE(ReadKeys("flush=yes").flush());
-  EXPECT_TRUE(ReadKeys("flush=2").flush());
-  EXPECT_FALSE(ReadKeys("head=0").head());
+  const std::pair<std::string, std::uint64_t> sizes[] = {
+      {"1000", 65536}, {"10M", 65536},      {"-1", ~std::uint64_t{0}},
+      {"abc", 65536},  {"0x20000", 131072}, {"5000000000", 2147483647}};
+  for (const auto& [text, size] : sizes) EXPECT_EQ(Read("maxsize=" + text).maxsize(), size) << text;
+  const Log_Settings read = Read("subjects=0xFFFFFFFF\nmaxcount=020\ncharset=-1\nflush=2\nhead=0");
+  EXPECT_EQ(read.subjects(), 0x7FFFFFFFu);
+  EXPECT_EQ(read.maxcount(), 16);
+  EXPECT_EQ(read.charset(), 0u);
+  EXPECT_TRUE(read.flush());
+  EXPECT_FALSE(read.head());
+  EXPECT_FALSE(Read("flush=yes").flush());
 }
 
 TEST_F(CfgReader, ListsTextsAndWhatAMissingKeyLeaves) {
@@ -61,60 +58,53 @@ TEST_F(CfgReader, ListsTextsAndWhatAMissingKeyLeaves) {
   start.values.overwrite = true;
   start.values.head = false;
   start.values.include = {"before"};
-  const Log_Settings read =
-      ReadOver(start, "[logger]\ninclude=a, b;c\nexclude='a;b',c\ntitle=\ncharset=7\n");
+  const Log_Settings read = Read("include=a, b;c\nexclude='a;b',c\ntitle=\ncharset=7\n", start);
   EXPECT_EQ(read.values.include, (std::vector<std::string>{"before", "a", "b", "c"}));
   EXPECT_EQ(read.values.exclude, (std::vector<std::string>{"'a;b'", "c"}));
   EXPECT_STREQ(read.title(), "A title");
   EXPECT_FALSE(read.flush());
   EXPECT_FALSE(read.overwrite());
   EXPECT_FALSE(read.head());
-
-  Log_Settings again(read);
-  again.values.include.clear();
-  again.read_log_config(nullptr, nullptr);  // by what the first read has stored
-  EXPECT_EQ(again.values.include.size(), 3u);
-  EXPECT_NE(again.values.config_mtime, 0);
-  EXPECT_EQ(ReadKeys("title=" + std::string(2000, 't')).values.title, std::string(1023, 't'));
+  EXPECT_EQ(Read("title=" + std::string(2000, 't')).values.title, std::string(1023, 't'));
 }
 
-using Reload = test::LogTest;
+using Reload = LogTest;
 
 TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
-  const test::fs::path file = dir / "zevra.cfu";
+  const fs::path file = dir / "zevra.cfu";
   int stamp = 1000;
   const auto edit = [&](const std::string& keys) {
-    test::Write(file, "[logger]\n" + keys);
-    test::SetModifiedTime(file, ++stamp);
+    Write(file, "[logger]\n" + keys);
+    SetModifiedTime(file, ++stamp);
   };
-  edit("level=error\nflush=1\nlevel=6");
+  edit("level=error\nflush=1");
   settings.read_log_config("logger", file.string().c_str());
   settings.values.console_level = 2;
+  settings.values.output = kOutputConsole;
   Process_Logger logger(clock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  const Log_Settings& cfg = logger.cfg();
   logger.log_error("the first message looks, and finds nothing new");
   edit(
       "output=3\nlevel=18\nstyle=256\nconsole_level=4\ntitle=new\nmaxsize=99999\nexclude=m\nfile="
       "n");
   now += 10;
   logger.log_error("too early");
-  EXPECT_EQ(logger.cfg().level(), 0u) << "no word of the table";
+  EXPECT_EQ(cfg.level(), 0u) << "no word of the table";
   now += 1;
   testing::internal::CaptureStdout();
   logger.log_trace("m: also an unwanted message looks");
-  logger.log_verbose("m: through");
+  logger.log_verbose("m: through, and to no file, since there was none at the start");
   std::fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "m: through");
-  const Log_Settings& cfg = logger.cfg();
-  EXPECT_EQ(cfg.output(), 3u);
-  EXPECT_EQ(cfg.level(), 18u);
-  EXPECT_EQ(cfg.console_level(), 18u);
-  EXPECT_EQ(cfg.style(), 256u);
+  EXPECT_EQ(testing::internal::GetCapturedStdout().substr(0, 10), "m: through");
+  EXPECT_FALSE(fs::exists(settings.file()));
+  const std::uint32_t masks[] = {cfg.output(), cfg.level(), cfg.console_level(), cfg.style()};
+  EXPECT_TRUE(std::equal(masks, masks + 4, std::begin({3u, 18u, 18u, 256u})));
   EXPECT_FALSE(cfg.flush());
   EXPECT_STREQ(cfg.title(), settings.title());
   EXPECT_EQ(cfg.maxsize(), settings.maxsize());
   EXPECT_TRUE(cfg.values.exclude.empty());
-  test::fs::remove(file);
+  fs::remove(file);
   now += 11;
   logger.log_trace("m");
   EXPECT_EQ(cfg.level(), 18u) << "a deleted file leaves what it had set";
@@ -124,40 +114,99 @@ TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
   EXPECT_EQ(cfg.output(), 0u);
 }
 
-TEST_F(Reload, ReloadOfOutputOnALoggerWithoutFile) {
-  test::Write(dir / "zevra.cfu", "[logger]\noutput=1\n");
-  settings.values.output = kOutputDebugger;
-  settings.values.config_file = Path("zevra.cfu");
-  Process_Logger logger(clock);
-  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
-  logger.log_error("the file is wanted now, and there is none");
-  EXPECT_EQ(logger.cfg().output(), 1u);
-  EXPECT_FALSE(test::fs::exists(settings.file()));
-}
-
 // For the thread sanitizer: messages read what the re-read stores.
 TEST_F(Reload, ReloadsWhileOthersLog) {
   settings.values.config_file = Path("zevra.cfu");
   Process_Logger logger(clock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
-  std::atomic<bool> done{false};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (; !done; now += 11) logger.log_warn("m");
-    });
-  }
+  const auto log = [&] {
+    for (int i = 0; i < 5000; ++i, now += 11) logger.log_warn("m");
+  };
+  std::thread first(log), second(log);
   for (int i = 0; i < 50; ++i) {
-    test::Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
-    test::SetModifiedTime(dir / "zevra.cfu", 1000 + i);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
+    SetModifiedTime(dir / "zevra.cfu", 1000 + i);
   }
-  done = true;
-  for (std::thread& thread : threads) thread.join();
-  logger.log_error("m");
-  EXPECT_GE(logger.cfg().level(), 6u);
-  EXPECT_EQ(logger.cfg().level(), logger.cfg().console_level());
+  first.join();
+  second.join();
+  logger.log_warn("m");
+  EXPECT_EQ(logger.cfg().level(), 55u);
+}
+
+using Strings = std::vector<std::string>;
+
+TEST(Paths, NormalJoinedAndBesideTheModule) {
+  struct {
+    const char *path, *normal;
+    int count;
+    bool absolute;
+  } const normals[] = {{"a\\\\b//c", "a/b/c", 5, false},
+                       {"\\\\srv\\a//b", "\\\\srv/a/b", 7, true},
+                       {"\\/\\a", "/a", 2, false},
+                       {"\\\\\\a", "\\\\/a", 2, true},
+                       {"a/b:c", "a/b:c", 5, true},
+                       {"/a", "/a", 2, true},
+                       {"", "", 0, false},
+                       {"./a", "./a", 3, false}};
+  for (const auto& row : normals) {
+    std::string path = row.path;
+    EXPECT_EQ(is_absolute_path(row.path), row.absolute) << row.path;
+    EXPECT_EQ(normalize_path(path.data()), row.count) << row.path;
+    EXPECT_STREQ(path.c_str(), row.normal);
+  }
+  const std::string d(200, 'd'), n(60, 'n');
+  const Strings joins[] = {
+      {"D:/x/", "/y", "D:/x/y"}, {"", "y", "y"}, {"/", "\\y\\\\z", "/y/z"}, {d, n, d + n}};
+  for (const Strings& row : joins) {
+    char buffer[kPathBytes] = {};
+    row[0].copy(buffer, kPathLimit);
+    EXPECT_EQ(join_path(buffer, row[1].c_str()), buffer);
+    EXPECT_EQ(buffer, row[2]);
+  }
+  char full[kPathBytes] = "a\\b";
+  EXPECT_EQ(join_path(full, std::string(258, 'n').c_str()), nullptr);
+  EXPECT_STREQ(full, "a\\b") << "a refused join leaves the directory as it was";
+  const std::string beside = module_directory(full, kThisLibrary);
+  EXPECT_EQ(AnchorAtModule("logs\\a.log", kThisLibrary), beside + "logs/a.log");
+}
+
+TEST(Paths, PrefixesAndLists) {
+  struct {
+    std::string text;
+    Strings prefixes, entries;
+  } const rows[] = {{"D:/a/b/", {"D:/a", "D:/a/b"}, {"D:/a/b/"}},
+                    {"/a/b", {"/a", "/a/b"}, {"/a/b"}},
+                    {"\\\\srv\\a", {"\\\\srv", "\\\\srv\\a"}, {"\\\\srv\\a"}},
+                    {"/", {}, {"/"}},
+                    {" a b , c ", {" a b , c "}, {"a b", "c"}},
+                    {"a,,b", {"a,,b"}, {"a", "b"}},
+                    {"'a,b',c", {"'a,b',c"}, {"'a,b'", "c"}},
+                    {"\"a,b", {"\"a,b"}, {"\"a,b"}},
+                    {"'a\",b';\xC3\xA4 ", {"'a\",b';\xC3\xA4 "}, {"'a\",b'", "\xC3\xA4"}},
+                    {" ,\t;", {" ,\t;"}, {}},
+                    {"a," + std::string(401, 'x') + ",b", {}, {"a", std::string(399, 'x'), "b"}}};
+  for (const auto& row : rows) {
+    Strings prefixes, entries;
+    EXPECT_EQ(path_prefixes(row.text.c_str(), prefixes), 0);
+    EXPECT_EQ(prefixes, row.prefixes) << row.text;
+    EXPECT_EQ(split_list(row.text.c_str(), entries, ";,"), 0);
+    EXPECT_EQ(entries, row.entries) << row.text;
+  }
+}
+
+using ListFiles = LogTest;
+
+TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
+  for (const char* name : {"z_d.log", "other"}) fs::create_directories(dir / name);
+  for (const char* name : {"z_1.log", "z_2.txt", "z_[a].log", "z_d.log/z_3.log", "other/z_4.log"})
+    Write(dir / name, "");
+  std::vector<std::string> expected = {Path("z_1.log"), Path("z_[a].log"), Path("z_d.log/z_3.log")};
+  if (MakeFolderLink(dir, dir / "z_loop.log")) expected.push_back(Path("z_loop.log"));
+  std::list<std::string> found;
+  EXPECT_EQ(list_files(Path("").c_str(), "z_*.log", found), 0);
+  EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
+  EXPECT_EQ(list_files(Path("").c_str(), "q*", found), ENOENT);
 }
 
 }  // namespace
-}  // namespace zevra
+}  // namespace zevra::test

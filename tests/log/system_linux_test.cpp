@@ -6,25 +6,19 @@
 
 #include "log_test.h"
 
-namespace zevra {
+namespace zevra::test {
 namespace {
 
-using OddFiles = test::LogTest;
+using OddFiles = LogTest;
 
-TEST_F(OddFiles, ChildrenDoNotInheritTheFile) {
+TEST_F(OddFiles, ChildrenDoNotInheritThemAndWideTextIsUtf8) {
   for (const std::int32_t mode : {0, 3}) {
     Log_IO_FILE io;
     ASSERT_EQ(io.open(Path("z.log").c_str(), nullptr, mode, 0), 0);
     EXPECT_NE(::fcntl(::fileno(io.handle()), F_GETFD) & FD_CLOEXEC, 0);
+    io.puts_w(L"\u00E4\U0001F3B5\n");
   }
-}
-
-TEST_F(OddFiles, WideTextIsUtf8) {
-  Log_IO_FILE io;
-  ASSERT_EQ(io.open(Path("z.log").c_str(), nullptr, 0, 0), 0);
-  io.puts_w(L"\u00E4\U0001F3B5\n");
-  io.close();
-  EXPECT_EQ(test::Read(dir / "z.log"), "\xC3\xA4\xF0\x9F\x8E\xB5\n");
+  EXPECT_EQ(Read(dir / "z.log"), "\xC3\xA4\xF0\x9F\x8E\xB5\n");
   settings.values.style = 16;
   EXPECT_EQ(Logged([](Process_Logger& logger) { logger.log_error("%ls", L"\xD800"); }), "%ls\n")
       << "what cannot be formatted shows as its format";
@@ -39,7 +33,7 @@ TEST_F(OddFiles, FullDiskLosesTextAndNothingElse) {
   EXPECT_EQ(logger.close(), 0);
 }
 
-using Outputs = test::LogTest;
+using Outputs = LogTest;
 
 TEST_F(Outputs, ConsoleAndBoxHaveTheirOwnGates) {
   settings.values.output = kOutputConsole | kOutputBox;
@@ -49,13 +43,11 @@ TEST_F(Outputs, ConsoleAndBoxHaveTheirOwnGates) {
   settings.values.title = "Caption";
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  {
-    Process_Logger logger(clock);
-    logger.open(&settings, nullptr, 0);
-    logger.log_error("one");
-    logger.log_warn("two\nlines");
-    logger.log_trace("none");
-  }
+  Process_Logger logger(clock);
+  logger.open(&settings, nullptr, 0);
+  logger.log_error("one");
+  logger.log_warn("two\nlines");
+  logger.log_trace("none");
   std::fflush(stdout);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "two\nlines\n");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -80,7 +72,7 @@ TEST_F(Outputs, ClosedPipesAndFullPipesDoNotStopTheHost) {
   ::close(pipe_ends[1]);
 }
 
-using Profile = test::LogTest;
+using Profile = LogTest;
 
 TEST_F(Profile, SectionsKeysQuotesAndLineEnds) {
   struct {
@@ -94,20 +86,17 @@ TEST_F(Profile, SectionsKeysQuotesAndLineEnds) {
       {"[logger]\n\ttitle = 'b c'  \nfile=\"a\n", "b c", "\"a"},
       {"[logger]\ntitle=\ntitle=a\n\n\nfile=a ; b\n", "Def", "a ; b"}};
   for (const auto& row : rows) {
-    test::Write(dir / "zevra.cfu", row.text);
+    Write(dir / "zevra.cfu", row.text);
     Log_Settings read("def.log", "Def");
     read.read_log_config("logger", Path("zevra.cfu").c_str());
     EXPECT_EQ(read.values.title, row.title) << row.text;
     EXPECT_EQ(read.values.file, row.file) << row.text;
   }
-}
-
-TEST_F(Profile, NoRegularFileIsNoSettings) {
-  ::mkfifo(Path("zevra.cfu").c_str(), 0600);
+  ::mkfifo(Path("pipe").c_str(), 0600);
   Log_Settings read;
-  read.read_log_config("logger", Path("zevra.cfu").c_str());
-  EXPECT_EQ(read.level(), 7u);
+  read.read_log_config("logger", Path("pipe").c_str());
+  EXPECT_EQ(read.level(), 7u) << "no regular file is no settings";
 }
 
 }  // namespace
-}  // namespace zevra
+}  // namespace zevra::test
