@@ -13,12 +13,13 @@ void EnterCriticalSection(CriticalSection* section);
 void LeaveCriticalSection(CriticalSection* section);
 
 // A lock by name between processes (on Linux those of one user). It belongs to the thread that took
-// it; if that thread or its process ends without giving it back, the next waiter gets it.
+// it. If it is closed while held, or its process ends, the next waiter gets it.
 struct NamedMutex;
 constexpr std::uint32_t kWaitForEver = 0xFFFFFFFF;
 
 // Opens the mutex of that name, creating it if need be; a null name makes one that nobody else can
-// reach. Null on failure, with the system's error code in `error`.
+// reach. On failure `error` has the system's code. The mutex is then null or, on Linux, one that
+// only the threads of this process share.
 NamedMutex* OpenNamedMutex(const char* name, int& error);
 void CloseNamedMutex(NamedMutex* mutex);
 

@@ -10,6 +10,9 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
+
+#include "platform/clock.h"
 
 namespace zevra {
 
@@ -17,73 +20,132 @@ struct CriticalSection {
   pthread_mutex_t mutex;
 };
 
+// The lock between processes is the kernel's on a file in shared memory: it goes with its holder,
+// however that ends, and knows no ids, which say nothing across the namespaces of two containers.
+struct NamedMutex {
+  std::string file;     // empty for a mutex without a name
+  int descriptor = -1;  // -1 where there is no file: then the threads of this process take turns
+  int depth = 0;        // guarded by `front`
+};
+
 namespace {
 
-// What all processes share. The size in the name keeps builds apart whose mutex differs.
-struct SharedMutex {
-  std::uint32_t ready;
-  pthread_mutex_t mutex;
-};
-constexpr std::uint32_t kReady = 0x5A52564D;
-
-void InitRecursive(pthread_mutex_t& mutex, bool between_processes) {
+void InitRecursive(pthread_mutex_t& mutex, int robustness) {
   pthread_mutexattr_t attributes;
   ::pthread_mutexattr_init(&attributes);
   ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  if (between_processes) {
-    ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-    ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-  }
+  ::pthread_mutexattr_setrobust(&attributes, robustness);
   ::pthread_mutex_init(&mutex, &attributes);
   ::pthread_mutexattr_destroy(&attributes);
 }
 
-std::string SharedName(const char* name) {
-  std::string shared = "/";
-  for (const char* c = name; *c != '\0'; ++c) shared += *c == '/' ? '_' : *c;
-  shared += "." + std::to_string(::geteuid()) + "." + std::to_string(sizeof(SharedMutex));
-  return shared;
-}
-
-SharedMutex* Map(int descriptor, int flags, int& error) {
-  void* memory = ::mmap(nullptr, sizeof(SharedMutex), PROT_READ | PROT_WRITE, flags, descriptor, 0);
-  if (memory == MAP_FAILED) {
-    error = errno;
-    return nullptr;
+// The lock of this process in front of all its named mutexes; only one name is in use.
+struct Front {
+  Front() {
+    InitRecursive(mutex, PTHREAD_MUTEX_ROBUST);
+    ::pthread_atfork(nullptr, nullptr, AfterFork);
   }
-  return static_cast<SharedMutex*>(memory);
+  static void AfterFork();
+
+  pthread_mutex_t mutex{};
+  NamedMutex* held = nullptr;  // the one that was taken first
+};
+
+Front& FrontLock() {
+  static Front& front = *new Front;  // never destroyed: a thread may log while the process ends
+  return front;
 }
 
-// The first to come makes the mutex. The file lock around it goes with its holder, so that a
-// process that dies in here leaves the work to the next one.
-SharedMutex* MapReady(int descriptor, int& error) {
+// A child has no thread that could give back what another thread of its parent held. Its copy of
+// the descriptor would keep the file locked beyond the parent's end.
+void Front::AfterFork() {
+  Front& front = FrontLock();
+  if (front.held != nullptr) {
+    if (front.held->descriptor >= 0) ::close(front.held->descriptor);
+    front.held->descriptor = -1;
+    front.held->depth = 0;
+    front.held = nullptr;
+  }
+  InitRecursive(front.mutex, PTHREAD_MUTEX_ROBUST);
+}
+
+// The descriptor of the user's own file; -1 with the error's code if there is none or it is not
+// ours to trust, being somebody else's under our name.
+int OpenLockFile(const std::string& name, int& error) {
+  const int descriptor =
+      ::shm_open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
   struct stat status {};
-  if (::fstat(descriptor, &status) != 0) {
-    error = errno;
-    return nullptr;
+  const bool known = descriptor >= 0 && ::fstat(descriptor, &status) == 0;
+  error = known ? 0 : errno;
+  if (known && S_ISREG(status.st_mode) && status.st_uid == ::geteuid()) return descriptor;
+  if (known) error = EACCES;
+  if (descriptor >= 0) ::close(descriptor);
+  return -1;
+}
+
+// The last user removes the file, so one that waited may have locked a file that is no more.
+bool IsRemoved(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && status.st_nlink == 0;
+}
+
+timespec TimeIn(std::uint32_t milliseconds) {
+  timespec until{};
+  ::clock_gettime(CLOCK_REALTIME, &until);
+  const long nanoseconds = until.tv_nsec + static_cast<long>(milliseconds % 1000) * 1000000;
+  until.tv_sec += static_cast<time_t>(milliseconds / 1000) + nanoseconds / 1000000000;
+  until.tv_nsec = nanoseconds % 1000000000;
+  return until;
+}
+
+// The result of taking the front lock, also from a thread that ended with it.
+int TakeOver(int result) {
+  if (result != EOWNERDEAD) return result;
+  Front& front = FrontLock();
+  ::pthread_mutex_consistent(&front.mutex);
+  if (NamedMutex* const left = std::exchange(front.held, nullptr)) {
+    left->depth = 0;
+    ::flock(left->descriptor, LOCK_UN);
   }
-  if (status.st_uid != ::geteuid()) {
-    error = EACCES;  // made by somebody else under our name: not ours to trust
-    return nullptr;
+  return 0;
+}
+
+// 0, or an error code, ETIMEDOUT among them.
+int LockFront(std::uint32_t timeout_ms) {
+  pthread_mutex_t& mutex = FrontLock().mutex;
+  if (timeout_ms == kWaitForEver) return TakeOver(::pthread_mutex_lock(&mutex));
+  const timespec until = TimeIn(timeout_ms);
+  return TakeOver(::pthread_mutex_timedlock(&mutex, &until));
+}
+
+int LockFile(int descriptor, std::uint32_t timeout_ms) {
+  const std::uint32_t begin = TickCountMs();
+  for (;;) {
+    if (::flock(descriptor, timeout_ms == kWaitForEver ? LOCK_EX : LOCK_EX | LOCK_NB) == 0)
+      return 0;
+    if (errno != EINTR && errno != EWOULDBLOCK) return errno;
+    if (timeout_ms != kWaitForEver && TickCountMs() - begin >= timeout_ms) return ETIMEDOUT;
+    if (errno == EWOULDBLOCK) SleepMs(1);
   }
-  if (::flock(descriptor, LOCK_EX) != 0 || ::ftruncate(descriptor, sizeof(SharedMutex)) != 0) {
-    error = errno;
-    return nullptr;
+}
+
+// The file's lock, on the file that everybody else opens too.
+int LockSharedFile(NamedMutex& mutex, std::uint32_t timeout_ms) {
+  int error = 0;
+  while (mutex.descriptor >= 0) {
+    error = LockFile(mutex.descriptor, timeout_ms);
+    if (error != 0 || !IsRemoved(mutex.descriptor)) return error;
+    ::close(mutex.descriptor);
+    mutex.descriptor = OpenLockFile(mutex.file, error);
   }
-  SharedMutex* shared = Map(descriptor, MAP_SHARED, error);
-  if (shared != nullptr && shared->ready != kReady) {
-    InitRecursive(shared->mutex, true);
-    shared->ready = kReady;
-  }
-  ::flock(descriptor, LOCK_UN);
-  return shared;
+  return error;
 }
 
 }  // namespace
 
 CriticalSection* NewCriticalSection() {
   auto* section = new CriticalSection;
-  InitRecursive(section->mutex, false);
+  InitRecursive(section->mutex, PTHREAD_MUTEX_STALLED);
   return section;
 }
 
@@ -96,58 +158,61 @@ void EnterCriticalSection(CriticalSection* section) { ::pthread_mutex_lock(&sect
 
 void LeaveCriticalSection(CriticalSection* section) { ::pthread_mutex_unlock(&section->mutex); }
 
-struct NamedMutex {
-  SharedMutex* shared;
-};
-
 NamedMutex* OpenNamedMutex(const char* name, int& error) {
   error = 0;
-  SharedMutex* shared = nullptr;
-  if (name == nullptr) {
-    shared = Map(-1, MAP_PRIVATE | MAP_ANONYMOUS, error);
-    if (shared != nullptr) InitRecursive(shared->mutex, true);
-  } else {
-    const int descriptor =
-        ::shm_open(SharedName(name).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-    if (descriptor < 0) {
-      error = errno;
-      return nullptr;
-    }
-    shared = MapReady(descriptor, error);
-    ::close(descriptor);
-  }
-  return shared != nullptr ? new NamedMutex{shared} : nullptr;
+  auto* const mutex = new NamedMutex;
+  if (name == nullptr) return mutex;
+  mutex->file = "/";
+  for (const char* c = name; *c != '\0'; ++c) mutex->file += *c == '/' ? '_' : *c;
+  mutex->file += "." + std::to_string(::geteuid());
+  mutex->descriptor = OpenLockFile(mutex->file, error);
+  return mutex;
 }
 
 void CloseNamedMutex(NamedMutex* mutex) {
-  // Destroying it would pull it from under the others; the memory goes with its last user's
-  // mapping.
-  ::munmap(mutex->shared, sizeof(SharedMutex));
+  Front& front = FrontLock();
+  if (TakeOver(::pthread_mutex_trylock(&front.mutex)) == 0) {
+    for (; mutex->depth > 0; --mutex->depth) ::pthread_mutex_unlock(&front.mutex);
+    if (front.held == mutex) front.held = nullptr;
+    ::pthread_mutex_unlock(&front.mutex);
+  }
+  if (mutex->descriptor >= 0) {
+    if (::flock(mutex->descriptor, LOCK_EX | LOCK_NB) == 0 && !IsRemoved(mutex->descriptor))
+      ::shm_unlink(mutex->file.c_str());
+    ::close(mutex->descriptor);
+  }
   delete mutex;
 }
 
 int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms) {
   if (mutex == nullptr) return EBADF;
-  int result = 0;
-  if (timeout_ms == kWaitForEver) {
-    result = ::pthread_mutex_lock(&mutex->shared->mutex);
-  } else {
-    timespec until{};
-    ::clock_gettime(CLOCK_REALTIME, &until);
-    const long nanoseconds = until.tv_nsec + static_cast<long>(timeout_ms % 1000) * 1000000;
-    until.tv_sec += static_cast<time_t>(timeout_ms / 1000) + nanoseconds / 1000000000;
-    until.tv_nsec = nanoseconds % 1000000000;
-    result = ::pthread_mutex_timedlock(&mutex->shared->mutex, &until);
+  int error = LockFront(timeout_ms);
+  if (error != 0) return error == ETIMEDOUT ? 0 : error;
+  Front& front = FrontLock();
+  const bool is_first = front.held == nullptr;
+  if (is_first) front.held = mutex;
+  if (mutex->depth == 0) error = LockSharedFile(*mutex, timeout_ms);
+  if (error != ETIMEDOUT) {
+    ++mutex->depth;  // without the file the threads of this process still take turns
+    return error;
   }
-  if (result == EOWNERDEAD) {
-    ::pthread_mutex_consistent(&mutex->shared->mutex);
-    return 0;
-  }
-  return result == ETIMEDOUT ? 0 : result;
+  if (is_first) front.held = nullptr;
+  ::pthread_mutex_unlock(&front.mutex);
+  return 0;
 }
 
 void ReleaseNamedMutex(NamedMutex* mutex) {
-  if (mutex != nullptr) ::pthread_mutex_unlock(&mutex->shared->mutex);
+  Front& front = FrontLock();
+  // Only the thread that holds it may take it again; a wait that ran out gave nothing.
+  if (mutex == nullptr || TakeOver(::pthread_mutex_trylock(&front.mutex)) != 0) return;
+  if (mutex->depth > 0) {
+    if (--mutex->depth == 0) {
+      if (mutex->descriptor >= 0) ::flock(mutex->descriptor, LOCK_UN);
+      if (front.held == mutex) front.held = nullptr;
+    }
+    ::pthread_mutex_unlock(&front.mutex);
+  }
+  ::pthread_mutex_unlock(&front.mutex);
 }
 
 }  // namespace zevra

@@ -1,4 +1,7 @@
+#include <poll.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -112,33 +115,73 @@ TEST_F(Processes, AnOpenLeavesALineAloneThatIsJustBeingWritten) {
   EXPECT_EQ(Read(settings.file()).find("\n\n"), std::string::npos);
 }
 
-TEST(NamedMutex, AKilledHolderLetsTheNextOneIn) {
-  const char* const name = "zevra test mutex";
-  int pipe_ends[2];
-  ASSERT_EQ(::pipe(pipe_ends), 0);
-  const pid_t holder = InChild([&] {
+// Tells byte by byte what another process has reached.
+struct Pipe {
+  Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+  void Tell() const { EXPECT_EQ(::write(ends[1], "x", 1), 1); }
+  bool Told(int within_ms) const {
+    pollfd ready{ends[0], POLLIN, 0};
+    char byte = 0;
+    return ::poll(&ready, 1, within_ms) == 1 && ::read(ends[0], &byte, 1) == 1;
+  }
+  int ends[2];
+};
+
+// The holder and the one that waits are each the first process of a namespace of its own, where it
+// may have one: both have the id 1.
+TEST(NamedMutex, PassesOnHoweverItsHolderLeaves) {
+  for (const char* const way : {"released", "closed", "ended"}) {
+    const Pipe held, leave, passed;
+    const auto use = [&](bool first) {
+      return InChild([&, first] {
+        static_cast<void>(::unshare(CLONE_NEWPID));
+        const pid_t inner = InChild([&] {
+          Log_Win32_Process_Mutex mutex;
+          mutex.open("zevra test mutex");
+          EXPECT_EQ(mutex.acquire(kWaitForEver), 0);
+          EXPECT_EQ(mutex.acquire(kWaitForEver), 0) << "again by its own thread";
+          (first ? held : passed).Tell();
+          EXPECT_TRUE(!first || leave.Told(10000));
+          if (first && way[0] == 'e') ::_exit(0);
+          for (int i = 0; i < 2 && way[0] == 'r'; ++i) mutex.release();
+        });
+        EXPECT_EQ(StatusOf(inner), 0);
+      });
+    };
+    const pid_t holder = use(true);
+    ASSERT_TRUE(held.Told(10000));
     Log_Win32_Process_Mutex mutex;
-    mutex.open(name);
-    mutex.acquire(kWaitForEver);
-    static_cast<void>(!::write(pipe_ends[1], "x", 1));
-    ::pause();
-  });
-  char held = 0;
-  ASSERT_EQ(::read(pipe_ends[0], &held, 1), 1);
-  Log_Win32_Process_Mutex mutex;
-  ASSERT_EQ(mutex.open(name), 0);
-  EXPECT_EQ(mutex.acquire(20), 0) << "a wait that ran out";
-  std::atomic<bool> acquired{false};
-  std::thread waiter([&] {
-    EXPECT_EQ(mutex.acquire(kWaitForEver), 0);
-    acquired = true;
+    ASSERT_EQ(mutex.open("zevra test mutex"), 0);
+    EXPECT_EQ(mutex.acquire(20), 0) << "a wait that ran out";
     mutex.release();
-  });
-  ::usleep(50000);
-  EXPECT_FALSE(acquired) << "the holder still lives";
-  ::kill(holder, SIGKILL);
-  StatusOf(holder);
-  waiter.join();
+    mutex.close();
+    const pid_t waiter = use(false);
+    EXPECT_FALSE(passed.Told(100)) << "the holder still has it";
+    leave.Tell();
+    EXPECT_TRUE(passed.Told(10000)) << way;
+    EXPECT_EQ(StatusOf(holder), 0);
+    EXPECT_EQ(StatusOf(waiter), 0);
+  }
+  EXPECT_FALSE(fs::exists("/dev/shm/zevra test mutex." + std::to_string(::geteuid())));
+}
+
+TEST(NamedMutex, OrdersTheThreadsWhereNoMemoryCanBeShared) {
+  EXPECT_EQ(StatusOf(InChild([] {
+              const rlimit none{3, 3};
+              ::setrlimit(RLIMIT_NOFILE, &none);
+              int inside = 0;  // no two threads at a time
+              InThreads(
+                  8,
+                  [&](int) {
+                    Log_Win32_Process_Mutex mutex;
+                    EXPECT_NE(mutex.open("zevra test mutex"), 0);
+                    const lock_guard hold(&mutex);
+                    EXPECT_EQ(++inside, 1);
+                    ::usleep(2000);
+                    --inside;
+                  });
+            })),
+            0);
 }
 
 // In a child, since a process has one logger for good.
