@@ -62,7 +62,10 @@ class Log_IO_FILE : public Log_IO {
   Log_Cfg* get_cfg() override { return cfg_; }
 
  private:
+  void MendLine();
+
   std::FILE* stream_ = nullptr;  // null while closed
+  bool is_cut_ = false;          // the last text did not get whole into the file
   std::string path_;
   Log_Mutex* lock_ = nullptr;
   Log_Cfg* cfg_ = nullptr;

@@ -54,8 +54,9 @@ int Log_IO_FILE::open(const char* path, Log_Mutex* lock, std::int32_t mode, std:
 
 int Log_IO_FILE::close() {
   if (stream_ != nullptr) {
-    std::fclose(stream_);
+    CloseShared(stream_);
     stream_ = nullptr;
+    is_cut_ = false;
   }
   return 0;
 }
@@ -66,13 +67,28 @@ int Log_IO_FILE::write(const void* bytes, std::int32_t count) {
 }
 
 int Log_IO_FILE::puts_w(const wchar_t* text) {
-  return stream_ != nullptr ? AppendWide(stream_, text) : 0;
+  if (stream_ == nullptr) return 0;
+  MendLine();
+  const int result = AppendWide(stream_, text);
+  is_cut_ = is_cut_ || result < 0;
+  return result;
 }
 
 int Log_IO_FILE::puts(const char* text) {
   if (stream_ == nullptr) return 0;
+  MendLine();
   const std::size_t length = std::strlen(text);
-  return AppendBytes(stream_, text, length) == length ? 0 : EOF;
+  const bool whole = AppendBytes(stream_, text, length) == length;
+  is_cut_ = is_cut_ || !whole;
+  return whole ? 0 : EOF;
+}
+
+// A full disk may have taken half a line. What follows must not continue it.
+void Log_IO_FILE::MendLine() {
+  if (!is_cut_ && std::ferror(stream_) == 0) return;
+  std::clearerr(stream_);
+  const int last = LastByte(stream_);
+  is_cut_ = last != -1 && last != '\n' && AppendBytes(stream_, "\n", 1) != 1;
 }
 
 int Log_IO_FILE::truncate() {
@@ -82,21 +98,17 @@ int Log_IO_FILE::truncate() {
 }
 
 void Log_IO_FILE::flush() {
-  if (stream_ != nullptr) std::fflush(stream_);
+  if (stream_ != nullptr) FlushShared(stream_);
 }
 
 std::int64_t Log_IO_FILE::size() { return stream_ != nullptr ? LengthOf(stream_) : 0; }
 
 int Log_IO_FILE::backup(const char* target) {
-  if (!SameIgnoringCase(target, path_.c_str())) {
-    flush();  // unflushed text belongs into the backup
-    if (const int error = CopyWholeFile(path_.c_str(), target); error != 0) return error;
-  }
-  if (stream_ != nullptr) {
-    std::rewind(stream_);
-    EmptyFile(stream_);
-  }
-  return 0;
+  const bool is_itself = SameIgnoringCase(target, path_.c_str());
+  if (stream_ == nullptr) return is_itself ? 0 : CopyWholeFile(path_.c_str(), target);
+  if (!is_itself) return SaveAndEmpty(stream_, target);
+  std::rewind(stream_);
+  return EmptyFile(stream_);
 }
 
 }  // namespace zevra

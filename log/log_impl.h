@@ -90,7 +90,8 @@ class Log_Impl_T {
 
   // Writes at most 133 bytes; returns `buffer`.
   virtual char* time_text(char* buffer, bool file_stamp, bool time_only);
-  // Re-reads the settings file if it has changed; looks at most once in 11 seconds. Returns 0.
+  // Re-reads the settings file if it has changed, and opens the log anew if it was moved or
+  // removed; looks at most once in 11 seconds. Returns 0.
   virtual int reload_cfg();
 
   // The printf-style front ends. The first two flush the file.
@@ -132,6 +133,7 @@ class Log_Impl_T {
   void OpenLock(Log_IO* given);
   int OpenFile(Log_IO* given, std::int64_t extra);
   void CloseFile();
+  void FollowFile();
   void MakeDirectoryOfFile();
   std::string BackupName();
   void PurgeBackups();

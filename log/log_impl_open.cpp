@@ -104,6 +104,26 @@ void Log_Impl_T<IO, LOCK, CFG>::MakeDirectoryOfFile() {
   }
 }
 
+// Somebody has moved or removed the log while it is open. What is written there nobody would find.
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::FollowFile() {
+  const char* const file = cfg_.values.file.c_str();
+  if (io_ == nullptr || !owns_io_ || io_->handle() == nullptr || !is_absolute_path(file) ||
+      IsFileAt(io_->handle(), file))
+    return;
+  auto fresh = std::make_unique<IO>();
+  fresh->set_lock(mutex_);
+  MakeDirectoryOfFile();
+  // Whoever was first here may have lines in it: the modes that empty the file do so only once.
+  const bool binary = cfg_.values.mode == 1 || cfg_.values.mode == 3;
+  if (fresh->open(file, mutex_, binary ? 1 : 0, 0) != 0) return;
+  io_->close();
+  delete io_;
+  io_ = fresh.release();
+  if (cfg_.values.head) write_head(false);
+  io_->set_cfg(&cfg_);
+}
+
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::close() {
   if (io_ != nullptr) {
@@ -152,6 +172,7 @@ int Log_Impl_T<IO, LOCK, CFG>::reload_cfg() {
   const std::int64_t now = clock_.seconds();
   if (now - last_cfg_check_.load(std::memory_order_relaxed) <= kLeastPause) return 0;
   const lock_guard hold(mutex_);
+  SwallowExceptions([&] { FollowFile(); });
   SwallowExceptions([&] {
     Log_Cfg_Values& values = cfg_.values;
     const std::int64_t changed = ModifiedTime(values.config_file.c_str());

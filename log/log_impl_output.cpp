@@ -173,12 +173,12 @@ int Log_Impl_T<IO, LOCK, CFG>::write_raw(const void* bytes, std::int32_t count) 
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::write_rule(char c) {
-  if (io_ == nullptr || io_->handle() == nullptr) return;
   constexpr std::size_t kColumns = 80;
   char rule[kColumns + 1];
   std::memset(rule, c, kColumns);
   rule[kColumns] = '\0';
   const lock_guard hold(mutex_);
+  if (io_ == nullptr || io_->handle() == nullptr) return;
   SwallowExceptions([&] {
     PutText(rule);
     PutText("\n");

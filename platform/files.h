@@ -16,9 +16,12 @@ namespace zevra {
 enum class AppendMode { kText, kBinary, kEmptyText, kEmptyBinary };
 
 // Opens `path` so that other streams and other processes may read and write the file meanwhile.
-// Children of the process do not inherit it. The first two modes keep the content and may read it,
-// the other two empty the file. Null on failure, with errno set.
+// Children of the process do not inherit it. The first two modes keep the content, the other two
+// empty the file. Never waits: a pipe is refused. Null on failure, with errno set.
 std::FILE* OpenShared(const char* path, AppendMode mode);
+
+// Flushes and closes.
+void CloseShared(std::FILE* stream);
 
 // The last byte of the file, -1 if it is empty or unreadable. Leaves the stream at the end.
 int LastByte(std::FILE* stream);
@@ -32,11 +35,22 @@ std::size_t AppendBytes(std::FILE* stream, const void* bytes, std::size_t count)
 // Windows. 0 or above on success, EOF on failure.
 int AppendWide(std::FILE* stream, const wchar_t* text);
 
+// Writes what waits. The stream's error indicator tells of a failure, also of one while appending.
+void FlushShared(std::FILE* stream);
+
 // Bytes in the file, text still in the stream's buffer included. Leaves a reader's position alone.
 std::int64_t LengthOf(std::FILE* stream);
 
 // Cuts the open file to 0 bytes; the stream's position stays. 0 on success, else errno.
 int EmptyFile(std::FILE* stream);
+
+// Copies what the open file holds to `target`, replacing it, and empties the file, unless somebody
+// else has emptied it meanwhile. 0, or the system's error code: then the text is still in place and
+// no half-written target is left.
+int SaveAndEmpty(std::FILE* stream, const char* target);
+
+// False if the path leads to another file by now or to none, so that nobody finds the open one.
+bool IsFileAt(std::FILE* stream, const char* path);
 
 // Holds the right to rotate a file that several processes write, for the life of the object. Waits
 // at most a fifth of a second for another holder, then goes on without: a stuck process elsewhere

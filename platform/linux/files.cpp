@@ -5,6 +5,7 @@
 #include <stdio_ext.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -51,17 +52,51 @@ std::size_t WriteWhole(int descriptor, const char* bytes, std::size_t count) {
   return done;
 }
 
-int CopyContent(int source, int target) {
-  std::array<char, 65536> block{};
-  for (;;) {
-    const ssize_t count = ::read(source, block.data(), block.size());
+// Copies from the begin to the end as it is when the copy gets there.
+int CopyContent(int source, int target, off_t& copied) {
+  std::array<char, 8192> block{};  // a thread that logs has little stack left
+  for (copied = 0;;) {
+    const ssize_t count = ::pread(source, block.data(), block.size(), copied);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return errno;
     if (count == 0) return 0;
+    errno = 0;
     if (WriteWhole(target, block.data(), static_cast<std::size_t>(count)) !=
         static_cast<std::size_t>(count))
       return errno != 0 ? errno : EIO;
+    copied += count;
   }
+}
+
+// A copy that cannot end would fill what others still need. Systems that tell no size have 0
+// blocks.
+bool HasSpaceFor(const char* target, off_t bytes) {
+  const std::string path(target);
+  const std::size_t slash = path.rfind('/');
+  struct statvfs disk {};
+  const bool known =
+      ::statvfs(slash == std::string::npos ? "." : path.substr(0, slash + 1).c_str(), &disk) == 0;
+  return !known || disk.f_blocks == 0 ||
+         static_cast<std::uint64_t>(bytes) <= std::uint64_t{disk.f_bavail} * disk.f_frsize;
+}
+
+bool IsSame(const struct stat& left, const struct stat& right) {
+  return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
+int CopyToFile(int source, const char* target, off_t& copied) {
+  struct stat from_status {};
+  struct stat to_status {};
+  if (::fstat(source, &from_status) != 0) return errno;
+  if (::stat(target, &to_status) == 0 && IsSame(from_status, to_status))
+    return EEXIST;  // another name of the source: emptying it first would lose everything
+  if (!HasSpaceFor(target, from_status.st_size)) return ENOSPC;
+  const Descriptor to(::open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK,
+                             from_status.st_mode & 0777));
+  if (!to.valid()) return errno;
+  const int error = CopyContent(source, to.get(), copied);
+  if (error != 0) ::unlink(target);
+  return error;
 }
 
 // "*" stands for any text, "?" for any one byte, nothing else is special.
@@ -91,14 +126,22 @@ bool MatchesWildcards(const char* pattern, const char* name) {
 std::FILE* OpenShared(const char* path, AppendMode mode) {
   const bool keep = mode == AppendMode::kText || mode == AppendMode::kBinary;
   // Appending in the kernel serves every mode: a write lands at the end without a seek before it.
+  // A terminal that was stopped takes nothing, and must not wait either.
   const int flags =
-      O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | (keep ? O_RDWR : O_WRONLY | O_TRUNC);
+      O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_RDWR | (keep ? 0 : O_TRUNC);
   Descriptor descriptor(::open(path, flags, 0666));
-  if (!descriptor.valid()) return nullptr;
-  std::FILE* stream = ::fdopen(descriptor.get(), keep ? "a+" : "a");
+  struct stat status {};
+  if (!descriptor.valid() || ::fstat(descriptor.get(), &status) != 0) return nullptr;
+  if (S_ISFIFO(status.st_mode)) {
+    errno = ESPIPE;
+    return nullptr;
+  }
+  std::FILE* stream = ::fdopen(descriptor.get(), "a+");
   if (stream != nullptr) descriptor.Release();
   return stream;
 }
+
+void CloseShared(std::FILE* stream) { std::fclose(stream); }
 
 int LastByte(std::FILE* stream) {
   unsigned char last = 0;
@@ -113,8 +156,8 @@ std::size_t AppendBytes(std::FILE* stream, const void* bytes, std::size_t count)
   const std::size_t capacity = own != 0 ? own : kUsualBuffer;
   // A line that straddled two writes could be torn by another process's line in between.
   if (::__fpending(stream) + count > capacity) std::fflush(stream);
-  if (count > capacity) return WriteWhole(::fileno(stream), static_cast<const char*>(bytes), count);
-  return std::fwrite(bytes, 1, count, stream);
+  if (count <= capacity) return std::fwrite(bytes, 1, count, stream);
+  return WriteWhole(::fileno(stream), static_cast<const char*>(bytes), count);
 }
 
 int AppendWide(std::FILE* stream, const wchar_t* text) {
@@ -135,6 +178,8 @@ std::int64_t LengthOf(std::FILE* stream) {
   return ::fstat(::fileno(stream), &status) == 0 ? status.st_size + pending : pending;
 }
 
+void FlushShared(std::FILE* stream) { std::fflush(stream); }
+
 int EmptyFile(std::FILE* stream) { return ::ftruncate(::fileno(stream), 0) == 0 ? 0 : errno; }
 
 RotationTurn::RotationTurn(std::FILE* stream) {
@@ -153,20 +198,32 @@ RotationTurn::~RotationTurn() {
   if (held_ != nullptr) ::flock(::fileno(held_), LOCK_UN);
 }
 
-int CopyWholeFile(const char* source, const char* target) {
-  const Descriptor from(::open(source, O_RDONLY | O_CLOEXEC));
-  struct stat from_status {};
-  if (!from.valid() || ::fstat(from.get(), &from_status) != 0) return errno;
-  struct stat to_status {};
-  if (::stat(target, &to_status) == 0 && to_status.st_dev == from_status.st_dev &&
-      to_status.st_ino == from_status.st_ino)
-    return EEXIST;  // another name of the source: emptying it first would lose everything
-  const Descriptor to(
-      ::open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, from_status.st_mode & 0777));
-  if (!to.valid()) return errno;
-  const int error = CopyContent(from.get(), to.get());
+int SaveAndEmpty(std::FILE* stream, const char* target) {
+  std::fflush(stream);
+  // By the stream and not by its name, which may be another file's by now.
+  off_t copied = 0;
+  int error = CopyToFile(::fileno(stream), target, copied);
+  if (error != 0) return error;
+  struct stat status {};
+  // A process that waited too long for its turn has saved and emptied the file itself; what it
+  // holds now is in no backup.
+  if (::fstat(::fileno(stream), &status) != 0 || status.st_size < copied) return 0;
+  error = EmptyFile(stream);
   if (error != 0) ::unlink(target);
   return error;
+}
+
+int CopyWholeFile(const char* source, const char* target) {
+  const Descriptor from(::open(source, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  off_t copied = 0;
+  return from.valid() ? CopyToFile(from.get(), target, copied) : errno;
+}
+
+bool IsFileAt(std::FILE* stream, const char* path) {
+  struct stat open_status {};
+  struct stat named_status {};
+  return ::fstat(::fileno(stream), &open_status) == 0 && ::stat(path, &named_status) == 0 &&
+         IsSame(open_status, named_status);
 }
 
 bool IsDirectory(const char* path) {

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <set>
 #include <thread>
 
 #include "log/log.h"
@@ -39,60 +38,6 @@ void InThreads(int count, Work work) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < count; ++thread) threads.emplace_back([=] { work(thread); });
   for (std::thread& thread : threads) thread.join();
-}
-
-// Four processes with four threads each and `lines` lines a thread.
-void WriteFromEverywhere(const Log_Settings& settings, int lines) {
-  std::vector<pid_t> children;
-  for (int process = 0; process < 4; ++process) {
-    children.push_back(InChild([&] {
-      Process_Logger logger;
-      ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
-      InThreads(
-          4,
-          [&](int thread) {
-            for (int i = 0; i < lines; ++i) {
-              // Some are longer than a stdio buffer; all but the warnings wait in it.
-              const std::string filler(i % 1000 == 0 ? 9000 : 20, 'x');
-              if (i % 10 == 0)
-                logger.log_warn("<%d %d %d %s>", process, thread, i, filler.c_str());
-              else
-                logger.log_verbose("<%d %d %d %s>", process, thread, i, filler.c_str());
-            }
-          });
-    }));
-  }
-  for (const pid_t child : children) EXPECT_EQ(StatusOf(child), 0);
-}
-
-// The different lines of a folder; a torn line or one that came twice fails.
-std::size_t CountWholeLines(const fs::path& folder) {
-  std::set<std::string> seen;
-  for (const auto& file : fs::directory_iterator(folder)) {
-    for (const std::string& line : Lines(Read(file.path()))) {
-      const bool whole = line.size() > 2 && line.front() == '<' && line.back() == '>' &&
-                         line.find_first_of("<>", 1) == line.size() - 1;
-      const bool is_new = seen.insert(line.substr(0, line.find('x'))).second;
-      EXPECT_TRUE(whole && is_new) << line.substr(0, 200);
-      if (!whole || !is_new) return 0;
-    }
-  }
-  return seen.size();
-}
-
-TEST_F(Processes, ManyWritersLoseAndTearNothing) {
-  settings.values.style = 16;
-  WriteFromEverywhere(settings, 10000);
-  EXPECT_EQ(CountWholeLines(dir), 160000u);
-  // One rotation: a second one in its second would replace its backup. Between the last look at the
-  // file and its emptying a thread that was just held up may write.
-  fs::remove(settings.file());
-  settings.values.maxsize = 5000000;
-  WriteFromEverywhere(settings, 10000);
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);
-  EXPECT_GE(CountWholeLines(dir), 160000u - 16u);
-  settings.values.maxsize = 65536;  // hundreds of them
-  WriteFromEverywhere(settings, 3000);
 }
 
 // A write is seen while it grows over a page, and is no line that a run left unfinished.

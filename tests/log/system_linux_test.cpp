@@ -1,8 +1,13 @@
 // What Linux does its own way: odd files, the outputs beside the file, the reader of profiles.
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <thread>
 
 #include "log_test.h"
 
@@ -24,13 +29,77 @@ TEST_F(OddFiles, ChildrenDoNotInheritThemAndWideTextIsUtf8) {
       << "what cannot be formatted shows as its format";
 }
 
-TEST_F(OddFiles, FullDiskLosesTextAndNothingElse) {
-  settings.values.file = "/dev/full";
-  settings.values.flush = true;
-  Process_Logger logger(clock);
-  EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
-  for (int i = 0; i < 1000; ++i) logger.log_error("a line that no disk takes");
-  EXPECT_EQ(logger.close(), 0);
+TEST_F(OddFiles, NoPipeHoldsTheHostUp) {
+  ::mkfifo(Path("z.log").c_str(), 0600);
+  for (const std::int32_t mode : {0, 1, 2, 3})
+    EXPECT_NE(Log_IO_FILE().open(Path("z.log").c_str(), nullptr, mode, 0), 0) << mode;
+}
+
+TEST_F(OddFiles, AMovedOrRemovedLogLosesNoLineAndIsMadeAgain) {
+  settings.values.style = 16;
+  settings.values.maxsize = 9;
+  for (const bool moved : {true, false}) {
+    Process_Logger logger(clock);
+    ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+    logger.log_error("one");
+    fs::rename(settings.file(), dir / "moved.log");
+    if (moved) Write(settings.file(), "new\n");
+    if (!moved) fs::remove(dir / "moved.log");
+    logger.log_error("two");
+    logger.log_error("three");
+    EXPECT_EQ(Read(dir / "z_2025-03-14_09-26-53.log"), "one\ntwo\n");
+    EXPECT_TRUE(!moved || Read(dir / "moved.log") == "three\n");
+    EXPECT_TRUE(!moved || Read(settings.file()) == "new\n");
+    now += 11;
+    logger.log_error("4");
+    EXPECT_EQ(Read(settings.file()), moved ? "new\n4\n" : "4\n");
+    logger.close();
+    fs::remove(settings.file());
+    now -= 11;
+  }
+}
+
+TEST_F(OddFiles, ASlowCopyDoesNotCutWhatAnotherProcessBegan) {
+  Log_IO_FILE io;
+  ASSERT_EQ(io.open(Path("z.log").c_str(), nullptr, 0, 0), 0);
+  fs::resize_file(dir / "z.log", 100 << 20);  // takes a while
+  std::thread other([&] {
+    while (!fs::exists(dir / "saved.log") || fs::file_size(dir / "saved.log") == 0) {
+    }
+    Write(dir / "z.log", "another's\n");
+  });
+  EXPECT_EQ(io.backup(Path("saved.log").c_str()), 0);
+  other.join();
+  EXPECT_EQ(Read(dir / "z.log"), "another's\n");
+}
+
+// A disk of its own, in a child that may mount one.
+TEST_F(OddFiles, AFullDiskIsLeftAloneAndTearsNoLaterLine) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("", "/", "", MS_REC | MS_PRIVATE, "") != 0 ||
+        ::mount("", dir.c_str(), "tmpfs", 0, "size=64k") != 0)
+      ::_exit(77);
+    settings.values.maxsize = 36000;
+    settings.values.style = 16;
+    Process_Logger logger(clock);
+    EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
+    Write(dir / "z_2025-03-14_09-26-53.log", "older");
+    const std::string line(1000, 'x');
+    for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
+    EXPECT_EQ(Read(dir / "z_2025-03-14_09-26-53.log"), "older") << "no copy was tried";
+    EXPECT_EQ(Lines(Read(settings.file())).size(), 40u) << "and no line lost for want of it";
+    Write(dir / "other", std::string(64 << 10, 'x'));  // as much as there is
+    for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
+    fs::remove(dir / "other");
+    logger.log_error("whole");
+    EXPECT_EQ(Lines(Read(settings.file())).back(), "whole");
+    ::_exit(HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  if (status == 77 << 8) GTEST_SKIP() << "no mount of our own here";
+  EXPECT_EQ(status, 0);
 }
 
 using Outputs = LogTest;
