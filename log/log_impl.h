@@ -19,11 +19,11 @@ namespace zevra {
 template <class Char>
 class Log_Line;
 
-// The clock of a logger: seconds since 1970, a millisecond counter that wraps at 32 bits, a sleep.
+// The clock of a logger: seconds since 1970, a millisecond counter, a sleep.
 // Tests set their own. Any thread may call the functions.
 struct Log_Clock {
   std::int64_t (*seconds)();
-  std::uint32_t (*ticks_ms)();
+  std::uint64_t (*ticks_ms)();
   void (*sleep_ms)(std::uint32_t milliseconds);
 };
 
@@ -145,6 +145,7 @@ class Log_Impl_T {
   bool owns_mutex_ = false;
   std::atomic<std::int64_t> last_cfg_check_ = 0;  // seconds; tested before the lock is taken
   bool console_allocated_ = false;
+  std::uint64_t start_ticks_ms_ = 0;  // those of the record, which keeps the lower half
   const Log_Clock clock_;
 };
 

@@ -25,6 +25,8 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* settings, Log_IO* given, std::int
   if (given != nullptr && given->get_cfg() != nullptr) cfg_ = *given->get_cfg();
   if (settings != nullptr) cfg_ = *settings;
   if (cfg_.values.start_time == 0) TakeStartStamps(settings);
+  const std::uint64_t ticks_ms = clock_.ticks_ms();
+  start_ticks_ms_ = ticks_ms - static_cast<std::uint32_t>(ticks_ms - cfg_.values.start_ticks);
   ChooseLocale();
   OpenLock(given);
   if ((cfg_.values.output & kOutputFile) != 0) {
@@ -41,7 +43,7 @@ void Log_Impl_T<IO, LOCK, CFG>::TakeStartStamps(const CFG* settings) {
   if (settings != nullptr && settings->values.align_to_second)
     while ((now = clock_.seconds()) == first) clock_.sleep_ms(1);
   cfg_.values.start_time = now;
-  cfg_.values.start_ticks = clock_.ticks_ms();
+  cfg_.values.start_ticks = static_cast<std::uint32_t>(clock_.ticks_ms());
 }
 
 template <class IO, class LOCK, class CFG>

@@ -67,8 +67,9 @@ void Log_Impl_T<IO, LOCK, CFG>::write_tail(bool end) {
 template <class IO, class LOCK, class CFG>
 char* Log_Impl_T<IO, LOCK, CFG>::time_text(char* buffer, bool file_stamp, bool time_only) {
   buffer[0] = '\0';
-  const DisplayTime time = ComputeDisplayTime(clock_.seconds(), clock_.ticks_ms(),
-                                              cfg_.values.start_time, cfg_.values.start_ticks);
+  const DisplayTime time =
+      ComputeDisplayTime(clock_.seconds(), clock_.ticks_ms(), cfg_.values.start_time,
+                         cfg_.values.start_ticks != 0 ? start_ticks_ms_ : 0);
   return FormatTime(buffer, time,
                     file_stamp  ? TimeForm::kFileStamp
                     : time_only ? TimeForm::kTimeOnly

@@ -32,18 +32,13 @@ const CalendarText& MakeCalendarText(std::int64_t seconds, TimeForm form) {
 
 }  // namespace
 
-DisplayTime ComputeDisplayTime(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
-                               std::uint32_t start_ticks_ms) {
-  if (now < start_time || start_ticks_ms == 0) return {now, ticks_ms % 1000};
-  // The wall clock tells how often the counter has wrapped, unless it is wrong by more than half a
-  // wrap, 24 days.
-  constexpr std::int64_t kWrapMs = std::int64_t{1} << 32;
-  const auto elapsed_ms = static_cast<std::int64_t>(ticks_ms - start_ticks_ms);
-  const std::int64_t wall_ms = (now - start_time) * 1000;
-  const std::int64_t wraps =
-      wall_ms > elapsed_ms ? (wall_ms - elapsed_ms + kWrapMs / 2) / kWrapMs : 0;
-  const std::int64_t total_ms = elapsed_ms + wraps * kWrapMs;
-  return {start_time + total_ms / 1000, static_cast<std::uint32_t>(total_ms % 1000)};
+DisplayTime ComputeDisplayTime(std::int64_t now, std::uint64_t ticks_ms, std::int64_t start_time,
+                               std::uint64_t start_ticks_ms) {
+  if (now < start_time || start_ticks_ms == 0)
+    return {now, static_cast<std::uint32_t>(ticks_ms % 1000)};
+  const std::uint64_t elapsed_ms = ticks_ms - start_ticks_ms;
+  return {start_time + static_cast<std::int64_t>(elapsed_ms / 1000),
+          static_cast<std::uint32_t>(elapsed_ms % 1000)};
 }
 
 char* FormatTime(char* buffer, const DisplayTime& time, TimeForm form) {

@@ -17,8 +17,8 @@ struct DisplayTime {
 
 // The time that a log shows. It follows the tick counter since the start, so that a change of the
 // system's clock does not show, unless the clock was set back to before the start.
-DisplayTime ComputeDisplayTime(std::int64_t now, std::uint32_t ticks_ms, std::int64_t start_time,
-                               std::uint32_t start_ticks_ms);
+DisplayTime ComputeDisplayTime(std::int64_t now, std::uint64_t ticks_ms, std::int64_t start_time,
+                               std::uint64_t start_ticks_ms);
 
 enum class TimeForm { kDateTime, kTimeOnly, kFileStamp };
 

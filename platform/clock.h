@@ -8,7 +8,7 @@ namespace zevra {
 
 // Any thread.
 std::int64_t WallClockSeconds();  // since 1970
-std::uint32_t TickCountMs();      // since the machine started, wraps after 49.7 days
+std::uint64_t TickCountMs();      // since the machine started
 void SleepMs(std::uint32_t milliseconds);
 bool ToLocalTime(std::int64_t seconds, std::tm& local);  // false if there is no such time
 

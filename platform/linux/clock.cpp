@@ -30,11 +30,11 @@ const Identity& CurrentIdentity() {
 
 std::int64_t WallClockSeconds() { return ::time(nullptr); }
 
-std::uint32_t TickCountMs() {
+std::uint64_t TickCountMs() {
   timespec now{};
   ::clock_gettime(CLOCK_BOOTTIME, &now);  // goes on while the machine sleeps, as wall time does
-  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
-                                    static_cast<std::uint64_t>(now.tv_nsec) / 1000000);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+         static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
 }
 
 void SleepMs(std::uint32_t milliseconds) {

@@ -119,7 +119,7 @@ int LockFront(std::uint32_t timeout_ms) {
 }
 
 int LockFile(int descriptor, std::uint32_t timeout_ms) {
-  const std::uint32_t begin = TickCountMs();
+  const std::uint64_t begin = TickCountMs();
   for (;;) {
     if (::flock(descriptor, timeout_ms == kWaitForEver ? LOCK_EX : LOCK_EX | LOCK_NB) == 0)
       return 0;

@@ -8,7 +8,7 @@ namespace zevra {
 
 std::int64_t WallClockSeconds() { return ::_time64(nullptr); }
 
-std::uint32_t TickCountMs() { return ::GetTickCount(); }
+std::uint64_t TickCountMs() { return ::GetTickCount64(); }
 
 void SleepMs(std::uint32_t milliseconds) { ::Sleep(milliseconds); }
 

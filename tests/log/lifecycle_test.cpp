@@ -126,25 +126,19 @@ TEST_F(Lifecycle, FilesAndBackupsThatCannotBeMadeLoseNoText) {
   }
 }
 
-TEST_F(Lifecycle, TimesFollowTheCounterPastItsWrap) {
-  constexpr std::int64_t kWrap = 4294967296;  // ms
-
+TEST_F(Lifecycle, TimesFollowTheCounterWhateverTheClockDoes) {
   struct {
     std::int64_t now;
-    std::uint32_t ticks;
-    std::int64_t start;
-    std::uint32_t start_ticks;
+    std::uint64_t ticks, start_ticks;  // the start was at 998
     std::int64_t seconds;
     std::uint32_t ms;
-  } const rows[] = {
-      {1000, 7500, 998, 5499, 1000, 1},
-      {900, 7500, 998, 5499, 900, 500},                             // or back, to before the start
-      {1000, 7500, 998, 0, 1000, 500},                              // no start stamp
-      {1001, 2, 1000, 0xFFFFFFFF, 1000, 3},                         // the counter itself wrapped
-      {1000 + kWrap / 1000, 999, 1000, 1000, 1000 + 4294967, 295},  // one ms short of a whole one
-      {1000 + 3 * kWrap / 1000 + 60, 1500, 1000, 1000, 1000 + 12884902, 388}};
+  } const rows[] = {{1000, 7500, 5499, 1000, 1},
+                    {998 + 86400 * 30, 7500, 5499, 1000, 1},  // the clock was put forward
+                    {900, 7500, 5499, 900, 500},              // or back, to before the start
+                    {1000, 7500, 0, 1000, 500},               // no start stamp
+                    {1000, (3ull << 32) + 7500, 5499, 1000 + 12884901, 889}};
   for (const auto& row : rows) {
-    const auto shown = ComputeDisplayTime(row.now, row.ticks, row.start, row.start_ticks);
+    const auto shown = ComputeDisplayTime(row.now, row.ticks, 998, row.start_ticks);
     EXPECT_EQ(shown.seconds, row.seconds) << row.now;
     EXPECT_EQ(shown.milliseconds, row.ms) << row.now;
   }

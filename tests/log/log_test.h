@@ -48,7 +48,7 @@ class LogTest : public testing::Test {
     ticks = 5000000;
     // The counter and not the clock tells the time: 1.123 s after a start one second ago.
     settings.values.start_time = now - 1;
-    settings.values.start_ticks = ticks - 1123;
+    settings.values.start_ticks = static_cast<std::uint32_t>(ticks - 1123);
     settings.values.file = Path("z.log");
     settings.values.locale = "skip";
     settings.values.level = 0xFFFFFFFF;
@@ -73,7 +73,7 @@ class LogTest : public testing::Test {
   }
 
   static inline std::atomic<std::int64_t> now;
-  static inline std::atomic<std::uint32_t> ticks;
+  static inline std::atomic<std::uint64_t> ticks;
   static constexpr Log_Clock clock{[] { return now.load(); }, [] { return ticks.load(); },
                                    [](std::uint32_t ms) {
                                      ticks += ms;
