@@ -30,11 +30,10 @@ Names Descriptions(const std::string& kind) {
 
 TEST_F(Endpoints, TheListsAreThoseOfTheServer) {
   const NullSink umlaut("zevra_umlaut", "Zévra – Überall 🔊");
-  const Names sinks = Descriptions("sinks");
+  Names all = Descriptions("sinks");
   const Names sources = Descriptions("sources");
-  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), sinks);
+  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList), all);
   EXPECT_EQ(NamesIn(ZevraGetOutRecordDeviceList), sources);
-  Names all = sinks;
   all.insert(all.end(), sources.begin(), sources.end());
   EXPECT_EQ(NamesIn(ZevraGetDeviceList), all);
   EXPECT_THAT(all,
@@ -68,33 +67,26 @@ TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {
 
 TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
   const struct {
-    const char* command;
+    const char* what;
+    const char* to;
     float volume;
   } kSettings[] = {
-      {"volume TARGET 30%", 0.3F},     {"volume TARGET 0%", 0},   {"volume TARGET 150%", 1},
-      {"volume TARGET 20% 60%", 0.4F}, {"mute TARGET 1", 0.4F},   {"volume TARGET 75%", 0.75F},
-      {"mute TARGET 0", 0.75F},        {"volume TARGET 100%", 1},
+      {"volume", "30%", 0.3F},     {"volume", "0%", 0},
+      {"volume", "150%", 1},       {"mute", "1", 1},
+      {"volume", "75%", 0.75F},    {"mute", "0", 0.75F},
+      {"volume", "20% 60%", 0.4F}, {"volume", "100%", 1},
   };
-  const struct {
-    const char* kind;
-    const char* target;
-    Device device;
-  } kEndpoints[] = {
-      {"set-sink-", "zevra_speakers", Device(u"Zevra Speakers")},
-      {"set-source-", "zevra_microphone", Device(u"Zevra Microphone", ZEVRA_FLOW_CAPTURE)},
-  };
-  for (const auto& endpoint : kEndpoints) {
-    for (const auto& setting : kSettings) {
-      std::string command = setting.command;
-      command.replace(command.find("TARGET"), 6, endpoint.target);
-      SCOPED_TRACE(command);
-      Shell(std::string("pactl ") + endpoint.kind + command);
+  for (const bool is_sink : {true, false}) {
+    const Device device(is_sink ? u"Zevra Speakers" : u"Zevra Microphone", ZEVRA_FLOW_ALL);
+    for (const auto& [what, to, wanted] : kSettings) {
+      Shell(std::string("pactl set-") + (is_sink ? "sink-" : "source-") + what +
+            (is_sink ? " zevra_speakers " : " zevra_microphone ") + to);
       float volume = -1;
       // PipeWire tells a new volume only after its graph has taken it.
-      EXPECT_TRUE(Eventually([&] {
-        return ZevraGetVolume(endpoint.device, &volume) == 0 &&
-               std::abs(volume - setting.volume) < 1e-3;
-      })) << volume;
+      EXPECT_TRUE(Eventually([&, wanted = wanted] {
+        return ZevraGetVolume(device, &volume) == 0 && std::abs(volume - wanted) < 1e-3;
+      })) << what
+          << to << is_sink << volume;
     }
   }
 }

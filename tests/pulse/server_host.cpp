@@ -12,7 +12,7 @@
 namespace zevra::test {
 namespace {
 
-std::array<std::atomic<Recording*>, Recording::kMost> slots;
+std::array<std::atomic<Recording*>, 16> slots;
 
 template <std::size_t slot>
 void Deliver(void* reserved, std::uint32_t, const std::uint8_t* data, std::uint32_t length) {
@@ -25,8 +25,6 @@ constexpr auto Functions(std::index_sequence<slot...>) {
   return std::array<ZevraCaptureCallback, sizeof...(slot)>{&Deliver<slot>...};
 }
 
-constexpr auto kFunctions = Functions(std::make_index_sequence<Recording::kMost>());
-
 }  // namespace
 
 ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t rate,
@@ -35,19 +33,17 @@ ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t
   return {kind, channels, bits, rate, channels == 6 ? kFivePointOne : 0, bits, 0};
 }
 
-Recording::Recording(std::size_t most_bytes) : slot_(0), most_bytes_(most_bytes) {
+Recording::Recording(std::size_t most_bytes) : most_bytes_(most_bytes) {
   bytes_.reserve(most_bytes);
-  for (; slot_ < slots.size(); ++slot_) {
-    Recording* none = nullptr;
-    if (slots[slot_].compare_exchange_strong(none, this)) return;
-  }
-  ADD_FAILURE() << "too many recordings at a time";
-  std::abort();
+  for (Recording* taken = nullptr; !slots.at(slot_).compare_exchange_strong(taken, this); ++slot_)
+    taken = nullptr;
 }
 
 Recording::~Recording() { slots[slot_] = nullptr; }
 
-ZevraCaptureCallback Recording::Callback() const { return kFunctions[slot_]; }
+ZevraCaptureCallback Recording::Callback() const {
+  return Functions(std::make_index_sequence<slots.size()>())[slot_];
+}
 
 void Recording::Take(const std::uint8_t* data, std::uint32_t length) {
   if (on_packet) on_packet();
@@ -55,13 +51,9 @@ void Recording::Take(const std::uint8_t* data, std::uint32_t length) {
     const std::lock_guard hold(mutex_);
     bytes_.insert(bytes_.end(), data,
                   data + std::min<std::size_t>(length, most_bytes_ - bytes_.size()));
+    size_ = bytes_.size();
   }
   ++packets_;
-}
-
-std::size_t Recording::Size() const {
-  const std::lock_guard hold(mutex_);
-  return bytes_.size();
 }
 
 std::vector<std::uint8_t> Recording::Bytes() const {
@@ -70,9 +62,9 @@ std::vector<std::uint8_t> Recording::Bytes() const {
 }
 
 std::vector<float> Recording::Floats() const {
-  const std::lock_guard hold(mutex_);
-  std::vector<float> samples(bytes_.size() / sizeof(float));
-  std::memcpy(samples.data(), bytes_.data(), samples.size() * sizeof(float));
+  const std::vector<std::uint8_t> bytes = Bytes();
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
   return samples;
 }
 
@@ -85,8 +77,7 @@ bool Recording::Sounds() const {
   return Eventually([this] {
     const std::lock_guard hold(mutex_);
     float last = 0;
-    if (bytes_.size() >= sizeof last)
-      std::memcpy(&last, bytes_.data() + bytes_.size() - sizeof last, sizeof last);
+    if (bytes_.size() >= sizeof last) std::memcpy(&last, &*bytes_.end() - sizeof last, sizeof last);
     return last != 0;
   });
 }
@@ -97,10 +88,6 @@ void Recording::WaitUntilQuiet() const {
     before = packets_;
     std::this_thread::sleep_for(std::chrono::milliseconds(333));
   } while (packets_ != before);
-}
-
-std::int32_t Device::Start(const Recording& recording) const {
-  return Start(recording, MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1));
 }
 
 }  // namespace zevra::test

@@ -21,11 +21,9 @@ ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t
                             std::uint16_t channels);
 
 // What one callback receives. The library passes nothing through to it, so each recording has a
-// function of its own; there are at most kMost at a time.
+// function of its own; there are at most 16 at a time.
 class Recording {
  public:
-  static constexpr std::size_t kMost = 16;
-
   // Keeps the first `most_bytes` bytes.
   explicit Recording(std::size_t most_bytes = 0);
   ~Recording();
@@ -34,8 +32,8 @@ class Recording {
 
   ZevraCaptureCallback Callback() const;
   unsigned Packets() const { return packets_; }
+  std::size_t Size() const { return size_; }
   bool IsFull() const { return Size() == most_bytes_; }
-  std::size_t Size() const;
   std::vector<std::uint8_t> Bytes() const;
   std::vector<float> Floats() const;
   // Waits for `count` further packets.
@@ -51,33 +49,31 @@ class Recording {
   void Take(const std::uint8_t* data, std::uint32_t length);
 
  private:
-  std::size_t slot_;
+  std::size_t slot_ = 0;
   const std::size_t most_bytes_;
   std::atomic<unsigned> packets_{0};
+  std::atomic<std::size_t> size_{0};
   mutable std::mutex mutex_;
   std::vector<std::uint8_t> bytes_;
 };
 
-// An open handle. `Open()` is the result, the handle null after a failure.
+// An open handle, null after a failure.
 class Device {
  public:
   explicit Device(const ZevraChar* name = nullptr, std::uint32_t flow = ZEVRA_FLOW_RENDER)
       : result_(ZevraOpenDevice(&handle_, name, flow)) {}
-  ~Device() { Close(); }
+  ~Device() { EXPECT_EQ(ZevraCloseDevice(handle_), 0); }
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  void Close() {
-    EXPECT_EQ(ZevraCloseDevice(handle_), 0);
-    handle_ = nullptr;
-  }
   std::int32_t Result() const { return result_; }
   operator ZevraHandle() const { return handle_; }  // NOLINT(google-explicit-constructor)
-  std::int32_t Start(const Recording& recording, const ZevraAudioFormat& format) const {
+  // By default in the format of a speech recogniser.
+  std::int32_t Start(const Recording& recording,
+                     const ZevraAudioFormat& format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000,
+                                                                 1)) const {
     return ZevraStartCapture(handle_, &format, recording.Callback(), nullptr);
   }
-  // In the format of a speech recogniser.
-  std::int32_t Start(const Recording& recording) const;
 
  private:
   ZevraHandle handle_ = nullptr;

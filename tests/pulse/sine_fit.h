@@ -2,6 +2,7 @@
 #define ZEVRA_TESTS_PULSE_SINE_FIT_H
 
 #include <cmath>
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -22,20 +23,16 @@ struct SineFit {
 // break passes for signal: another frequency, noise, an offset, and the step in phase that a lost
 // or doubled sample leaves all count as the rest.
 inline SineFit FitSine(std::span<const double> samples, double hertz, double rate) {
-  double in_phase = 0, in_quadrature = 0;
   const double count = static_cast<double>(samples.size());
-  const double step = 2 * std::numbers::pi * hertz / rate;
-  for (std::size_t n = 0; n < samples.size(); ++n) {
-    in_phase += samples[n] * std::sin(step * static_cast<double>(n)) * 2 / count;
-    in_quadrature += samples[n] * std::cos(step * static_cast<double>(n)) * 2 / count;
-  }
+  const auto turn = [&](std::size_t n, double amplitude) {
+    return std::polar(amplitude, 2 * std::numbers::pi * hertz / rate * static_cast<double>(n));
+  };
+  std::complex<double> sine = 0;
+  for (std::size_t n = 0; n < samples.size(); ++n) sine += turn(n, samples[n] * 2 / count);
   double rest = 0;
-  for (std::size_t n = 0; n < samples.size(); ++n) {
-    const double angle = step * static_cast<double>(n);
-    rest += std::pow(samples[n] - in_phase * std::sin(angle) - in_quadrature * std::cos(angle), 2);
-  }
-  const double level = std::hypot(in_phase, in_quadrature);
-  return {level, 10 * std::log10(level * level / 2 / (rest / count + 1e-20))};
+  for (std::size_t n = 0; n < samples.size(); ++n)
+    rest += std::pow(samples[n] - (std::conj(sine) * turn(n, 1)).real(), 2);
+  return {std::abs(sine), 10 * std::log10(std::norm(sine) / 2 / (rest / count + 1e-20))};
 }
 
 // One sample at -1.0 to 1.0, little-endian as the library delivers it.
@@ -58,12 +55,10 @@ inline std::vector<double> Channel(const std::vector<std::uint8_t>& bytes,
                                    const ZevraAudioFormat& format, unsigned channel,
                                    double first_second, double seconds) {
   const std::size_t sample_bytes = format.bits_per_sample / 8;
-  const std::size_t first = static_cast<std::size_t>(first_second * format.samples_per_second);
+  std::size_t frame = static_cast<std::size_t>(first_second * format.samples_per_second);
   std::vector<double> samples(static_cast<std::size_t>(seconds * format.samples_per_second));
-  for (std::size_t n = 0; n < samples.size(); ++n) {
-    samples[n] =
-        DecodeSample(&bytes.at(((first + n) * format.channels + channel) * sample_bytes), format);
-  }
+  for (double& sample : samples)
+    sample = DecodeSample(&bytes.at((frame++ * format.channels + channel) * sample_bytes), format);
   return samples;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "platform/com_object.h"
@@ -133,14 +134,13 @@ HRESULT PulseCapture::ReleaseBuffer(UINT32 frames) {
   return stream_->Drop();
 }
 
-// The queue of a playback stream. A block that fits one of the server's memory blocks is written
-// there at once; a larger one is gathered here and handed over in pieces at its release. One
+// The queue of a playback stream. A block is gathered here and handed over at its release. One
 // thread, the stream's.
 class PulseRender final : public ComObject<IAudioRenderClient> {
  public:
-  // `stream` is open for playing; `gather` has the size of its queue.
-  PulseRender(std::shared_ptr<PulseStream> stream, std::unique_ptr<BYTE[]> gather) noexcept
-      : stream_(std::move(stream)), gather_(std::move(gather)) {}
+  // `stream` is open for playing; `block` has the size of its queue.
+  PulseRender(std::shared_ptr<PulseStream> stream, std::unique_ptr<BYTE[]> block) noexcept
+      : stream_(std::move(stream)), block_(std::move(block)) {}
 
   HRESULT GetBuffer(UINT32 frames, BYTE** data) override;
   HRESULT ReleaseBuffer(UINT32 frames, DWORD flags) override;
@@ -148,9 +148,8 @@ class PulseRender final : public ComObject<IAudioRenderClient> {
 
  private:
   const std::shared_ptr<PulseStream> stream_;
-  const std::unique_ptr<BYTE[]> gather_;
-  BYTE* block_ = nullptr;  // between GetBuffer and ReleaseBuffer
-  UINT32 block_frames_ = 0;
+  const std::unique_ptr<BYTE[]> block_;
+  std::optional<UINT32> handed_out_;  // frames, between GetBuffer and ReleaseBuffer
 };
 
 // Free space = bytes that the server has requested and the host has not written.
@@ -169,39 +168,25 @@ HRESULT PulseRender::GetCurrentPadding(UINT32* frames) {
 
 HRESULT PulseRender::GetBuffer(UINT32 frames, BYTE** data) {
   *data = nullptr;
-  if (block_ != nullptr) return AUDCLNT_E_OUT_OF_ORDER;
+  if (handed_out_) return AUDCLNT_E_OUT_OF_ORDER;
   UINT32 queued = 0;
   if (const HRESULT result = GetCurrentPadding(&queued); FAILED(result)) return result;
   if (frames > stream_->BufferFrames() - queued) return AUDCLNT_E_BUFFER_TOO_LARGE;
-
-  block_ = gather_.get();
-  block_frames_ = frames;
-  const std::size_t bytes = frames * stream_->FrameBytes();
-  void* server_block = nullptr;
-  std::size_t server_bytes = bytes;
-  if (bytes != 0 && pa_stream_begin_write(stream_->Get(), &server_block, &server_bytes) == 0) {
-    if (server_bytes >= bytes)
-      block_ = static_cast<BYTE*>(server_block);
-    else
-      pa_stream_cancel_write(stream_->Get());
-  }
-  *data = block_;
+  handed_out_ = frames;
+  *data = block_.get();
   return S_OK;
 }
 
 HRESULT PulseRender::ReleaseBuffer(UINT32 frames, DWORD flags) {
-  if (block_ == nullptr) return frames == 0 ? S_OK : AUDCLNT_E_OUT_OF_ORDER;
-  if (frames > block_frames_) return AUDCLNT_E_INVALID_SIZE;
+  if (!handed_out_) return frames == 0 ? S_OK : AUDCLNT_E_OUT_OF_ORDER;
+  if (frames > *handed_out_) return AUDCLNT_E_INVALID_SIZE;
   if ((flags & ~AUDCLNT_BUFFERFLAGS_SILENT) != 0) return E_INVALIDARG;
-  BYTE* const block = std::exchange(block_, nullptr);
-  if (frames == 0) {
-    if (block != gather_.get()) pa_stream_cancel_write(stream_->Get());
-    return stream_->State();
-  }
+  handed_out_.reset();
+  if (frames == 0) return stream_->State();
   const std::size_t bytes = frames * stream_->FrameBytes();
   // All sample types that a stream can have are zero in silence.
-  if (flags != 0) std::memset(block, 0, bytes);
-  if (pa_stream_write(stream_->Get(), block, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
+  if (flags != 0) std::memset(block_.get(), 0, bytes);
+  if (pa_stream_write(stream_->Get(), block_.get(), bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
     return AUDCLNT_E_DEVICE_INVALIDATED;
   stream_->Flush();
   return stream_->State();
@@ -259,10 +244,10 @@ HRESULT PulseAudioClient::Initialize(AUDCLNT_SHAREMODE, DWORD flags, REFERENCE_T
   const UINT32 queue =
       FramesIn(std::clamp(duration, kShortestQueue, kLongestQueue), format->nSamplesPerSec);
   if (const HRESULT result = stream_->Play(*stream_format, queue); FAILED(result)) return result;
-  std::unique_ptr<BYTE[]> gather(new (std::nothrow)
-                                     BYTE[stream_->BufferFrames() * stream_->FrameBytes()]);
-  if (!gather) return E_OUTOFMEMORY;
-  render_ = ComPtr<PulseRender>::Attach(MakeCom<PulseRender>(stream_, std::move(gather)));
+  std::unique_ptr<BYTE[]> block(new (std::nothrow)
+                                    BYTE[stream_->BufferFrames() * stream_->FrameBytes()]);
+  if (!block) return E_OUTOFMEMORY;
+  render_ = ComPtr<PulseRender>::Attach(MakeCom<PulseRender>(stream_, std::move(block)));
   return render_ ? S_OK : E_OUTOFMEMORY;
 }
 
