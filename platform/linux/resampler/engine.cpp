@@ -18,10 +18,12 @@ extern "C" {
 namespace zevra {
 namespace {
 
-// With a filter of 120 samples these give 136 dB of signal to noise at 0.45 of the rate and keep
-// what lies beyond 1.12 of the output's Nyquist frequency below -120 dB; bench/quality.cpp prints
-// the whole table.
-constexpr double kKaiserBeta = 12;
+// In either direction a filter of 120 samples of the lower rate then gives 130 dB of signal to
+// noise at 0.45 of that rate, takes 0.07 dB there, and keeps images and aliases of what lies 0.001
+// or more beside half of it below -121 dB. The length allows no narrower band between the two: a
+// cutoff of 0.941 leaves -117 dB, one of 0.938 takes 0.1 dB. bench/quality.cpp prints the whole
+// table.
+constexpr double kKaiserBeta = 12.4;
 constexpr double kCutoff = 0.94;
 
 // Between the 1,024 phases of the filter the rate is interpolated, where it does not fall on one.
@@ -38,14 +40,22 @@ int PhaseShift(UINT32 input_rate, UINT32 output_rate) {
 // Between two phases libswresample reads up to the next multiple of eight filter taps, past the
 // frames that it was given so far. A filter whose length is such a multiple to begin with has no
 // tap there; any other would make the output depend, if only in its last bits, on where a packet
-// ended. Size and cutoff move by half a percent at most for a filter of the full length.
+// ended. libswresample makes size / stretch taps, rounded up. Of the sizes a little above the
+// wanted one, that is taken which lowers the cutoff least, mostly not at all.
 void AlignTaps(double ratio, SwrFilter* filter) {
   constexpr double kTaps = 8;
-  const double stretch = std::min(ratio * filter->cutoff, 1.0);
-  const double taps = std::max(std::round(filter->filter_size / stretch / kTaps), 1.0) * kTaps;
-  filter->filter_size = static_cast<int>(std::max(std::round(taps * stretch), 1.0));
-  // A trace above the even quotient, because the length is rounded up.
-  if (stretch < 1.0) filter->cutoff = filter->filter_size / (ratio * taps) * (1 + 1e-9);
+  const double stretch = ratio * filter->cutoff;
+  const int wanted_size = filter->filter_size;
+  double best = 0;
+  for (int size = wanted_size; size <= wanted_size + wanted_size / 10; ++size) {
+    // The margins keep clear of what libswresample's own division rounds.
+    const double taps = std::ceil((size / stretch + 1e-6) / kTaps) * kTaps;
+    const double reached = std::min(stretch, size / (taps - 1) * (1 - 1e-9));
+    if (reached <= best) continue;
+    best = reached;
+    filter->filter_size = size;
+  }
+  filter->cutoff = best / ratio;
 }
 
 // Frames of the scratch blocks: of what is taken in one go, and of what is written in one go where
@@ -150,11 +160,14 @@ HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSamp
 }  // namespace
 
 SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length) {
-  SwrFilter filter{static_cast<int>(2 * half_length), kKaiserBeta, kCutoff,
+  const double ratio = static_cast<double>(output_rate) / input_rate;
+  // libswresample takes the cutoff as a share of the output's Nyquist frequency also where the
+  // input's is the lower one.
+  SwrFilter filter{static_cast<int>(2 * half_length), kKaiserBeta, kCutoff / std::max(ratio, 1.0),
                    PhaseShift(input_rate, output_rate)};
   const UINT32 phases = output_rate / std::gcd(input_rate, output_rate);
   const bool falls_on_phases = phases <= 1U << filter.phase_shift;
-  if (!falls_on_phases) AlignTaps(static_cast<double>(output_rate) / input_rate, &filter);
+  if (!falls_on_phases) AlignTaps(ratio, &filter);
   return filter;
 }
 

@@ -18,7 +18,7 @@ namespace zevra {
 struct SwrFilter {
   int filter_size;
   double kaiser_beta;
-  double cutoff;  // as a share of the lower rate's Nyquist frequency
+  double cutoff;  // as a share of the output's Nyquist frequency
   int phase_shift;
 };
 
