@@ -13,7 +13,7 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
   const test::ScratchFolder folder;
   const auto report_of = [&folder](const std::string& settings) {
     std::ofstream(folder.path() / "zevra.cfu") << settings;
-    return describe_log((folder.path() / "libzevra.so").string());
+    return DescribeLog((folder.path() / "libzevra.so").string());
   };
   struct {
     const char *keys, *key, *value, *warning;
@@ -36,8 +36,8 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
       {"exclude='a;b',c", "exclude", "'a;b', c", "the quotes of 'a;b' are part"},
       {"[x]\n[Logger]\nflush=1", "flush", "0", "several sections"}};
   for (const auto& row : rows) {
-    const Log_Report report = report_of(std::string("[logger]\n") + row.keys + "\n");
-    for (const Log_Setting& setting : report.settings)
+    const LogReport report = report_of(std::string("[logger]\n") + row.keys + "\n");
+    for (const LogSetting& setting : report.settings)
       if (setting.key == row.key) EXPECT_EQ(setting.value, row.value) << row.keys;
     if (row.warning == nullptr)
       EXPECT_THAT(report.warnings, testing::IsEmpty()) << row.keys;

@@ -48,7 +48,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::Log_Settings again(settings);
   again.read_log_config(nullptr, nullptr);
   Require(again.level() == settings.level() && again.console_level() == settings.console_level());
-  zevra::describe_log(directory.File("libzevra.so"));
+  zevra::DescribeLog(directory.File("libzevra.so"));
 
   char tiny[3] = {'x', 'x', 'x'};
   Require(zevra::ProfileText("logger", "title", "default", tiny, sizeof tiny, path.c_str()) < 3);

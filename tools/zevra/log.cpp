@@ -22,13 +22,13 @@ std::string FullPath(const std::string& library) {
 void Log(const Options& options) {
   const std::string library =
       options.module_path.empty() ? Library(false).Path() : FullPath(options.module_path);
-  const Log_Report report = describe_log(library);
+  const LogReport report = DescribeLog(library);
   PrintTable({{"Log file", report.log_file},
               {"Settings file",
                report.config_file + (report.config_file_found ? "" : " (not there: defaults)")}});
   std::puts("");
   std::vector<std::vector<std::string>> table = {{"SETTING", "FROM", "VALUE"}};
-  for (const Log_Setting& setting : report.settings)
+  for (const LogSetting& setting : report.settings)
     table.push_back({setting.key, setting.source, setting.value});
   PrintTable(table);
   for (const std::string& warning : report.warnings)

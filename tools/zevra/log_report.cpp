@@ -22,23 +22,23 @@ constexpr std::size_t kLongestToken = 399;
 
 enum class Kind { kNumber, kMask, kFlag, kLevel, kStyle, kText, kList };
 
-bool same(const std::string& left, const char* right) {
+bool Same(const std::string& left, const char* right) {
   return SameIgnoringCase(left.c_str(), right);
 }
 
-std::string hexadecimal(std::uint32_t value) {
+std::string Hexadecimal(std::uint32_t value) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
   return text;
 }
 
-std::string with_word(std::uint32_t value, const SettingWords* table) {
+std::string WithWord(std::uint32_t value, const SettingWords* table) {
   for (; table->words != nullptr; ++table)
-    if (table->value == value) return hexadecimal(value) + " (" + table->words + ")";
-  return hexadecimal(value);
+    if (table->value == value) return Hexadecimal(value) + " (" + table->words + ")";
+  return Hexadecimal(value);
 }
 
-std::string joined(const std::vector<std::string>& entries) {
+std::string Joined(const std::vector<std::string>& entries) {
   std::string text;
   for (const std::string& entry : entries) text += (text.empty() ? "" : ", ") + entry;
   return text;
@@ -53,13 +53,11 @@ struct Key {
 constexpr Key kKeys[] = {
     {"file", Kind::kText, [](const Log_Cfg_Values& v) { return v.file; }},
     {"title", Kind::kText, [](const Log_Cfg_Values& v) { return v.title; }},
-    {"output", Kind::kMask, [](const Log_Cfg_Values& v) { return hexadecimal(v.output); }},
-    {"level", Kind::kLevel,
-     [](const Log_Cfg_Values& v) { return with_word(v.level, level_words); }},
-    {"style", Kind::kStyle,
-     [](const Log_Cfg_Values& v) { return with_word(v.style, style_words); }},
+    {"output", Kind::kMask, [](const Log_Cfg_Values& v) { return Hexadecimal(v.output); }},
+    {"level", Kind::kLevel, [](const Log_Cfg_Values& v) { return WithWord(v.level, level_words); }},
+    {"style", Kind::kStyle, [](const Log_Cfg_Values& v) { return WithWord(v.style, style_words); }},
     {"console_level", Kind::kLevel,
-     [](const Log_Cfg_Values& v) { return with_word(v.console_level, level_words); }},
+     [](const Log_Cfg_Values& v) { return WithWord(v.console_level, level_words); }},
     {"flush", Kind::kFlag, [](const Log_Cfg_Values& v) { return std::to_string(v.flush.get()); }},
     {"maxsize", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.maxsize); }},
     {"maxcount", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.maxcount); }},
@@ -68,13 +66,13 @@ constexpr Key kKeys[] = {
     {"mode", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.mode); }},
     {"charset", Kind::kNumber, [](const Log_Cfg_Values& v) { return std::to_string(v.charset); }},
     {"locale", Kind::kText, [](const Log_Cfg_Values& v) { return v.locale; }},
-    {"include", Kind::kList, [](const Log_Cfg_Values& v) { return joined(v.include); }},
-    {"exclude", Kind::kList, [](const Log_Cfg_Values& v) { return joined(v.exclude); }},
-    {"subjects", Kind::kMask, [](const Log_Cfg_Values& v) { return hexadecimal(v.subjects); }},
+    {"include", Kind::kList, [](const Log_Cfg_Values& v) { return Joined(v.include); }},
+    {"exclude", Kind::kList, [](const Log_Cfg_Values& v) { return Joined(v.exclude); }},
+    {"subjects", Kind::kMask, [](const Log_Cfg_Values& v) { return Hexadecimal(v.subjects); }},
 };
 
 // How a number text reads, if that is not what it seems to say.
-void check_number(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+void CheckNumber(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
   const std::string shown = std::string(key.name) + "=" + text;
   const std::int32_t number = NumberIn(text.c_str());
   const std::string reads = " reads as " + std::to_string(number);
@@ -93,20 +91,20 @@ void check_number(const Key& key, const std::string& text, std::vector<std::stri
   }
 }
 
-void check_word(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+void CheckWord(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
   const SettingWords* const table = key.kind == Kind::kLevel ? level_words : style_words;
   std::uint32_t ignored = 0;
   char* end = nullptr;
   std::strtol(text.c_str(), &end, 0);
   if (end != text.c_str()) {
-    check_number(key, text, warnings);
+    CheckNumber(key, text, warnings);
   } else if (lookup_word(ignored, text.c_str(), table) != 0) {
     warnings.push_back(std::string(key.name) + "=" + text + " is no known word: reads as 0, " +
                        (key.kind == Kind::kLevel ? "nothing passes" : "bare lines"));
   }
 }
 
-void check_list(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+void CheckList(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
   std::vector<std::string> entries;
   split_list(text.c_str(), entries, ";,");
   for (const std::string& entry : entries) {
@@ -119,19 +117,19 @@ void check_list(const Key& key, const std::string& text, std::vector<std::string
   }
 }
 
-void check_value(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
+void CheckValue(const Key& key, const std::string& text, std::vector<std::string>& warnings) {
   switch (key.kind) {
     case Kind::kNumber:
     case Kind::kMask:
     case Kind::kFlag:
-      check_number(key, text, warnings);
+      CheckNumber(key, text, warnings);
       break;
     case Kind::kLevel:
     case Kind::kStyle:
-      check_word(key, text, warnings);
+      CheckWord(key, text, warnings);
       break;
     case Kind::kList:
-      check_list(key, text, warnings);
+      CheckList(key, text, warnings);
       break;
     case Kind::kText:
       break;
@@ -141,8 +139,8 @@ void check_value(const Key& key, const std::string& text, std::vector<std::strin
 }
 
 // Values that are well written and still do not do what one might expect.
-void check_effects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
-                   std::vector<std::string>& warnings) {
+void CheckEffects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
+                  std::vector<std::string>& warnings) {
   const auto number = [&](const char* key, std::int32_t otherwise) {
     std::string text;
     heap.get_value(key, text);
@@ -162,10 +160,10 @@ void check_effects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
     warnings.emplace_back("file is longer than 260 characters: there will be no log file");
 }
 
-void check_layout(const std::string& config_file, std::vector<std::string>& warnings) {
+void CheckLayout(const std::string& config_file, std::vector<std::string>& warnings) {
   const std::vector<std::string> sections = ProfileSections(config_file.c_str());
   const auto mine = std::count_if(sections.begin(), sections.end(),
-                                  [](const std::string& name) { return same(name, kSection); });
+                                  [](const std::string& name) { return Same(name, kSection); });
   if (mine == 0)
     warnings.emplace_back("there is no section [logger]: nothing in the file counts");
   else if (mine > 1)
@@ -173,10 +171,10 @@ void check_layout(const std::string& config_file, std::vector<std::string>& warn
   std::vector<std::string> seen;
   for (const std::string& key : ProfileKeys(kSection, config_file.c_str())) {
     if (std::none_of(std::begin(kKeys), std::end(kKeys),
-                     [&](const Key& known) { return same(key, known.name); }))
+                     [&](const Key& known) { return Same(key, known.name); }))
       warnings.push_back("unknown key " + key + ": ignored");
     else if (std::any_of(seen.begin(), seen.end(),
-                         [&](const std::string& other) { return same(other, key.c_str()); }))
+                         [&](const std::string& other) { return Same(other, key.c_str()); }))
       warnings.push_back(key + " stands there more than once: only the first counts");
     seen.push_back(key);
   }
@@ -184,8 +182,8 @@ void check_layout(const std::string& config_file, std::vector<std::string>& warn
 
 }  // namespace
 
-Log_Report describe_log(const std::string& library_path) {
-  Log_Report report;
+LogReport DescribeLog(const std::string& library_path) {
+  LogReport report;
   const std::string directory = DirectoryOf(library_path);
   report.config_file = directory + "zevra.cfu";
   report.config_file_found = ModifiedTime(report.config_file.c_str()) != 0;
@@ -201,16 +199,16 @@ Log_Report describe_log(const std::string& library_path) {
     std::string text;
     heap.get_value(key.name, text);
     const bool in_file = !text.empty();
-    level_in_file = level_in_file || (in_file && same(key.name, "level"));
-    const bool by_level = !in_file && level_in_file && same(key.name, "console_level");
+    level_in_file = level_in_file || (in_file && Same(key.name, "level"));
+    const bool by_level = !in_file && level_in_file && Same(key.name, "console_level");
     report.settings.push_back({key.name, key.show(settings.values),
                                in_file    ? "file"
                                : by_level ? "file, by level"
                                           : "default"});
-    if (in_file) check_value(key, text, report.warnings);
+    if (in_file) CheckValue(key, text, report.warnings);
   }
-  check_effects(settings.values, heap, report.warnings);
-  if (report.config_file_found) check_layout(report.config_file, report.warnings);
+  CheckEffects(settings.values, heap, report.warnings);
+  if (report.config_file_found) CheckLayout(report.config_file, report.warnings);
   return report;
 }
 

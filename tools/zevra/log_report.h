@@ -9,22 +9,22 @@
 
 namespace zevra {
 
-struct Log_Setting {
+struct LogSetting {
   std::string key;
   std::string value;   // as it is in force, masks with their names
   std::string source;  // "default", "file", or "file, by level"
 };
 
-struct Log_Report {
+struct LogReport {
   std::string log_file;
   std::string config_file;
   bool config_file_found = false;
-  std::vector<Log_Setting> settings;  // every key, in the order of docs/logging.md
+  std::vector<LogSetting> settings;   // every key, in the order of docs/logging.md
   std::vector<std::string> warnings;  // what the reader will not take as it was meant
 };
 
 // `library_path` is the full path of the library whose log is meant.
-Log_Report describe_log(const std::string& library_path);
+LogReport DescribeLog(const std::string& library_path);
 
 }  // namespace zevra
 
