@@ -1,91 +1,121 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <nlohmann/json.hpp>
-
 #include "command/command_runner.h"
 
 namespace zevra::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
 
-class CommandsTest : public testing::Test {
- protected:
-  Outcome Zevra(const std::string& arguments, const std::string& before = "") const {
-    return RunCommand(folder_.path(), arguments, before);
-  }
-  ScratchFolder folder_;
+// One run each; what it says contains the text given, or is empty.
+struct Row {
+  const char* arguments;
+  int exit_code;
+  const char* out;
+  const char* err;
+  const char* before = "";
 };
 
-TEST_F(CommandsTest, ListsTheEndpointsForPeopleAndForPrograms) {
-  EXPECT_EQ(Zevra("list --builtin").out,
-            "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT\n"
-            "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels\n"
-            "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels\n"
-            "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel\n");
-  const auto list = nlohmann::json::parse(Zevra("list --builtin --json").out);
-  ASSERT_EQ(list.size(), 3U);
-  EXPECT_EQ(list[2], nlohmann::json::parse(R"({"name": "Built-in Microphone", "flow": "capture",
-      "default": true, "volume": 0.5, "mixFormat": {"sampleKind": "float", "bits": 32,
-      "rate": 44100, "channels": 1}})"));
+TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
+  const Row rows[] = {
+      {"list --builtin", 0,
+       "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT\n"
+       "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels\n"
+       "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels\n"
+       "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel\n",
+       ""},
+      {"list --builtin --json", 0,
+       R"("Built-in Microphone",
+    "flow": "capture",
+    "default": true,
+    "volume": 0.5,
+    "mixFormat": {
+      "sampleKind": "float",
+      "bits": 32,
+      "rate": 44100,
+      "channels": 1
+    }
+  }
+])",
+       ""},
+      {"volume --builtin", 0, "Built-in Speakers: 75 %\n", ""},
+      {"volume --builtin --flow capture", 0, "Built-in Microphone: 50 %\n", ""},
+      {"volume --builtin -d 'built-in headphones'", 0, "Built-in Headphones: 100 %\n", ""},
+      {"meter --builtin -s 1.2 -c 1", 0, "  peak  M -", ""},
+      {"silence --builtin -s 0.4", 0, "Played silence for 00:00.4", ""},
+      {"silence --builtin -d 'Built-in Microphone'", 1, "",
+       "no render endpoint is named \"Built-in Microphone\""},
+      {"record --builtin -s 1.25 told.wav", 0,
+       "00:01.2, 60000 frames, 0.2 MB of audio\n  Peak      -8.6 dBFS (L -8.6, R -8.6)\n", ""},
+      {"record --builtin -s 0.5 -f s24 -c 3 -r 16000 -q - | wc -c", 0, "72000\n", ""},
+      {"record --builtin -s 9 -q - | head -c 1000 | wc -c", 0, "1000\n",
+       "zevra: whoever read standard output has gone\n"},
+      {"log --library lib.so", 0, "\nflush          file     0\n",
+       "warning: flush=yes is no number",
+       "touch lib.so; printf '[logger]\nflush=yes\n' >zevra.cfu;"},
+      {"log --library nowhere.so", 1, "", "there is no library nowhere.so"},
+      {"log", 0, "zevra.cfu", ""},
+      {"", 2, "", "A command is required"},
+      {"frobnicate", 2, "", "frobnicate"},
+      {"record", 2, "", "FILE is required"},
+      {"record x.wav more", 2, "", "not expected: more"},
+      {"record x.tune", 2, "", "end the name in .wav"},
+      {"record -f f32 x.flac", 2, "", "FLAC has no f32 samples"},
+      {"record -r 96001 x.flac", 2, "", "FLAC has no rate of 96001 Hz"},
+      {"record -f s12 x.wav", 2, "", "s12 is none of f32, s16, s24, s32, u8"},
+      {"record -r 3999 x.wav", 2, "", "3999 not in range 4000 to 384000"},
+      {"record -c 9 x.wav", 2, "", "9 not in range 1 to 8"},
+      {"record -s inf x.wav", 2, "", "inf is no number above 0"},
+      {"record --builtin no/such/x.wav", 1, "", "can't write no/such/x.wav: No such file"},
+      {"record --builtin -d built x.wav", 1, "",
+       "no endpoint is named \"built\"; did you mean \"Built-in Speakers\", \"Built-in "
+       "Headphones\", \"Built-in Microphone\"?"},
+      {"record --builtin -d microphone --flow render x.wav", 1, "",
+       "no render endpoint is named \"microphone\"; there are \"Built-in Speakers\""},
+      {"record --builtin -q full.wav", 1, "", "No space left on device",
+       "ln -s /dev/full full.wav;"},
+      {"record --builtin -q big.wav", 1, "", "File too large; big.wav keeps", "ulimit -f 100;"},
+      {"record --builtin -q big.flac", 1, "", "File too large; big.flac keeps", "ulimit -f 50;"},
+  };
+  const ScratchFolder folder;
+  std::vector<CommandRun> runs;
+  for (const Row& row : rows) runs.push_back(folder.Start(row.arguments, row.before));
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    SCOPED_TRACE(rows[i].arguments);
+    const Outcome outcome = runs[i].Wait();
+    EXPECT_EQ(outcome.exit_code, rows[i].exit_code);
+    EXPECT_THAT(outcome.out, testing::Not(HasSubstr("\x1b")));  // no terminal
+    EXPECT_THAT(outcome.out, *rows[i].out == '\0' ? testing::Matcher<std::string>(IsEmpty())
+                                                  : HasSubstr(rows[i].out));
+    if (*rows[i].err == '\0') {
+      EXPECT_THAT(outcome.err, IsEmpty());
+    } else {
+      EXPECT_THAT(outcome.err, MatchesRegex("zevra: [^\n]*\n"));
+      EXPECT_THAT(outcome.err, HasSubstr(rows[i].err));
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.File("x.wav")));
+  for (const char* const name : {"big.wav", "big.flac"}) {
+    const Sound sound = folder.SoundOf(name);
+    EXPECT_TRUE(sound.readable) << name;
+    EXPECT_GT(sound.frames, 10000U) << name;
+  }
 }
 
-TEST_F(CommandsTest, PrintsTheVolume) {
-  EXPECT_EQ(Zevra("volume --builtin").out, "Built-in Speakers: 75 %\n");
-  EXPECT_EQ(Zevra("volume --builtin --flow capture").out, "Built-in Microphone: 50 %\n");
-  EXPECT_EQ(Zevra("volume --builtin -d 'built-in headphones'").out, "Built-in Headphones: 100 %\n");
-}
-
-TEST_F(CommandsTest, ShowsLevelsAndKeepsSilentUntilTheTimeIsOver) {
-  const Outcome meter = Zevra("meter --builtin -s 1.2 -c 1");
-  EXPECT_EQ(meter.exit_code, 0);
-  EXPECT_THAT(meter.out, testing::MatchesRegex("Listening to \"Built-in Speakers\": f32[^\n]*\n"
-                                               "00:0[01]\\.[0-9]  peak  M -[0-9.]+ dBFS\n"));
-  const Outcome silence = Zevra("silence --builtin -s 0.4");
-  EXPECT_EQ(silence.exit_code, 0);
-  EXPECT_THAT(silence.out, HasSubstr("Played silence for 00:00.4"));
-  EXPECT_THAT(Zevra("silence --builtin -d 'Built-in Microphone'").err,
-              HasSubstr("no render endpoint is named \"Built-in Microphone\""));
-}
-
-TEST_F(CommandsTest, StandsInForASoundServerThatIsNotThereAndSaysSo) {
-  const Outcome outcome = Zevra("record -q -s 0.3 x.wav",
-                                "export PULSE_SERVER=unix:" + folder_.path().string() + "/none;");
-  EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_EQ(outcome.err,
-            "zevra: no sound server runs, so the built-in endpoints stand in for it\n");
-  EXPECT_GT(std::filesystem::file_size(folder_.path() / "x.wav"), 0.3 * 48000 * 4);
-}
-
-TEST_F(CommandsTest, TellsWhereALibrarysLogIsAndWhatItsSettingsAre) {
-  std::ofstream(folder_.path() / "lib.so") << "";
-  std::ofstream(folder_.path() / "zevra.cfu") << "[logger]\nmaxsize=10M\n";
-  const Outcome outcome = Zevra("log --library lib.so");
-  EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_THAT(outcome.out, HasSubstr("Log file       " + (folder_.path() / "zevra.log").string()));
-  EXPECT_THAT(outcome.out, testing::ContainsRegex("\nmaxsize +file +65536\n"));
-  EXPECT_THAT(outcome.err, HasSubstr("zevra: warning: maxsize=10M reads as 10"));
-  EXPECT_EQ(Zevra("log --library nowhere.so").exit_code, 1);
-  EXPECT_THAT(Zevra("log").out, HasSubstr("zevra.cfu"));
-}
-
-TEST_F(CommandsTest, EveryCommandHasItsHelpAndItsPlaceInTheManual) {
-  const Outcome whole = Zevra("--help");
-  EXPECT_EQ(whole.exit_code, 0);
+TEST(Commands, AllHaveTheirHelpAndTheirPlaceInTheManual) {
+  const ScratchFolder folder;
+  const std::string whole = folder.Run("--help").out;
   const std::string manual = ReadFile(ZEVRA_MANUAL);
   for (const std::string command : {"record", "meter", "list", "volume", "silence", "log"}) {
-    SCOPED_TRACE(command);
-    EXPECT_THAT(whole.out, HasSubstr("\n  " + command + " "));
+    EXPECT_THAT(whole, HasSubstr("\n  " + command + " "));
     EXPECT_THAT(manual, HasSubstr(command));
-    const Outcome help = Zevra(command + " --help");
-    EXPECT_EQ(help.exit_code, 0);
-    EXPECT_THAT(help.out, HasSubstr("Usage: zevra " + command + " [OPTIONS]"));
+    EXPECT_THAT(folder.Run(command + " --help").out,
+                HasSubstr("Usage: zevra " + command + " [OPTIONS]"));
   }
-  EXPECT_THAT(Zevra("--version").out, testing::MatchesRegex("zevra [0-9.]+\n"));
-  EXPECT_EQ(Zevra("").exit_code, 2);
-  EXPECT_EQ(Zevra("frobnicate").exit_code, 2);
+  EXPECT_THAT(folder.Run("--version").out, MatchesRegex("zevra [0-9.]+\n"));
 }
 
 }  // namespace

@@ -12,8 +12,8 @@ namespace {
 TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
   const test::ScratchFolder folder;
   const auto report_of = [&folder](const std::string& settings) {
-    std::ofstream(folder.path() / "zevra.cfu") << settings;
-    return DescribeLog((folder.path() / "libzevra.so").string());
+    std::ofstream(folder.File("zevra.cfu")) << settings;
+    return DescribeLog(folder.File("libzevra.so"));
   };
   struct {
     const char *keys, *key, *value, *warning;

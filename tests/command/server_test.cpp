@@ -7,21 +7,15 @@
 #include <thread>
 
 #include "command/command_runner.h"
-#include "support/eventually.h"
 #include "support/linux/sound_server.h"
-#include "tests/command/sound_file.h"
 
 namespace zevra::test {
 namespace {
 
 using testing::HasSubstr;
 
-class CommandOnServer : public testing::Test {
- protected:
-  const ScratchFolder folder_;
-};
-
-TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
+TEST(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
+  const ScratchFolder folder;
   struct Case {
     const char* arguments;
     const char* streams;  // what the server calls them
@@ -33,7 +27,7 @@ TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
         Case{"silence -q -d GoneSoon", "sink-inputs", "\"GoneSoon\" went away"}}) {
     SCOPED_TRACE(c.arguments);
     NullSink sink("gone_soon", "GoneSoon");
-    CommandRun run(folder_.path(), c.arguments, "LIMIT=20;");
+    const CommandRun run = folder.Start(c.arguments, "LIMIT=20;");
     EXPECT_TRUE(
         Eventually([&] { return !Shell(std::string("pactl list short ") + c.streams).empty(); }));
     // The server knows of a stream before the command does.
@@ -44,30 +38,31 @@ TEST_F(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
     EXPECT_THAT(outcome.err, testing::MatchesRegex("zevra: \"GoneSoon\" went away[^\n]*\n"));
     EXPECT_THAT(outcome.err, HasSubstr(c.message));
   }
-  const Sound kept = ReadSound(folder_.path() / "x.wav");
+  const Sound kept = folder.SoundOf("x.wav");
   EXPECT_TRUE(kept.readable);
   EXPECT_GT(kept.frames, 0U);
 }
 
-TEST_F(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
+TEST(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
+  const ScratchFolder folder;
   Shell("pactl set-sink-volume zevra_surround 30%");
   Shell("pactl set-default-sink zevra_surround");
   Outcome list;
   // The server may take a moment to agree with itself about the default.
   EXPECT_TRUE(Eventually([&] {
-    list = RunCommand(folder_.path(), "list");
+    list = folder.Run("list");
     return list.out.find("Zevra Surround    render   yes      30 %") != std::string::npos;
   })) << list.out;
   EXPECT_THAT(list.out, HasSubstr("Zevra Speakers    render            100 %"));
   EXPECT_THAT(list.out, HasSubstr("Zevra Microphone  capture  yes"));
-  EXPECT_EQ(RunCommand(folder_.path(), "volume").out, "Zevra Surround: 30 %\n");
+  EXPECT_EQ(folder.Run("volume").out, "Zevra Surround: 30 %\n");
   Shell("pactl set-default-sink zevra_speakers");
 
   const NullSink twins[] = {{"first", "Twin"}, {"second", "Twin"}};
-  const Outcome twin = RunCommand(folder_.path(), "volume -d twin");
+  const Outcome twin = folder.Run("volume -d twin");
   EXPECT_EQ(twin.exit_code, 1);
   EXPECT_THAT(twin.err, HasSubstr("more than one is named \"twin\"; there are \"Zevra "));
-  EXPECT_THAT(RunCommand(folder_.path(), "list").out, HasSubstr("Twin              render   ?"));
+  EXPECT_THAT(folder.Run("list").out, HasSubstr("Twin              render   ?"));
 }
 
 }  // namespace
