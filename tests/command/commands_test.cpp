@@ -69,6 +69,8 @@ TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
       {"record -r 3999 x.wav", 2, "", "3999 not in range 4000 to 384000"},
       {"record -c 9 x.wav", 2, "", "9 not in range 1 to 8"},
       {"record -s inf x.wav", 2, "", "inf is no number above 0"},
+      {"record -q x.wav", 1, "", "no sound server answers; start one, or try",
+       "export PULSE_SERVER=unix:/nowhere;"},
       {"record --builtin no/such/x.wav", 1, "", "can't write no/such/x.wav: No such file"},
       {"record --builtin -d built x.wav", 1, "",
        "no endpoint is named \"built\"; did you mean \"Built-in Speakers\", \"Built-in "

@@ -1,12 +1,21 @@
 #include "tools/zevra/device.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <filesystem>
 
 #include "tools/zevra/endpoint_facts.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
+
+template <class Function>
+void Find(void* library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(dlsym(library, name));
+  if (function == nullptr) throw Failure(std::string("the library has no function ") + name);
+}
 
 std::uint32_t DataFlow(Flow flow) {
   return flow == Flow::kCapture ? ZEVRA_FLOW_CAPTURE : ZEVRA_FLOW_RENDER;
@@ -97,6 +106,44 @@ Device OpenDefault(const Session& session, Flow flow) {
 }
 
 }  // namespace
+
+// The program's RPATH says where the files are.
+Library::Library(bool builtin) {
+  void* const file =
+      dlopen(builtin ? "libzevra-builtin.so.1" : "libzevra.so.1", RTLD_NOW | RTLD_LOCAL);
+  if (file == nullptr)
+    throw Failure(std::string("can't load the library: ") +
+                  dlerror());  // NOLINT(concurrency-mt-unsafe)
+  Find(file, "ZevraInitialize", Initialize);
+  Find(file, "ZevraUninitialize", Uninitialize);
+  Find(file, "ZevraGetDeviceList", GetDeviceList);
+  Find(file, "ZevraGetInnerRecordDeviceList", GetInnerRecordDeviceList);
+  Find(file, "ZevraGetOutRecordDeviceList", GetOutRecordDeviceList);
+  Find(file, "ZevraOpenDevice", OpenDevice);
+  Find(file, "ZevraCloseDevice", CloseDevice);
+  Find(file, "ZevraStartPlay", StartPlay);
+  Find(file, "ZevraStopPlay", StopPlay);
+  Find(file, "ZevraStartCapture", StartCapture);
+  Find(file, "ZevraStopCapture", StopCapture);
+  Find(file, "ZevraGetVolume", GetVolume);
+}
+
+std::string Library::Path() const {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void*>(Initialize), &info) == 0) return {};
+  return std::filesystem::absolute(info.dli_fname).lexically_normal().string();
+}
+
+Session::Session(bool builtin) : builtin_(builtin), library_(builtin) {
+  const std::int32_t result = library_.Initialize();
+  if (result < 0) throw Failure("can't start: " + ResultText(result));
+  ZevraDeviceList list{};
+  if (library_.GetDeviceList(&list) != ZEVRA_E_SERVICE_NOT_RUNNING) return;
+  library_.Uninitialize();
+  throw Failure(
+      "no sound server answers; start one, or try the endpoints inside this program with "
+      "--builtin");
+}
 
 std::string Device::Text() const {
   if (name_.empty()) return std::string("the default ") + EndpointKind(flow_);

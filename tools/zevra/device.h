@@ -6,10 +6,50 @@
 #include <vector>
 
 #include "tools/zevra/options.h"
-#include "tools/zevra/session.h"
 #include "zevra/zevra.h"
 
 namespace zevra::command {
+
+// The shared library, loaded while the program runs: it and its twin with the built-in endpoints
+// have the same twelve names, so neither can be linked. Stays loaded to the end of the process.
+struct Library {
+  // Failure where the file or one of its functions is not there.
+  explicit Library(bool builtin);
+
+  // Full path of the file that was loaded.
+  std::string Path() const;
+
+  decltype(&ZevraInitialize) Initialize;
+  decltype(&ZevraUninitialize) Uninitialize;
+  decltype(&ZevraGetDeviceList) GetDeviceList;
+  decltype(&ZevraGetInnerRecordDeviceList) GetInnerRecordDeviceList;
+  decltype(&ZevraGetOutRecordDeviceList) GetOutRecordDeviceList;
+  decltype(&ZevraOpenDevice) OpenDevice;
+  decltype(&ZevraCloseDevice) CloseDevice;
+  decltype(&ZevraStartPlay) StartPlay;
+  decltype(&ZevraStopPlay) StopPlay;
+  decltype(&ZevraStartCapture) StartCapture;
+  decltype(&ZevraStopCapture) StopCapture;
+  decltype(&ZevraGetVolume) GetVolume;
+};
+
+// The library initialised on the calling thread, with the machine's endpoints or the built-in ones.
+class Session {
+ public:
+  // Failure where the library cannot be initialised or no sound server answers: a melody in the
+  // place of the machine's sound would only look like a recording.
+  explicit Session(bool builtin);
+  ~Session() { library_.Uninitialize(); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  const Library& library() const { return library_; }
+  bool builtin() const { return builtin_; }
+
+ private:
+  const bool builtin_;
+  const Library library_;
+};
 
 // An opened endpoint.
 class Device {

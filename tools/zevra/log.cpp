@@ -1,9 +1,9 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "tools/zevra/commands.h"
+#include "tools/zevra/device.h"
 #include "tools/zevra/log_report.h"
-#include "tools/zevra/session.h"
+#include "tools/zevra/options.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 

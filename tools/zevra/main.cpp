@@ -4,7 +4,6 @@
 #include <exception>
 #include <string>
 
-#include "tools/zevra/commands.h"
 #include "tools/zevra/options.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"

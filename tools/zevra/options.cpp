@@ -43,7 +43,7 @@ const std::map<std::string, Flow>& FlowNames() {
 void AddBuiltin(CLI::App& command, Options& options) {
   command.add_flag("--builtin", options.endpoint.builtin,
                    "Use the endpoints inside this program, which play a melody, instead of the "
-                   "machine's. Without a sound server they are used anyway.");
+                   "machine's: to try things without a sound server.");
 }
 
 void AddDevice(CLI::App& command, Options& options, const std::string& what) {
@@ -196,9 +196,7 @@ void AddLog(CLI::App& app, Options& options) {
 
 void Describe(CLI::App& app, Options& options) {
   app.name("zevra");
-  app.description(
-      "Record, watch and list what this machine plays and records. Where no sound server runs, "
-      "endpoints inside the program stand in, so that everything can be tried.");
+  app.description("Record, watch and list what this machine plays and records.");
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", "zevra " ZEVRA_VERSION_STRING, "Print the version and end.");
   app.set_help_flag("-h,--help", "Print this help and end. Each command has a help of its own.");

@@ -43,6 +43,15 @@ struct Options {
 // help texts and of the manual page.
 void Describe(CLI::App& app, Options& options);
 
+// One function for each subcommand. They return when the work is done or the user has ended it;
+// Failure where it could not be done.
+void Record(const Options& options);
+void Meter(const Options& options);
+void List(const Options& options);
+void Volume(const Options& options);
+void Silence(const Options& options);
+void Log(const Options& options);
+
 }  // namespace zevra::command
 
 #endif

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "tools/zevra/capture.h"
-#include "tools/zevra/commands.h"
+#include "tools/zevra/device.h"
 #include "tools/zevra/meter.h"
-#include "tools/zevra/session.h"
+#include "tools/zevra/options.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 #include "tools/zevra/writer.h"
