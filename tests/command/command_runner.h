@@ -42,7 +42,7 @@ class CommandRun {
     static int runs = 0;
     stem_ = folder + "/run" + std::to_string(runs++);
     const std::string line = "cd " + folder + "; exec >" + stem_ + ".out 2>" + stem_ + ".err; " +
-                             before + " exec timeout --foreground -s KILL ${LIMIT:-60} " +
+                             before + " exec ${LIMIT:+timeout --foreground -s KILL $LIMIT} " +
                              ZEVRA_COMMAND " " + arguments;
     const char* const argv[] = {"sh", "-c", line.c_str(), nullptr};
     posix_spawnp(&process_, "sh", nullptr, nullptr, const_cast<char**>(argv), environ);

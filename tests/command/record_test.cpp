@@ -66,6 +66,15 @@ TEST(Record, EndsWholeWhenItIsAskedToEndAndReadableWhenItIsKilled) {
   }
 }
 
+TEST(Record, StaysDeafToASignalThatItWasStartedDeafTo) {
+  const ScratchFolder folder;
+  const CommandRun run = folder.Start("record --builtin -q -s 1.5 x.wav", "trap '' HUP;");
+  EXPECT_TRUE(folder.Grows("x.wav", 50'000));
+  run.Signal(SIGHUP);
+  EXPECT_EQ(run.Wait().exit_code, 0);
+  EXPECT_EQ(folder.SoundOf("x.wav").frames, 72000U);
+}
+
 TEST(Record, KeepsASilentEndpointAwakeAndAnOlderFileWhenItCannotStart) {
   const ScratchFolder folder;
   const std::string silent = "record --builtin -d 'Built-in Headphones' -s 0.5 ";

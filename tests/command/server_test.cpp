@@ -43,6 +43,16 @@ TEST(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
   EXPECT_GT(kept.frames, 0U);
 }
 
+TEST(CommandOnServer, CtrlCEndsAStartThatADeadServerHolds) {
+  const ScratchFolder folder;
+  SignalServer(SIGSTOP);
+  const CommandRun run = folder.Start("record x.wav");
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  run.Signal(SIGINT);
+  EXPECT_EQ(run.Wait().err, "");  // nor did the time run out
+  SignalServer(SIGCONT);
+}
+
 TEST(CommandOnServer, ListsWhatTheServerSaysAndTellsTwinsFromOthers) {
   const ScratchFolder folder;
   Shell("pactl set-sink-volume zevra_surround 30%");

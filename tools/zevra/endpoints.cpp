@@ -147,6 +147,7 @@ void Silence(const Options& options) {
   if (silence.result() != ZEVRA_OK)
     throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));
   Terminal terminal(stdout);
+  CatchSignals();
   if (!options.quiet) terminal.Line("Playing silence on " + device.Text());
 
   const auto begin = steady_clock::now();

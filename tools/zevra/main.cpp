@@ -1,8 +1,12 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <numeric>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tools/zevra/options.h"
 #include "tools/zevra/terminal.h"
@@ -30,6 +34,58 @@ void Run(const Options& options) {
   }
 }
 
+// How many letters must change to turn one word into the other.
+std::size_t Distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    std::size_t diagonal = std::exchange(row[0], i + 1);
+    for (std::size_t j = 0; j < b.size(); ++j) {
+      const std::size_t change = diagonal + (a[i] == b[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({change, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+// "no WHAT 'word'", and which of the known ones may have been meant.
+std::string Unknown(const std::string& what, const std::string& word,
+                    const std::vector<std::string>& known) {
+  const std::string* best = nullptr;
+  std::size_t least = std::min<std::size_t>(word.size() / 3, 2) + 1;  // typing errors
+  for (const std::string& name : known) {
+    const std::size_t distance = name.starts_with(word) ? 0 : Distance(name, word);
+    if (distance >= least) continue;
+    least = distance;
+    best = &name;
+  }
+  const std::string text = "no " + what + " '" + word + "'";
+  return best == nullptr ? text : text + "; did you mean '" + *best + "'?";
+}
+
+// What is wrong with the command line, in words of this program where it knows better.
+std::string Explain(const CLI::App& app, const CLI::Error& error) {
+  const auto commands = app.get_subcommands();
+  const CLI::App& place = commands.empty() ? app : *commands[0];
+  std::string text = error.what();
+  const std::vector<std::string> words = app.remaining(true);
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !words.empty()) {
+    const auto word = std::find_if(words.begin(), words.end(),
+                                   [](const std::string& one) { return one.starts_with("--"); });
+    std::vector<std::string> known;
+    if (word != words.end()) {
+      for (const CLI::Option* option : place.get_options())
+        for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+      text = Unknown("option", *word, known);
+    } else if (commands.empty()) {
+      for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
+      text = Unknown("command", words[0], known);
+    }
+  }
+  return text + "; see zevra " + (commands.empty() ? "" : place.get_name() + " ") + "--help";
+}
+
 int Complain(const std::string& line, int exit_code) {
   std::fprintf(stderr, "zevra: %s\n", line.c_str());
   return exit_code;
@@ -38,22 +94,22 @@ int Complain(const std::string& line, int exit_code) {
 int Main(int argc, char** argv) {
   // Characters as the user's terminal has them, numbers as everywhere.
   std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): there is one thread yet
-  CatchSignals();
+  FillStandardDescriptors();
+  IgnoreWriteSignals();
   Options options;
   CLI::App app;
   Describe(app, options);
   try {
-    app.parse(argc, argv);
-    if (options.command == Options::Command::kNone) throw CLI::RequiredError("A command");
-  } catch (const CLI::Success& wish) {
-    return app.exit(wish);
-  } catch (const CLI::Error& error) {
-    const auto commands = app.get_subcommands();
-    const std::string path = commands.empty() ? "zevra" : "zevra " + commands[0]->get_name();
-    return Complain(std::string(error.what()) + "; see " + path + " --help", kExitBadArguments);
-  }
-  try {
-    Run(options);
+    try {
+      app.parse(argc, argv);
+      if (options.command == Options::Command::kNone) throw CLI::RequiredError("A command");
+      Run(options);
+    } catch (const CLI::Success& wish) {
+      app.exit(wish);
+    } catch (const CLI::Error& error) {
+      return Complain(Explain(app, error), kExitBadArguments);
+    }
+    FinishStandardOutput();
   } catch (const BadArgument& failure) {
     return Complain(failure.what(), kExitBadArguments);
   } catch (const std::exception& failure) {

@@ -43,6 +43,8 @@ class Recording {
     // Not before there is something to write: the file may hold an older recording.
     if (!options_.file.empty())
       writer_ = OpenWriter(options_.file, options_.format, options_.seconds);
+    // Until now there was nothing that Ctrl-C could have spoilt.
+    CatchSignals();
     Announce();
     try {
       Pump(capture);

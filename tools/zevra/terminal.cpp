@@ -1,10 +1,12 @@
 #include "tools/zevra/terminal.h"
 
+#include <fcntl.h>
 #include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +19,7 @@ namespace zevra::command {
 namespace {
 
 constexpr std::size_t kUsualWidth = 80;
+constexpr std::size_t kUsualHeight = 24;
 
 // Nothing in the program changes the environment or the locale once it has more than one thread.
 const char* Variable(const char* name) {
@@ -33,8 +36,43 @@ bool IsTerminal(std::FILE* out) {
 }
 
 volatile std::sig_atomic_t interrupted = 0;
+// The terminal whose cursor is hidden, or -1.
+volatile std::sig_atomic_t hidden_on = -1;
 
-void Note(int /*signal*/) { interrupted = 1; }
+constexpr char kHideCursor[] = "\x1b[?25l";
+constexpr char kShowCursor[] = "\x1b[?25h";
+
+void ShowCursorNow() {
+  if (hidden_on < 0) return;
+  static_cast<void>(write(hidden_on, kShowCursor, sizeof kShowCursor - 1) > 0);
+}
+
+void OnEndSignal(int signal) {
+  if (interrupted != 0) {
+    ShowCursorNow();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+  }
+  interrupted = 1;
+}
+
+// Ctrl-Z: the shell gets its terminal back as it was.
+void OnPause(int /*signal*/) {
+  const int error = errno;
+  ShowCursorNow();
+  std::raise(SIGSTOP);
+  if (hidden_on >= 0) static_cast<void>(write(hidden_on, kHideCursor, sizeof kHideCursor - 1) > 0);
+  errno = error;
+}
+
+void Handle(int signal, void (*handler)(int)) {
+  struct sigaction before {};
+  struct sigaction now {};
+  now.sa_handler = handler;
+  // Not restarting, so that a write that hangs comes back.
+  if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+    sigaction(signal, &now, nullptr);
+}
 
 }  // namespace
 
@@ -52,6 +90,12 @@ std::size_t Terminal::Width() const {
   return known ? size.ws_col : kUsualWidth;
 }
 
+std::size_t Terminal::Height() const {
+  winsize size{};
+  const bool known = ioctl(fileno(out_), TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
+  return known ? size.ws_row : kUsualHeight;
+}
+
 void Terminal::Line(const std::string& text) {
   Erase();
   std::fprintf(out_, "%s\n", text.c_str());
@@ -59,24 +103,29 @@ void Terminal::Line(const std::string& text) {
 }
 
 void Terminal::Redraw(const std::vector<std::string>& lines) {
+  // The line below the block is the cursor's.
+  const std::size_t shown = std::min(lines.size(), Height() - 1);
   std::string frame;
-  if (block_lines_ == 0)
-    frame = "\x1b[?25l";  // no cursor dancing about
-  else
-    frame = "\r\x1b[" + std::to_string(block_lines_) + "A";
-  for (const std::string& line : lines) frame += line + "\x1b[K\n";
+  if (hidden_on < 0) {
+    hidden_on = fileno(out_);
+    frame = kHideCursor;
+  }
+  if (block_lines_ > 0) frame += "\r\x1b[" + std::to_string(block_lines_) + "A";
+  for (std::size_t i = 0; i < shown; ++i) frame += lines[i] + "\x1b[K\n";
   frame += "\x1b[J";
   std::fwrite(frame.data(), 1, frame.size(), out_);
   std::fflush(out_);
-  block_lines_ = lines.size();
+  block_lines_ = shown;
 }
 
 void Terminal::Erase() {
-  if (block_lines_ == 0) return;
+  if (hidden_on < 0) return;
   // From the first column: an echoed ^C may have moved the cursor.
-  std::fprintf(out_, "\r\x1b[%zuA\x1b[J\x1b[?25h", block_lines_);
+  if (block_lines_ > 0) std::fprintf(out_, "\r\x1b[%zuA", block_lines_);
+  std::fprintf(out_, "\x1b[J%s", kShowCursor);
   std::fflush(out_);
   block_lines_ = 0;
+  hidden_on = -1;
 }
 
 void PrintTable(const std::vector<std::vector<std::string>>& rows) {
@@ -96,16 +145,27 @@ void PrintTable(const std::vector<std::vector<std::string>>& rows) {
   }
 }
 
-void CatchSignals() {
-  struct sigaction note {};
-  note.sa_handler = Note;
-  // Not restarting, so that a write that hangs comes back.
-  note.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &note, nullptr);
+void FillStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR));
+}
+
+void IgnoreWriteSignals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
+void CatchSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) Handle(signal, OnEndSignal);
+  Handle(SIGTSTP, OnPause);
+}
+
 bool Interrupted() { return interrupted != 0; }
+
+void FinishStandardOutput() {
+  const int error = std::fflush(stdout) != 0 ? errno : 0;
+  if (error != 0 || std::ferror(stdout) != 0)
+    throw Failure("can't write to standard output" + (error != 0 ? ": " + SystemText(error) : ""));
+}
 
 }  // namespace zevra::command

@@ -98,8 +98,8 @@ std::string Clipped(std::string_view text, std::size_t columns) {
 std::string Quoted(std::string_view name) { return '"' + std::string(name) + '"'; }
 
 std::string ResultText(std::int32_t result) {
-  // A thread that could not be created is reported as an error number of the system.
-  if (result > 0) return fmt::format("{} (error {})", SystemText(result), result);
+  // The number is one of another system's, so its text here would mislead.
+  if (result > 0) return fmt::format("the system could not create a thread (error {})", result);
   const auto bits = static_cast<std::uint32_t>(result);
   const char* const words = Words(result);
   return words != nullptr ? fmt::format("{} (0x{:08X})", words, bits)

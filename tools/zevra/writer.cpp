@@ -265,6 +265,11 @@ void CheckWritable(const std::string& path, const AudioFormat& format) {
         "can't tell what to write into " + path +
         ": end the name in .wav or .flac, or give - for raw audio on standard output");
   }
+  if (container == Container::kRaw && isatty(STDOUT_FILENO) == 1) {
+    throw BadArgument(
+        "samples say nothing on a terminal: send standard output to a program or a file, or name a "
+        "file");
+  }
   if (container != Container::kFlac) return;
   if (format.type == SampleType::kS32 || format.type == SampleType::kF32) {
     throw BadArgument("FLAC has no " + NameOf(format.type) +
