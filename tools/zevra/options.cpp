@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <functional>
 
 #include "tools/zevra/options.h"
@@ -32,6 +33,28 @@ CLI::Validator Seconds() {
     return good ? std::string() : text + " is no number above 0 and up to a year of seconds";
   };
   return {check, ""};
+}
+
+// "90", "90s", "15m", "1h" or several of them, as seconds.
+CLI::Validator Duration() {
+  const auto replace = [](std::string& text) {
+    double seconds = 0;
+    bool good = !text.empty();
+    for (std::size_t at = 0; good && at < text.size();) {
+      const std::size_t end = std::min(text.find_first_not_of("0123456789.", at), text.size());
+      double number = 0;
+      good = CLI::detail::lexical_cast(text.substr(at, end - at), number);
+      const char unit = end < text.size() ? text[end] : 's';
+      good = good && (unit == 's' || unit == 'm' || unit == 'h');
+      seconds += number * (unit == 'h' ? 3600 : unit == 'm' ? 60 : 1);
+      at = end + 1;
+    }
+    if (!good || seconds < 1 || seconds > kLongest)
+      return text + " is no time of a second to a year, such as 90s, 15m or 1h";
+    text = std::to_string(seconds);
+    return std::string();
+  };
+  return {replace, ""};
 }
 
 const std::map<std::string, Flow>& FlowNames() {
@@ -109,13 +132,14 @@ CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
 void AddRecord(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
       app, options, Options::Command::kRecord, "record",
-      "Record what an endpoint plays, or what a capture endpoint records, into a WAV or FLAC file. "
+      "Record what an endpoint plays, or what a capture endpoint records, into a file. "
       "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
       "nothing plays.");
   command
       .add_option("FILE", options.file,
-                  "Where to: a name that ends in .wav or .flac, which is overwritten, or - for raw "
-                  "samples on standard output.")
+                  "Where to: a name that ends in .wav, .flac, .ogg, .opus or .mp3, which is "
+                  "overwritten, or - for standard output. Fields like %Y-%m-%d or %H.%M stand for "
+                  "the time of its start, %% for a percent sign.")
       ->type_name("")
       ->required();
   AddDevice(command, options, "record");
@@ -129,6 +153,19 @@ void AddRecord(CLI::App& app, Options& options) {
       ->type_name("u8|s16|s24|s32|f32")
       ->default_str("s16")
       ->transform(OneOf(SampleTypeNames()));
+  command
+      .add_option("--container", options.container,
+                  "What standard output gets: samples alone, or a WAV header before them that "
+                  "tells no length.")
+      ->type_name("raw|wav")
+      ->default_str("raw")
+      ->transform(OneOf(ContainerNames()));
+  command
+      .add_option("--split", options.split_seconds,
+                  "Go on in a new file after so long, such as 90s, 15m or 1h, without losing a "
+                  "frame. Files whose names do not differ by their time are numbered.")
+      ->type_name("TIME")
+      ->transform(Duration());
   AddKeepAlive(command, options);
   AddQuiet(command, options);
   command.footer(

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/zevra/sample_format.h"
+#include "tools/zevra/writer.h"
 
 namespace CLI {
 class App;
@@ -33,8 +34,10 @@ struct Options {
   bool keep_alive = true;
   bool quiet = false;
   bool json = false;
-  // Where the recording goes; "-" for raw audio on standard output.
+  // Where the recording goes; "-" for standard output.
   std::string file;
+  Container container = Container::kByName;
+  std::optional<double> split_seconds;
   // Whose log is meant; empty for the library that this program loads.
   std::string module_path;
 };

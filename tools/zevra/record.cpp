@@ -26,6 +26,10 @@ constexpr std::chrono::milliseconds kLookTime{20};
 // after its time all the same.
 constexpr std::chrono::seconds kGraceTime{2};
 
+Target TargetOf(const Options& options) {
+  return {options.file, options.container, options.format, options.seconds, options.split_seconds};
+}
+
 // One recording or, without a writer, one look at the levels.
 class Recording {
  public:
@@ -41,8 +45,7 @@ class Recording {
     if (options_.keep_alive && device_.flow() == Flow::kRender) StartKeepAlive();
     Capture capture(device_, options_.format);
     // Not before there is something to write: the file may hold an older recording.
-    if (!options_.file.empty())
-      writer_ = OpenWriter(options_.file, options_.format, options_.seconds);
+    if (!options_.file.empty()) writer_ = OpenWriter(TargetOf(options_));
     // Until now there was nothing that Ctrl-C could have spoilt.
     CatchSignals();
     Announce();
@@ -160,7 +163,7 @@ class Recording {
 }  // namespace
 
 void Record(const Options& options) {
-  CheckWritable(options.file, options.format);
+  CheckWritable(TargetOf(options));
   const Session session(options.endpoint.builtin);
   Terminal terminal(options.file == "-" ? stderr : stdout);
   Recording(session, options, terminal).Run();

@@ -2,6 +2,7 @@
 #define ZEVRA_TOOLS_ZEVRA_WRITER_H
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -11,7 +12,26 @@
 
 namespace zevra::command {
 
-// Where a recording goes. Failure from any operation names what could not be written and why.
+enum class Container { kByName, kRaw, kWav, kFlac, kVorbis, kOpus, kMp3 };
+
+// Those that a user can ask for, as they are written.
+const std::map<std::string, Container>& ContainerNames();
+
+// Where a recording goes, and as what.
+struct Target {
+  // Its ending says what it holds; "-" is standard output. Fields like %H stand for the local time
+  // of its start.
+  std::string file;
+  // kByName, or what standard output or a pipe gets.
+  Container container = Container::kByName;
+  AudioFormat format;
+  // The length, where it is known.
+  std::optional<double> seconds;
+  // The length after which the next file begins.
+  std::optional<double> split_seconds;
+};
+
+// Failure from any operation names what could not be written and why.
 class AudioWriter {
  public:
   virtual ~AudioWriter() = default;
@@ -22,13 +42,21 @@ class AudioWriter {
   virtual void Finish() = 0;
 };
 
-// Opens a file by its ending, .wav or .flac, or standard output for "-". `seconds` is the length of
-// the recording where it is known.
-std::unique_ptr<AudioWriter> OpenWriter(const std::string& path, const AudioFormat& format,
-                                        std::optional<double> seconds);
+// BadArgument for a target that no writer takes, before anything is opened.
+void CheckWritable(const Target& target);
 
-// BadArgument for a path that no writer takes, or not in this format, before anything is opened.
-void CheckWritable(const std::string& path, const AudioFormat& format);
+// The target must have been checked.
+std::unique_ptr<AudioWriter> OpenWriter(const Target& target);
+
+// One file each, for OpenWriter: samples as they are, with a WAV header or none, and what
+// libsndfile encodes. `target.file` is its path as it stands.
+std::unique_ptr<AudioWriter> OpenPlain(const Target& target);
+std::unique_ptr<AudioWriter> OpenEncoded(const Target& target);
+// BadArgument for a format that the encoder does not take.
+void CheckEncodable(const Target& target);
+
+// This moment with the offset of its zone, as recordings carry it.
+std::string TimeStamp();
 
 }  // namespace zevra::command
 
