@@ -6,7 +6,7 @@
 #include <numbers>
 #include <random>
 
-#include "platform/linux/resampler/transform.h"
+#include "platform/linux/com/com.h"
 #include "resampler_driver.h"
 
 // What the resampler makes of a signal.
@@ -153,7 +153,8 @@ TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
   EXPECT_EQ(resampler.Push(bytes.data(), 9), E_INVALIDARG);
   EXPECT_EQ(resampler.Push(bytes.data(), 8), S_OK);
   CreateConversionMediaType(good, &type);
-  const auto bare = ComPtr<Resampler>::Attach(MakeCom<Resampler>());
+  ComPtr<IMFTransform> bare;
+  CreateResampler(IID_IMFTransform, bare.PutVoid());
   EXPECT_EQ(bare->SetInputType(0, type.Get(), 0), S_OK);
   EXPECT_EQ(bare->ProcessMessage(MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, 0),
             MF_E_TRANSFORM_TYPE_NOT_SET);
