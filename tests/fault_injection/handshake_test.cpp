@@ -10,43 +10,43 @@
 namespace zevra::test {
 namespace {
 
-class Handshake : public ScriptedHost {
- protected:
-  Handshake() {
-    script.packets.assign(3, {480, 0, std::vector<BYTE>(3840, 0)});
-    script.pulls = {{1, 2}};
-  }
-};
-
 // What the callback does in the test at hand.
 std::atomic<ZevraHandle> in_callback{nullptr};
 std::atomic<int> callbacks{0};
 
 void Count(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { ++callbacks; }
 
-void StopFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
+std::int32_t Start(ZevraHandle handle, ZevraCaptureCallback callback = Count) {
   const ZevraAudioFormat format = SpeechFormat();
+  return ZevraStartCapture(handle, &format, callback, nullptr);
+}
+
+void StopFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
   EXPECT_EQ(ZevraStopCapture(in_callback), 0);
-  EXPECT_EQ(ZevraStartCapture(in_callback, &format, Count, nullptr), ZEVRA_E_NOT_STOPPED);
+  EXPECT_EQ(Start(in_callback), ZEVRA_E_NOT_STOPPED);
   ++callbacks;
 }
 
 void CloseFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) {
-  const bool first = callbacks++ == 0;
-  if (first) EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
+  if (callbacks++ == 0) EXPECT_EQ(ZevraCloseDevice(in_callback), 0);
 }
 
-void ThrowFromInside(void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { throw 1; }
+class Handshake : public CaptureHost {
+ protected:
+  Handshake() { callbacks = 0; }
+
+  bool StreamEnds() {
+    return Eventually([&] { return script.Counts()["stream:CoUninitialize"] == 1; });
+  }
+};
 
 TEST_F(Handshake, RunningStreamRefusesASecondStart) {
   ZevraHandle const handle = OpenDefault();
   EXPECT_EQ(ZevraStopCapture(handle), 0);  // before any start
   EXPECT_EQ(ZevraStopPlay(handle), 0);
-  const ZevraAudioFormat format = SpeechFormat();
-  callbacks = 0;
-  ASSERT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+  ASSERT_EQ(Start(handle), 0);
   ASSERT_EQ(ZevraStartPlay(handle), 0);
-  EXPECT_EQ(ZevraStartCapture(handle, &format, nullptr, nullptr), ZEVRA_E_NOT_STOPPED);
+  EXPECT_EQ(Start(handle), ZEVRA_E_NOT_STOPPED);
   EXPECT_EQ(ZevraStartPlay(handle), ZEVRA_E_NOT_STOPPED);
   EXPECT_TRUE(Eventually([] { return callbacks == 3; }));
   // Stops in the other order than the starts, and each twice.
@@ -54,7 +54,7 @@ TEST_F(Handshake, RunningStreamRefusesASecondStart) {
     EXPECT_EQ(ZevraStopCapture(handle), 0);
     EXPECT_EQ(ZevraStopPlay(handle), 0);
   }
-  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+  EXPECT_EQ(Start(handle), 0);
   EXPECT_EQ(ZevraStartPlay(handle), 0);
   EXPECT_EQ(ZevraCloseDevice(handle), 0);  // with both running
 }
@@ -62,17 +62,13 @@ TEST_F(Handshake, RunningStreamRefusesASecondStart) {
 // A stream that failed or ended is started again without a stop in between.
 TEST_F(Handshake, StartCleansUpWhatEnded) {
   ZevraHandle const handle = OpenDefault();
-  const ZevraAudioFormat format = SpeechFormat();
   script.Fail("stream:Activate", 1);
-  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), ZEVRA_E_FAIL);
+  EXPECT_EQ(Start(handle), ZEVRA_E_FAIL);
   script.Fail("stream:WaitForMultipleObjects", 1);
-  EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
-  EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:CoUninitialize"] == 1; }));
+  EXPECT_EQ(Start(handle), 0);
+  EXPECT_TRUE(StreamEnds());
   std::int32_t result = ZEVRA_E_NOT_STOPPED;  // until the thread is seen to have ended
-  EXPECT_TRUE(Eventually([&] {
-    result = ZevraStartCapture(handle, &format, Count, nullptr);
-    return result != ZEVRA_E_NOT_STOPPED;
-  }));
+  EXPECT_TRUE(Eventually([&] { return (result = Start(handle)) != ZEVRA_E_NOT_STOPPED; }));
   EXPECT_EQ(result, 0);
   EXPECT_EQ(ZevraStopCapture(handle), 0);
   EXPECT_EQ(ZevraCloseDevice(handle), 0);
@@ -80,10 +76,9 @@ TEST_F(Handshake, StartCleansUpWhatEnded) {
 
 TEST_F(Handshake, StopFromInsideTheCallback) {
   in_callback = OpenDefault();
-  const ZevraAudioFormat format = SpeechFormat();
   for (int round = 0; round < 3; ++round) {
     callbacks = 0;
-    ASSERT_EQ(ZevraStartCapture(in_callback, &format, StopFromInside, nullptr), 0);
+    ASSERT_EQ(Start(in_callback, StopFromInside), 0);
     EXPECT_TRUE(Eventually([] { return callbacks == 3; }));
     // In turn the next start, a stop and the close give back what the stream held.
     if (round == 1) EXPECT_EQ(ZevraStopCapture(in_callback), 0);
@@ -93,55 +88,47 @@ TEST_F(Handshake, StopFromInsideTheCallback) {
 
 TEST_F(Handshake, CloseFromInsideTheCallback) {
   LogCapture traces(0x80);
-  const ZevraAudioFormat format = SpeechFormat();
   for (int round = 0; round < 20; ++round) {
     in_callback = OpenDefault();
     ASSERT_EQ(ZevraStartPlay(in_callback), 0);
     callbacks = 0;
     traces.Clear();
     // The callback may be through before the start is.
-    ASSERT_EQ(ZevraStartCapture(in_callback, &format, CloseFromInside, nullptr), 0);
+    ASSERT_EQ(Start(in_callback, CloseFromInside), 0);
     // The object goes once its thread is done with it, and takes the silent stream along.
     EXPECT_TRUE(Eventually([&] {
       const auto lines = traces.Lines();
       return std::count(lines.begin(), lines.end(), "ZevraImpl::CloseDevice | leave.") == 1;
     }));
-    EXPECT_EQ(script.OpenHandles(), 0);
+    EXPECT_EQ(script.open_handles, 0);
   }
 }
 
 TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
   ZevraHandle const handle = OpenDefault();
-  const ZevraAudioFormat format = SpeechFormat();
-  ASSERT_EQ(ZevraStartCapture(handle, &format, ThrowFromInside, nullptr), 0);
-  EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:CoUninitialize"] == 1; }));
-  EXPECT_EQ(ZevraStopCapture(handle), 0);
+  const auto thrower = [](void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { throw 1; };
+  ASSERT_EQ(Start(handle, thrower), 0);
+  EXPECT_TRUE(StreamEnds());
   EXPECT_EQ(ZevraCloseDevice(handle), 0);
 }
 
 // Several threads with an object each share nothing but the flag of the silent streams.
 TEST_F(Handshake, ThreadsWithAnObjectEach) {
-  script.pulls.clear();
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int index = 0; index < 4; ++index) {
+  std::vector<std::jthread> threads;
+  for (int index = 0; index < 4; ++index)
     threads.emplace_back([index] {
-      ASSERT_GE(ZevraInitialize(), 0);
+      EXPECT_GE(ZevraInitialize(), 0);
       ZevraHandle handle = nullptr;
       ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), 0);
-      const ZevraAudioFormat format = SpeechFormat();
-      for (int round = 0; round < 20; ++round) {
-        EXPECT_EQ(ZevraStartCapture(handle, &format, Count, nullptr), 0);
+      for (int round = index; round < 20; ++round) {
+        EXPECT_EQ(Start(handle), 0);
         EXPECT_EQ(ZevraStartPlay(handle), 0);
-        const bool play_first = (round + index) % 2 == 0;
-        EXPECT_EQ(play_first ? ZevraStopPlay(handle) : ZevraStopCapture(handle), 0);
-        EXPECT_EQ(play_first ? ZevraStopCapture(handle) : ZevraStopPlay(handle), 0);
+        EXPECT_EQ(round % 2 == 0 ? ZevraStopPlay(handle) : ZevraStopCapture(handle), 0);
+        EXPECT_EQ(round % 2 == 0 ? ZevraStopCapture(handle) : ZevraStopPlay(handle), 0);
       }
       EXPECT_EQ(ZevraCloseDevice(handle), 0);
       ZevraUninitialize();
     });
-  }
-  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class ScriptedHost : public ::testing::Test {
   void SetUp() override { ASSERT_GE(ZevraInitialize(), 0); }
   void TearDown() override {
     ZevraUninitialize();
-    EXPECT_EQ(script.OpenHandles(), 0);
+    EXPECT_EQ(script.open_handles, 0);
     EXPECT_EQ(live_objects.load(), objects_before_);
   }
 

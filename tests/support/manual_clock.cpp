@@ -141,12 +141,6 @@ BOOL SetTimer(HANDLE timer, const LARGE_INTEGER* due, LONG period_ms, PTIMERAPCR
   return TRUE;
 }
 
-BOOL CancelTimer(HANDLE timer) {
-  const Lock lock(schedule.mutex);
-  schedule.timers.at(timer).due.reset();
-  return TRUE;
-}
-
 BOOL SetAnEvent(HANDLE event) {
   const Lock lock(schedule.mutex);
   const BOOL set = ::SetEvent(event);
@@ -197,7 +191,6 @@ constexpr Operations kOperations = {
     .SetEvent = SetAnEvent,
     .CreateWaitableTimerW = CreateTimer,
     .SetWaitableTimer = SetTimer,
-    .CancelWaitableTimer = CancelTimer,
     .WaitForMultipleObjects = WaitForAny,
     .WaitForSingleObject = WaitForOne,
     .CloseHandle = Close,

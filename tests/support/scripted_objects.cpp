@@ -17,6 +17,11 @@ bool Fails(const char* name, const std::string& detail = {}) {
 HRESULT Step(const char* name, const std::string& detail = {}) {
   return Fails(name, detail) ? kFailure : S_OK;
 }
+template <class T, class Value>
+HRESULT Put(T* slot, Value value) {
+  *slot = value;
+  return S_OK;
+}
 
 std::string Words(std::initializer_list<long long> numbers) {
   std::ostringstream words;
@@ -51,12 +56,12 @@ class ScriptedStream final
                                   (session == nullptr ? "" : " session"));
   }
   HRESULT GetBufferSize(UINT32* frames) override {
-    *frames = script_.buffer_frames;
-    return Step("GetBufferSize");
+    return Fails("GetBufferSize") ? kFailure : Put(frames, script_.buffer_frames);
   }
   HRESULT GetCurrentPadding(UINT32* frames) override {
-    *frames = next_ < script_.paddings.size() ? script_.paddings[next_++] : 0;
-    return Step("GetCurrentPadding");
+    return Fails("GetCurrentPadding")
+               ? kFailure
+               : Put(frames, next_ < script_.paddings.size() ? script_.paddings[next_++] : 0);
   }
   HRESULT IsFormatSupported(AUDCLNT_SHAREMODE, const WAVEFORMATEX*,
                             WAVEFORMATEX** closest) override {
@@ -66,13 +71,12 @@ class ScriptedStream final
     return S_FALSE;
   }
   HRESULT GetMixFormat(WAVEFORMATEX** format) override {
-    if (Fails("GetMixFormat")) return kFailure;
-    *format = TaskCopy(script_.mix_format);
-    return S_OK;
+    return Fails("GetMixFormat") ? kFailure : Put(format, TaskCopy(script_.mix_format));
   }
   HRESULT GetDevicePeriod(REFERENCE_TIME* period, REFERENCE_TIME* minimum) override {
-    *period = script_.device_period;
-    return Step("GetDevicePeriod", minimum == nullptr ? "" : "minimum");
+    return Fails("GetDevicePeriod", minimum == nullptr ? "" : "minimum")
+               ? kFailure
+               : Put(period, script_.device_period);
   }
   HRESULT Start() override { return Step("Start"); }
   HRESULT Stop() override { return Step("Stop"); }
@@ -81,8 +85,9 @@ class ScriptedStream final
   }
 
   HRESULT GetNextPacketSize(UINT32* frames) override {
-    *frames = next_ < script_.packets.size() ? script_.packets[next_].frames : 0;
-    return Step("GetNextPacketSize");
+    return Fails("GetNextPacketSize")
+               ? kFailure
+               : Put(frames, next_ < script_.packets.size() ? script_.packets[next_].frames : 0);
   }
   HRESULT GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT64*, UINT64*) override {
     if (Fails("CaptureClient::GetBuffer")) return kFailure;
@@ -139,9 +144,7 @@ class ScriptedDevice final : public TrackedObject<IMMDevice, IPropertyStore, IAu
     return S_OK;
   }
   HRESULT GetMasterVolumeLevelScalar(float* level) override {
-    if (Fails("GetMasterVolumeLevelScalar")) return kFailure;
-    *level = 0.5F;
-    return S_OK;
+    return Fails("GetMasterVolumeLevelScalar") ? kFailure : Put(level, 0.5F);
   }
 
  private:
@@ -155,23 +158,22 @@ class ScriptedEnumerator final : public TrackedObject<IMMDeviceEnumerator, IMMDe
       if (flow == eAll || endpoint.flow == flow) endpoints_.push_back(endpoint);
   }
   HRESULT EnumAudioEndpoints(EDataFlow flow, DWORD states, IMMDeviceCollection** devices) override {
-    if (Fails("EnumAudioEndpoints", Words({flow, states}))) return kFailure;
-    *devices = MakeCom<ScriptedEnumerator>(flow);
-    return S_OK;
+    return Fails("EnumAudioEndpoints", Words({flow, states}))
+               ? kFailure
+               : Put(devices, MakeCom<ScriptedEnumerator>(flow));
   }
   HRESULT GetDefaultAudioEndpoint(EDataFlow flow, ERole role, IMMDevice** device) override {
-    if (Fails("GetDefaultAudioEndpoint", Words({flow, role}))) return kFailure;
-    *device = MakeCom<ScriptedDevice>(endpoints_.at(0));
-    return S_OK;
+    return Fails("GetDefaultAudioEndpoint", Words({flow, role}))
+               ? kFailure
+               : Put(device, MakeCom<ScriptedDevice>(endpoints_.at(0)));
   }
   HRESULT GetCount(UINT* count) override {
-    *count = static_cast<UINT>(endpoints_.size());
-    return Step("GetCount");
+    return Fails("GetCount") ? kFailure : Put(count, static_cast<UINT>(endpoints_.size()));
   }
   HRESULT Item(UINT index, IMMDevice** device) override {
-    if (Fails("Item", std::to_string(index))) return kFailure;
-    *device = MakeCom<ScriptedDevice>(endpoints_.at(index));
-    return S_OK;
+    return Fails("Item", std::to_string(index))
+               ? kFailure
+               : Put(device, MakeCom<ScriptedDevice>(endpoints_.at(index)));
   }
 
  private:
@@ -194,14 +196,11 @@ class ScriptedBuffer final : public TrackedObject<IMFMediaBuffer> {
  public:
   explicit ScriptedBuffer(DWORD capacity) : bytes_(capacity) {}
   HRESULT Lock(BYTE** data, DWORD*, DWORD*) override {
-    if (Fails("Lock")) return kFailure;
-    *data = bytes_.data();
-    return S_OK;
+    return Fails("Lock") ? kFailure : Put(data, bytes_.data());
   }
   HRESULT Unlock() override { return Step("Unlock"); }
   HRESULT GetCurrentLength(DWORD* length) override {
-    *length = length_;
-    return Step("GetCurrentLength");
+    return Fails("GetCurrentLength") ? kFailure : Put(length, length_);
   }
   HRESULT SetCurrentLength(DWORD length) override {
     if (length > bytes_.size()) return E_INVALIDARG;
@@ -228,9 +227,9 @@ class ScriptedSample final : public TrackedObject<IMFSample> {
     return Step("AddBuffer");
   }
   HRESULT ConvertToContiguousBuffer(IMFMediaBuffer** buffer) override {
-    if (Fails("ConvertToContiguousBuffer")) return kFailure;
-    *buffer = ComPtr<IMFMediaBuffer>::Share(buffer_.Get()).Detach();
-    return S_OK;
+    return Fails("ConvertToContiguousBuffer")
+               ? kFailure
+               : Put(buffer, ComPtr<IMFMediaBuffer>::Share(buffer_.Get()).Detach());
   }
   ScriptedBuffer& Buffer() const { return static_cast<ScriptedBuffer&>(*buffer_.Get()); }
 
@@ -250,8 +249,7 @@ class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerP
   HRESULT SetInputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetInputType"); }
   HRESULT SetOutputType(DWORD, IMFMediaType*, DWORD) override { return Step("SetOutputType"); }
   HRESULT GetInputStatus(DWORD, DWORD* flags) override {
-    *flags = CurrentScript().input_status;
-    return Step("GetInputStatus");
+    return Fails("GetInputStatus") ? kFailure : Put(flags, CurrentScript().input_status);
   }
   HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t) override {
     return Step("ProcessMessage", std::to_string(static_cast<unsigned>(message)));
@@ -283,31 +281,26 @@ std::string Attribute(REFGUID key, UINT32 value) {
 std::string Attribute(REFGUID key, REFGUID value) { return Attribute(key, value.Data1); }
 
 HRESULT CreateScriptedEnumerator(REFIID iid, void** object) {
-  if (Fails("CoCreateInstance(enumerator)")) return kFailure;
-  return Give<ScriptedEnumerator>(iid, object, eAll);
+  return Fails("CoCreateInstance(enumerator)") ? kFailure
+                                               : Give<ScriptedEnumerator>(iid, object, eAll);
 }
 
 HRESULT CreateScriptedResampler(REFIID iid, void** object) {
-  if (Fails("CoCreateInstance(resampler)")) return kFailure;
-  return Give<ScriptedTransform>(iid, object);
+  return Fails("CoCreateInstance(resampler)") ? kFailure : Give<ScriptedTransform>(iid, object);
 }
 
 HRESULT CreateScriptedMediaType(IMFMediaType** type) {
-  if (Fails("MFCreateMediaType")) return kFailure;
-  *type = MakeCom<ScriptedType>();
-  return S_OK;
+  return Fails("MFCreateMediaType") ? kFailure : Put(type, MakeCom<ScriptedType>());
 }
 
 HRESULT CreateScriptedSample(IMFSample** sample) {
-  if (Fails("MFCreateSample")) return kFailure;
-  *sample = MakeCom<ScriptedSample>();
-  return S_OK;
+  return Fails("MFCreateSample") ? kFailure : Put(sample, MakeCom<ScriptedSample>());
 }
 
 HRESULT CreateScriptedBuffer(DWORD capacity, IMFMediaBuffer** buffer) {
-  if (Fails("MFCreateMemoryBuffer", std::to_string(capacity))) return kFailure;
-  *buffer = MakeCom<ScriptedBuffer>(capacity);
-  return S_OK;
+  return Fails("MFCreateMemoryBuffer", std::to_string(capacity))
+             ? kFailure
+             : Put(buffer, MakeCom<ScriptedBuffer>(capacity));
 }
 
 }  // namespace zevra::test

@@ -16,12 +16,6 @@ std::string Detail(const Arguments&...) {
 std::string Detail(HANDLE, const LARGE_INTEGER* due, LONG period, PTIMERAPCROUTINE, LPVOID, BOOL) {
   return std::to_string(due->QuadPart) + " " + std::to_string(period);
 }
-std::string Detail(DWORD count, const HANDLE* handles, BOOL, DWORD) {
-  std::string kinds;
-  for (DWORD i = 0; i < count; ++i)
-    kinds += (i == 0 ? "" : " ") + current->KindOfHandle(handles[i]);
-  return kinds;
-}
 
 // Records a call, then makes it, or gives `failure` where it is told to fail.
 template <class Result, class... Arguments>
@@ -31,10 +25,8 @@ Result Tap(const char* name, Result (*system)(Arguments...), std::type_identity_
     ::SetLastError(kFailureError);
     return failure;
   }
-  const Result result = system(arguments...);
-  if constexpr (std::is_same_v<Result, HANDLE>)
-    if (std::string_view(name).starts_with("Create")) current->AddHandle(result, name);
-  return result;
+  if (std::string_view(name).starts_with("Create")) ++current->open_handles;
+  return system(arguments...);
 }
 
 #define ZEVRA_TAP(name, failure) \
@@ -58,7 +50,7 @@ constexpr Operations kTapped = {
     .CloseHandle =
         [](HANDLE handle) {
           current->Fails("CloseHandle");
-          current->RemoveHandle(handle);
+          --current->open_handles;
           return ::CloseHandle(handle);
         },
     .Sleep =
@@ -103,27 +95,6 @@ bool ScriptedPlatform::Fails(const std::string& name, const std::string& detail)
   const int occurrence = ++counts_[side + name];
   const auto failure = failures_.find(side + name);
   return failure != failures_.end() && failure->second == occurrence;
-}
-
-void ScriptedPlatform::AddHandle(HANDLE handle, const std::string& maker) {
-  const std::lock_guard hold(mutex_);
-  open_handles_[handle] = maker;
-}
-
-void ScriptedPlatform::RemoveHandle(HANDLE handle) {
-  const std::lock_guard hold(mutex_);
-  open_handles_.erase(handle);
-}
-
-std::string ScriptedPlatform::KindOfHandle(HANDLE handle) const {
-  const std::lock_guard hold(mutex_);
-  const auto found = open_handles_.find(handle);
-  return found != open_handles_.end() ? found->second : "closed";
-}
-
-int ScriptedPlatform::OpenHandles() const {
-  const std::lock_guard hold(mutex_);
-  return static_cast<int>(open_handles_.size());
 }
 
 std::vector<std::string> ScriptedPlatform::Journal(const std::string& side) const {

@@ -1,6 +1,7 @@
 #ifndef ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 #define ZEVRA_TESTS_SUPPORT_SCRIPTED_PLATFORM_H
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -70,14 +71,10 @@ class ScriptedPlatform : public Script {
   // How often each call has been made, by its name with prefix.
   std::map<std::string, int> Counts() const;
   // Handles made and not closed.
-  int OpenHandles() const;
+  std::atomic<int> open_handles{0};
 
   // For the scripted objects: records a call and tells whether it is to fail.
   bool Fails(const std::string& name, const std::string& detail = {});
-  void AddHandle(HANDLE handle, const std::string& maker);
-  void RemoveHandle(HANDLE handle);
-  // The name of the call that made it.
-  std::string KindOfHandle(HANDLE handle) const;
 
  private:
   ScriptedPlatform* const previous_;
@@ -86,7 +83,6 @@ class ScriptedPlatform : public Script {
   std::map<std::string, int> counts_;
   std::map<std::string, int> failures_;
   std::vector<std::pair<std::string, std::string>> journal_;
-  std::map<HANDLE, std::string> open_handles_;
   const ClassRegistration endpoint_class_;
   const ClassRegistration resampler_class_;
 };
