@@ -13,15 +13,11 @@ namespace {
 // A file that is never opened and keeps each text it is given as a line of its own.
 class Line_Store final : public Log_IO_FILE {
  public:
-  std::vector<std::string> Lines() const {
+  // Gives the lines, which the caller may replace.
+  std::vector<std::string> Exchange(bool keep) {
     const std::lock_guard hold(mutex_);
-    return lines_;
+    return keep ? lines_ : std::exchange(lines_, {});
   }
-  void Clear() {
-    const std::lock_guard hold(mutex_);
-    lines_.clear();
-  }
-
   int puts(const char* text) override {
     const std::lock_guard hold(mutex_);
     lines_.emplace_back(text);
@@ -29,17 +25,14 @@ class Line_Store final : public Log_IO_FILE {
   }
 
  private:
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::vector<std::string> lines_;
 };
 
 // Never destroyed, also not at the end of the process: a thread whose line the test has just seen
 // may still look at its logger.
-struct Kept {
-  Line_Store store;
-  std::vector<std::unique_ptr<Process_Logger>> loggers;
-};
-Kept& kept = *std::make_unique<Kept>().release();
+Line_Store& store = *new Line_Store;
+auto& loggers = *new std::vector<std::unique_ptr<Process_Logger>>;
 
 }  // namespace
 
@@ -49,16 +42,15 @@ LogCapture::LogCapture(std::uint32_t level) {
   settings.values.level = level;
   settings.values.style = kStyleNone;
   settings.values.locale = "skip";
-  auto logger = std::make_unique<Process_Logger>();
-  logger->open(&settings, &kept.store, 0);
-  process_logger = logger.get();
-  kept.loggers.push_back(std::move(logger));
+  Process_Logger& logger = *loggers.emplace_back(std::make_unique<Process_Logger>());
+  logger.open(&settings, &store, 0);
+  process_logger = &logger;
 }
 
 LogCapture::~LogCapture() { process_logger = nullptr; }
 
-std::vector<std::string> LogCapture::Lines() const { return kept.store.Lines(); }
+std::vector<std::string> LogCapture::Lines() const { return store.Exchange(true); }
 
-void LogCapture::Clear() { kept.store.Clear(); }
+void LogCapture::Clear() { store.Exchange(false); }
 
 }  // namespace zevra::test

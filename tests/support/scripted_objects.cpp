@@ -23,10 +23,12 @@ HRESULT Put(T* slot, Value value) {
   return S_OK;
 }
 
-std::string Words(std::initializer_list<long long> numbers) {
-  std::ostringstream words;
-  for (const long long number : numbers) words << (words.tellp() == 0 ? "" : " ") << number;
-  return words.str();
+template <class... Values>
+std::string Words(const Values&... values) {
+  std::ostringstream text;
+  const char* gap = "";
+  ((text << std::exchange(gap, " ") << values), ...);
+  return text.str();
 }
 
 WAVEFORMATEX* TaskCopy(const WAVEFORMATEXTENSIBLE& format) {
@@ -48,12 +50,11 @@ class ScriptedStream final
                      REFERENCE_TIME periodicity, const WAVEFORMATEX* format,
                      const GUID* session) override {
     frame_bytes_ = format->nBlockAlign;
-    return Step("Initialize", Words({mode, flags, duration, periodicity}) +
-                                  " tag=" + std::to_string(format->wFormatTag) +
-                                  " bits=" + std::to_string(format->wBitsPerSample) +
-                                  " block=" + std::to_string(format->nBlockAlign) +
-                                  " rate=" + std::to_string(format->nSamplesPerSec) +
-                                  (session == nullptr ? "" : " session"));
+    std::ostringstream rest;
+    rest << " tag=" << format->wFormatTag << " bits=" << format->wBitsPerSample
+         << " block=" << format->nBlockAlign << " rate=" << format->nSamplesPerSec
+         << (session == nullptr ? "" : " session");
+    return Step("Initialize", Words(mode, flags, duration, periodicity) + rest.str());
   }
   HRESULT GetBufferSize(UINT32* frames) override {
     return Fails("GetBufferSize") ? kFailure : Put(frames, script_.buffer_frames);
@@ -100,18 +101,18 @@ class ScriptedStream final
   }
   HRESULT ReleaseBuffer(UINT32 frames) override {
     ++next_;
-    return Step("CaptureClient::ReleaseBuffer", std::to_string(frames));
+    return Step("CaptureClient::ReleaseBuffer", Words(frames));
   }
 
   HRESULT GetBuffer(UINT32 frames, BYTE** data) override {
-    if (Fails("RenderClient::GetBuffer", std::to_string(frames))) return kFailure;
+    if (Fails("RenderClient::GetBuffer", Words(frames))) return kFailure;
     block_.assign(std::size_t{frames} * frame_bytes_, 0xAA);
     *data = block_.data();
     return S_OK;
   }
   HRESULT ReleaseBuffer(UINT32 frames, DWORD flags) override {
     const bool silent = std::all_of(block_.begin(), block_.end(), [](BYTE b) { return b == 0; });
-    return Step("RenderClient::ReleaseBuffer", Words({frames, flags}) + (silent ? "" : " noise"));
+    return Step("RenderClient::ReleaseBuffer", Words(frames, flags) + (silent ? "" : " noise"));
   }
 
  private:
@@ -158,12 +159,12 @@ class ScriptedEnumerator final : public TrackedObject<IMMDeviceEnumerator, IMMDe
       if (flow == eAll || endpoint.flow == flow) endpoints_.push_back(endpoint);
   }
   HRESULT EnumAudioEndpoints(EDataFlow flow, DWORD states, IMMDeviceCollection** devices) override {
-    return Fails("EnumAudioEndpoints", Words({flow, states}))
+    return Fails("EnumAudioEndpoints", Words(flow, states))
                ? kFailure
                : Put(devices, MakeCom<ScriptedEnumerator>(flow));
   }
   HRESULT GetDefaultAudioEndpoint(EDataFlow flow, ERole role, IMMDevice** device) override {
-    return Fails("GetDefaultAudioEndpoint", Words({flow, role}))
+    return Fails("GetDefaultAudioEndpoint", Words(flow, role))
                ? kFailure
                : Put(device, MakeCom<ScriptedDevice>(endpoints_.at(0)));
   }
@@ -171,9 +172,8 @@ class ScriptedEnumerator final : public TrackedObject<IMMDeviceEnumerator, IMMDe
     return Fails("GetCount") ? kFailure : Put(count, static_cast<UINT>(endpoints_.size()));
   }
   HRESULT Item(UINT index, IMMDevice** device) override {
-    return Fails("Item", std::to_string(index))
-               ? kFailure
-               : Put(device, MakeCom<ScriptedDevice>(endpoints_.at(index)));
+    return Fails("Item", Words(index)) ? kFailure
+                                       : Put(device, MakeCom<ScriptedDevice>(endpoints_.at(index)));
   }
 
  private:
@@ -205,7 +205,7 @@ class ScriptedBuffer final : public TrackedObject<IMFMediaBuffer> {
   HRESULT SetCurrentLength(DWORD length) override {
     if (length > bytes_.size()) return E_INVALIDARG;
     length_ = length;
-    return Step("SetCurrentLength", std::to_string(length));
+    return Step("SetCurrentLength", Words(length));
   }
   // For the transform.
   HRESULT Fill(const std::vector<BYTE>& bytes) {
@@ -252,7 +252,7 @@ class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerP
     return Fails("GetInputStatus") ? kFailure : Put(flags, CurrentScript().input_status);
   }
   HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, std::uintptr_t) override {
-    return Step("ProcessMessage", std::to_string(static_cast<unsigned>(message)));
+    return Step("ProcessMessage", Words(static_cast<unsigned>(message)));
   }
   HRESULT ProcessInput(DWORD, IMFSample*, DWORD) override {
     const HRESULT result = Step("ProcessInput");
@@ -265,7 +265,7 @@ class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerP
     return static_cast<ScriptedSample*>(output->pSample)->Buffer().Fill(pulls_[next_pull_++]);
   }
   HRESULT SetHalfFilterLength(LONG length) override {
-    return Step("SetHalfFilterLength", std::to_string(length));
+    return Step("SetHalfFilterLength", Words(length));
   }
 
  private:
@@ -275,30 +275,24 @@ class ScriptedTransform final : public TrackedObject<IMFTransform, IWMResamplerP
 
 }  // namespace
 
-std::string Attribute(REFGUID key, UINT32 value) {
-  return std::to_string(key.Data1) + "=" + std::to_string(value);
-}
+std::string Attribute(REFGUID key, UINT32 value) { return Words(key.Data1) + "=" + Words(value); }
 std::string Attribute(REFGUID key, REFGUID value) { return Attribute(key, value.Data1); }
 
 HRESULT CreateScriptedEnumerator(REFIID iid, void** object) {
   return Fails("CoCreateInstance(enumerator)") ? kFailure
                                                : Give<ScriptedEnumerator>(iid, object, eAll);
 }
-
 HRESULT CreateScriptedResampler(REFIID iid, void** object) {
   return Fails("CoCreateInstance(resampler)") ? kFailure : Give<ScriptedTransform>(iid, object);
 }
-
 HRESULT CreateScriptedMediaType(IMFMediaType** type) {
   return Fails("MFCreateMediaType") ? kFailure : Put(type, MakeCom<ScriptedType>());
 }
-
 HRESULT CreateScriptedSample(IMFSample** sample) {
   return Fails("MFCreateSample") ? kFailure : Put(sample, MakeCom<ScriptedSample>());
 }
-
 HRESULT CreateScriptedBuffer(DWORD capacity, IMFMediaBuffer** buffer) {
-  return Fails("MFCreateMemoryBuffer", std::to_string(capacity))
+  return Fails("MFCreateMemoryBuffer", Words(capacity))
              ? kFailure
              : Put(buffer, MakeCom<ScriptedBuffer>(capacity));
 }

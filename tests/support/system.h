@@ -1,35 +1,67 @@
 #ifndef ZEVRA_TESTS_SUPPORT_SYSTEM_H
 #define ZEVRA_TESTS_SUPPORT_SYSTEM_H
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <random>
 #include <string>
 
-// What tests need of the system and the C++ library has not.
+// What tests need of the system.
 
 namespace zevra::test {
 
+// Lines of files in text mode end in two bytes there.
+inline constexpr bool kOnWindows = std::filesystem::path::preferred_separator == '\\';
+
 // A fresh folder among the temporary ones.
-std::filesystem::path MakeTemporaryFolder();
+inline std::filesystem::path MakeTemporaryFolder() {
+  std::random_device random;
+  const auto folder = std::filesystem::temp_directory_path() /
+                      ("zevra_" + std::to_string(random()) + "_" + std::to_string(random()));
+  std::filesystem::create_directory(folder);
+  return folder;
+}
+
+// Of a file, in seconds since 1970.
+inline void SetModifiedTime(const std::filesystem::path& path, std::int64_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
+}
+
+// What the bytes of a file in text mode say. A line that ends in one byte on Windows shows as
+// "<bare line feed>".
+inline std::string FromTextMode(const std::string& bytes) {
+  if (!kOnWindows) return bytes;
+  std::string text;
+  for (const char byte : bytes) {
+    if (byte == '\n' && text.ends_with('\r'))
+      text.pop_back();
+    else if (byte == '\n')
+      text += "<bare line feed>";
+    text += byte;
+  }
+  return text;
+}
+
+// Bytes that the text takes in a file in text mode.
+inline std::size_t TextModeBytes(const std::string& text) {
+  return text.size() + (kOnWindows ? std::count(text.begin(), text.end(), '\n') : 0);
+}
+
+// Makes `link` lead to the folder; false where the system has no such links.
+inline bool MakeFolderLink(const std::filesystem::path& folder, const std::filesystem::path& link) {
+  std::error_code error;
+  std::filesystem::create_directory_symlink(folder, link, error);
+  return !error;
+}
 
 // Local time is UTC from here on. Before any other thread runs.
 void UseUtc();
 
-// Seconds since 1970.
-void SetModifiedTime(const std::filesystem::path& path, std::int64_t seconds);
-
-// What the bytes of a file in text mode say. On Windows each line ends in two of them, and one that
-// does not shows as "<bare line feed>".
-std::string FromTextMode(const std::string& bytes);
-
-// Bytes that the text takes in a file in text mode.
-std::size_t TextModeBytes(const std::string& text);
-
 // True where narrow text is UTF-8: always on Linux, and as the user has chosen on Windows.
 bool NarrowTextIsUtf8();
-
-// Makes `link` lead to the folder; false where the system has no such links.
-bool MakeFolderLink(const std::filesystem::path& folder, const std::filesystem::path& link);
 
 // A library of the system's, loaded for the life of the object.
 class Library {
