@@ -81,12 +81,17 @@ char* module_directory(char* out, ModuleHandle module) {
   return out;
 }
 
+std::string AnchorIn(const std::string& directory, const char* path) {
+  if (is_absolute_path(path)) return path;
+  if (directory.empty()) return {};
+  std::array<char, kPathBytes> joined{};
+  directory.copy(joined.data(), kPathLimit);
+  return join_path(joined.data(), path) != nullptr ? joined.data() : path;
+}
+
 std::string AnchorAtModule(const char* path, ModuleHandle module) {
   std::array<char, kPathBytes> directory{};
-  if (is_absolute_path(path) ||
-      join_path(module_directory(directory.data(), module), path) == nullptr)
-    return path;
-  return directory.data();
+  return AnchorIn(module_directory(directory.data(), module), path);
 }
 
 std::string DirectoryOf(const std::string& path) {

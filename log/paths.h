@@ -32,8 +32,10 @@ char* join_path(char* directory, const char* name);
 // Writes the directory of a module, "" if the module's path does not fit. Gives `out`.
 char* module_directory(char* out, ModuleHandle module);
 
-// A relative path in the module's directory. An absolute path, or one that would get too long,
-// stays as it is.
+// A relative path in a directory, that of a module for example. An absolute path, or one that would
+// get too long, stays as it is. "" for a relative path and no directory: the current one is
+// somebody else's.
+std::string AnchorIn(const std::string& directory, const char* path);
 std::string AnchorAtModule(const char* path, ModuleHandle module);
 
 // The normalised directory of a path, with its final "/"; "" if the path has none.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/modules.h"
+#include "platform/profile.h"
 
 namespace zevra {
 
@@ -114,10 +115,17 @@ struct Log_Cfg_Values {
 
 class Log_Cfg_Heap {
  protected:
+  Log_Cfg_Heap(const char* section, const char* file)
+      : section_(section),
+        file_(file != nullptr ? file : ""),
+        is_file_(file != nullptr),
+        keys_(section, file_.c_str()) {}
+
   std::string section_;
   std::string file_;
   void* key_ = nullptr;
-  bool is_file_ = true;
+  bool is_file_;
+  ProfileSection keys_;  // of the file
 };
 
 // The key and value source of one read: a section of a profile file or, without a path, a key below

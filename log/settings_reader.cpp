@@ -75,13 +75,9 @@ void ReadPlainKeys(const HEAP& heap, Log_Cfg_Values& values) {
 
 }  // namespace
 
-Log_Cfg_Heap_Reg::Log_Cfg_Heap_Reg(const char* section, const char* file) {
-  section_ = section;
-  is_file_ = file != nullptr;
-  if (is_file_)
-    file_ = file;
-  else
-    key_ = OpenRegistryKey(section);
+Log_Cfg_Heap_Reg::Log_Cfg_Heap_Reg(const char* section, const char* file)
+    : Log_Cfg_Heap(section, file) {
+  if (!is_file_) key_ = OpenRegistryKey(section);
 }
 
 Log_Cfg_Heap_Reg::~Log_Cfg_Heap_Reg() {
@@ -91,7 +87,7 @@ Log_Cfg_Heap_Reg::~Log_Cfg_Heap_Reg() {
 int Log_Cfg_Heap_Reg::get_value(const char* key, std::string& text) const {
   if (!is_file_) return RegistryText(key_, key, text);
   std::array<char, 1024> value{};
-  ProfileText(section_.c_str(), key, text.c_str(), value.data(), value.size(), file_.c_str());
+  keys_.Text(key, text.c_str(), value.data(), value.size());
   text = value.data();
   return 0;
 }

@@ -11,17 +11,30 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zevra {
 
-// Leaves the text of a key in `buffer` (`size` bytes, cut to fit, always terminated), or `fallback`
-// without its trailing blanks when file, section or key are missing. Returns the text's length.
-std::size_t ProfileText(const char* section, const char* key, const char* fallback, char* buffer,
-                        std::size_t size, const char* path);
+// One section of a profile file: on Linux as it was when the object was made, on Windows as the
+// system finds it at each call. An empty path is no file.
+class ProfileSection {
+ public:
+  ProfileSection(const char* section, const char* path);
 
-// The keys of a section, in file order and as written there, repeated ones included.
-std::vector<std::string> ProfileKeys(const char* section, const char* path);
+  // Leaves the text of a key in `buffer` (`size` bytes, cut to fit, always terminated), or
+  // `fallback` without its trailing blanks when file, section or key are missing. Returns the
+  // text's length.
+  std::size_t Text(const char* key, const char* fallback, char* buffer, std::size_t size) const;
+
+  // In file order and as written there, repeated ones included.
+  std::vector<std::string> Keys() const;
+
+ private:
+  std::string section_;
+  std::string path_;
+  std::vector<std::pair<std::string, std::string>> keys_;  // with their values; Linux only
+};
 
 // The names of the sections of a file, in file order.
 std::vector<std::string> ProfileSections(const char* path);

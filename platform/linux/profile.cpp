@@ -76,37 +76,35 @@ void WalkProfile(std::string_view content, const SectionVisitor& on_section,
   }
 }
 
-// The keys of the first section of that name.
-void WalkSection(const char* section, const char* path, const KeyVisitor& on_key) {
+}  // namespace
+
+ProfileSection::ProfileSection(const char* section, const char* path)
+    : section_(section), path_(path) {
   bool inside = false;
   const std::string content = ReadWhole(path);
   WalkProfile(
       content,
       [&](std::string_view name) {
-        const bool was_inside = inside;
+        const bool was_inside = inside;  // the first section of that name ends here
         inside = !was_inside && Same(name, section);
         return !was_inside;
       },
-      [&](std::string_view key, std::string_view value) { return !inside || on_key(key, value); });
+      [&](std::string_view key, std::string_view value) {
+        if (inside) keys_.emplace_back(key, WithoutQuotes(value));
+        return true;
+      });
 }
 
-}  // namespace
-
-std::size_t ProfileText(const char* section, const char* key, const char* fallback, char* buffer,
-                        std::size_t size, const char* path) {
+std::size_t ProfileSection::Text(const char* key, const char* fallback, char* buffer,
+                                 std::size_t size) const {
   if (size == 0) return 0;
-  std::string found;
-  bool present = false;
-  WalkSection(section, path, [&](std::string_view name, std::string_view value) {
-    present = Same(name, key);
-    if (present) found = WithoutQuotes(value);
-    return !present;
-  });
-  std::string_view text = found;
-  if (!present) {
-    text = fallback;
+  const auto found = std::find_if(keys_.begin(), keys_.end(),
+                                  [&](const auto& entry) { return Same(entry.first, key); });
+  std::string_view text = fallback;
+  if (found != keys_.end())
+    text = found->second;
+  else
     while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  }
   // A zero byte ends the text for every reader of the buffer.
   text = text.substr(0, std::min({text.find('\0'), text.size(), size - 1}));
   std::memcpy(buffer, text.data(), text.size());
@@ -114,12 +112,9 @@ std::size_t ProfileText(const char* section, const char* key, const char* fallba
   return text.size();
 }
 
-std::vector<std::string> ProfileKeys(const char* section, const char* path) {
+std::vector<std::string> ProfileSection::Keys() const {
   std::vector<std::string> keys;
-  WalkSection(section, path, [&](std::string_view key, std::string_view) {
-    keys.emplace_back(key);
-    return true;
-  });
+  for (const auto& [key, value] : keys_) keys.push_back(key);
   return keys;
 }
 

@@ -25,13 +25,19 @@ std::vector<std::string> Names(const char* section, const char* path) {
 
 }  // namespace
 
-std::size_t ProfileText(const char* section, const char* key, const char* fallback, char* buffer,
-                        std::size_t size, const char* path) {
+ProfileSection::ProfileSection(const char* section, const char* path)
+    : section_(section), path_(path) {}
+
+std::size_t ProfileSection::Text(const char* key, const char* fallback, char* buffer,
+                                 std::size_t size) const {
+  // Without a path the system would look into a file of its own.
+  const char* const section = path_.empty() ? "" : section_.c_str();
+  const char* const path = path_.empty() ? "." : path_.c_str();
   return ::GetPrivateProfileStringA(section, key, fallback, buffer, static_cast<DWORD>(size), path);
 }
 
-std::vector<std::string> ProfileKeys(const char* section, const char* path) {
-  return Names(section, path);
+std::vector<std::string> ProfileSection::Keys() const {
+  return Names(section_.c_str(), path_.c_str());
 }
 
 std::vector<std::string> ProfileSections(const char* path) { return Names(nullptr, path); }

@@ -28,6 +28,8 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
       {"maxcount=020", "maxcount", "16", "octal"},
       {"level=loud", "level", "0x0 (none)", "level=loud is no known word"},
       {"level=0", "level", "0x0 (none)", "nothing is logged"},
+      {"level=8", "level", "0x8", "zevra writes the levels 2, 4, 16 and 128"},
+      {"output=256", "output", "0x100", "zevra writes the levels"},
       {"charset=3", "charset", "0", "ignored"},
       {"mode=7", "mode", "7", "opened as with 0"},
       {"colour=red", "title", "zevra logging", "unknown key colour"},
@@ -44,6 +46,9 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
     else
       EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
   }
+  EXPECT_EQ(report_of("[logger]\nfile=a//b\\c.log\n").log_file, folder.path() / "a/b/c.log");
+  const Log_Report too_long = describe_log("/" + std::string(300, 'd') + "/libzevra.so");
+  EXPECT_EQ(too_long.log_file + too_long.config_file, "");
   EXPECT_THAT(report_of("flush=1\n").warnings,
               testing::ElementsAre(testing::HasSubstr("no section [logger]")));
 }

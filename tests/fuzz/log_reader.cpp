@@ -51,7 +51,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::DescribeLog(directory.File("libzevra.so"));
 
   char tiny[3] = {'x', 'x', 'x'};
-  Require(zevra::ProfileText("logger", "title", "default", tiny, sizeof tiny, path.c_str()) < 3);
+  Require(
+      zevra::ProfileSection("logger", path.c_str()).Text("title", "default", tiny, sizeof tiny) <
+      3);
   Require(tiny[2] == '\0' || tiny[1] == '\0' || tiny[0] == '\0');
   return 0;
 }

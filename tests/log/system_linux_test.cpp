@@ -1,7 +1,9 @@
 // What Linux does its own way: odd files, the outputs beside the file, the reader of profiles.
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -9,6 +11,7 @@
 
 #include <thread>
 
+#include "log/paths.h"
 #include "log_test.h"
 
 namespace zevra::test {
@@ -161,10 +164,27 @@ TEST_F(Profile, SectionsKeysQuotesAndLineEnds) {
     EXPECT_EQ(read.values.title, row.title) << row.text;
     EXPECT_EQ(read.values.file, row.file) << row.text;
   }
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ::inotify_add_watch(watch, Path("zevra.cfu").c_str(), IN_OPEN | IN_CLOSE);
   ::mkfifo(Path("pipe").c_str(), 0600);
   Log_Settings read;
-  read.read_log_config("logger", Path("pipe").c_str());
+  for (const char* const name : {"zevra.cfu", "pipe"})
+    read.read_log_config("logger", Path(name).c_str());
+  inotify_event events[100];
+  EXPECT_EQ(::read(watch, events, sizeof events), 2 * sizeof *events) << "it is opened once";
+  ::close(watch);
   EXPECT_EQ(read.level(), 7u) << "no regular file is no settings";
+}
+
+TEST_F(Profile, ALibraryWithTooLongAPathHasNoDirectory) {
+  const Library library;
+  const fs::path deep = dir / std::string(200, 'd') / std::string(60, 'd');
+  fs::create_directories(deep);
+  fs::copy_file(library.Path(), deep / "l.so");
+  void* const loaded = ::dlopen((deep / "l.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(loaded, nullptr);
+  EXPECT_EQ(AnchorAtModule("zevra.cfu", reinterpret_cast<ModuleHandle>(loaded)), "");
+  ::dlclose(loaded);
 }
 
 }  // namespace

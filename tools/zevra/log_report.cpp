@@ -19,6 +19,8 @@ namespace {
 constexpr const char* kSection = "logger";
 constexpr std::size_t kLongestValue = 1023;
 constexpr std::size_t kLongestToken = 399;
+constexpr std::uint32_t kEveryOutput = kOutputFile | kOutputConsole | kOutputDebugger | kOutputBox;
+constexpr std::uint32_t kEveryLevel = kLevelError | kLevelWarn | kLevelVerbose | kLevelTrace;
 
 enum class Kind { kNumber, kMask, kFlag, kLevel, kStyle, kText, kList };
 
@@ -155,9 +157,10 @@ void CheckEffects(const Log_Cfg_Values& values, const Log_Cfg_Heap_Reg& heap,
   if (values.output == 0 || values.level == 0) {
     warnings.emplace_back(
         "nothing is logged, and this file is not looked at again until the program restarts");
+  } else if ((values.output & kEveryOutput) == 0 || (values.level & kEveryLevel) == 0) {
+    warnings.emplace_back(
+        "nothing is logged: zevra writes the levels 2, 4, 16 and 128 to the outputs 1, 2, 4 and 8");
   }
-  if (values.file.size() > kPathLimit)
-    warnings.emplace_back("file is longer than 260 characters: there will be no log file");
 }
 
 void CheckLayout(const std::string& config_file, std::vector<std::string>& warnings) {
@@ -169,7 +172,7 @@ void CheckLayout(const std::string& config_file, std::vector<std::string>& warni
   else if (mine > 1)
     warnings.emplace_back("there are several sections [logger]: only the first counts");
   std::vector<std::string> seen;
-  for (const std::string& key : ProfileKeys(kSection, config_file.c_str())) {
+  for (const std::string& key : ProfileSection(kSection, config_file.c_str()).Keys()) {
     if (std::none_of(std::begin(kKeys), std::end(kKeys),
                      [&](const Key& known) { return Same(key, known.name); }))
       warnings.push_back("unknown key " + key + ": ignored");
@@ -184,14 +187,15 @@ void CheckLayout(const std::string& config_file, std::vector<std::string>& warni
 
 LogReport DescribeLog(const std::string& library_path) {
   LogReport report;
-  const std::string directory = DirectoryOf(library_path);
-  report.config_file = directory + "zevra.cfu";
+  // As the library finds its directory and joins it.
+  const std::string directory =
+      library_path.size() < kPathLimit ? DirectoryOf(library_path) : std::string();
+  report.config_file = AnchorIn(directory, "zevra.cfu");
   report.config_file_found = ModifiedTime(report.config_file.c_str()) != 0;
 
   Log_Settings settings("zevra.log", "zevra logging");
   settings.read_log_config(kSection, report.config_file.c_str());
-  const bool anchored = is_absolute_path(settings.file());
-  report.log_file = anchored ? settings.file() : directory + settings.file();
+  report.log_file = AnchorIn(directory, settings.file());
 
   const Log_Cfg_Heap_Reg heap(kSection, report.config_file.c_str());
   bool level_in_file = false;
@@ -208,6 +212,8 @@ LogReport DescribeLog(const std::string& library_path) {
     if (in_file) CheckValue(key, text, report.warnings);
   }
   CheckEffects(settings.values, heap, report.warnings);
+  if (report.log_file.empty() || report.log_file.size() > kPathLimit)
+    report.warnings.emplace_back("a path is longer than 260 characters: there will be no log file");
   if (report.config_file_found) CheckLayout(report.config_file, report.warnings);
   return report;
 }
