@@ -11,18 +11,20 @@ namespace zevra {
 bool ObtainConsole();
 void ReleaseConsole();
 
-// The standard output. Nothing is added and nothing is flushed.
+// The standard output. On Windows nothing is flushed. On Linux a line follows what the host has
+// printed at once, and waits for nobody: what a full pipe does not take is dropped and counted, and
+// the next line that is taken comes behind the count.
 void WriteToConsole(const char* text);
 void WriteToConsole(const wchar_t* text);
 
-// The debugger's channel; on Linux the system log at debug level.
+// The debugger's channel; on Linux the system log at debug level, which drops and counts as well.
 void WriteToDebugger(const char* text);
 void WriteToDebugger(const wchar_t* text);
 
 enum class BoxIcon { kError, kInformation };
 
 // A message box, which waits for the user. On Linux one framed block on the standard error, which
-// waits for nobody: what a full pipe does not take at once is dropped.
+// drops and counts as well.
 void ShowMessageBox(const char* caption, const char* text, BoxIcon icon);
 void ShowMessageBox(const wchar_t* caption, const wchar_t* text, BoxIcon icon);
 

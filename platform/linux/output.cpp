@@ -1,17 +1,22 @@
 #include "platform/output.h"
 
+#include <paths.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <string>
 #include <string_view>
 
+#include "platform/clock.h"
 #include "platform/linux/unicode.h"
 
 namespace zevra {
@@ -45,17 +50,69 @@ class NoBrokenPipeSignal {
   bool was_pending_ = false;
 };
 
-// Writes no more than what is taken at once: a pipe with room takes PIPE_BUF bytes without waiting.
-void WriteWithoutWaiting(int descriptor, std::string_view text) {
+// Texts that an output did not take, because nobody reads it or reads too slowly.
+class Dropped {
+ public:
+  void Add() { ++count_; }
+  // Once an output takes texts again; empty if there is nothing to tell.
+  std::string Tell() {
+    const unsigned count = count_.exchange(0);
+    return count == 0 ? std::string() : std::to_string(count) + " lines of the log were dropped\n";
+  }
+
+ private:
+  std::atomic<unsigned> count_{0};
+};
+
+bool TakesText(int descriptor) {
+  pollfd ready{descriptor, POLLOUT, 0};
+  return ::poll(&ready, 1, 0) == 1 && (ready.revents & (POLLERR | POLLNVAL)) == 0;
+}
+
+// Writes no more than what is taken at once: a pipe with space takes PIPE_BUF bytes without
+// waiting.
+void WriteWithoutWaiting(int descriptor, std::string_view text, Dropped& dropped) {
   const NoBrokenPipeSignal guard;
+  std::string whole = TakesText(descriptor) ? dropped.Tell() : std::string();
+  if (!whole.empty()) text = whole += text;
   while (!text.empty()) {
-    pollfd ready{descriptor, POLLOUT, 0};
-    if (::poll(&ready, 1, 0) != 1 || (ready.revents & (POLLERR | POLLNVAL)) != 0) return;
     const ssize_t written =
-        ::write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
-    if (written <= 0) return;
+        TakesText(descriptor)
+            ? ::write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF))
+            : -1;
+    if (written <= 0) return dropped.Add();
     text.remove_prefix(static_cast<std::size_t>(written));
   }
+}
+
+// "<15>Nov  3 13:05:09 program: ", as the C library's own call begins a message of the user's at
+// debug level. That call waits for a log that nobody reads.
+std::string SystemLogHead() {
+  constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  std::tm now{};
+  ToLocalTime(WallClockSeconds(), now);
+  char head[128];
+  std::snprintf(head, sizeof head, "<%d>%s %2d %02d:%02d:%02d %.64s: ", LOG_USER | LOG_DEBUG,
+                kMonths[now.tm_mon % 12], now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec,
+                ::program_invocation_short_name);
+  return head;
+}
+
+void SendToSystemLog(std::string_view text) {
+  static Dropped dropped;
+  const int connection = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  sockaddr_un address{AF_UNIX, _PATH_LOG};
+  const auto send = [&](std::string_view message) {
+    const std::string whole = SystemLogHead().append(message);
+    return ::sendto(connection, whole.data(), whole.size(), MSG_NOSIGNAL,
+                    reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0;
+  };
+  if (!send(text))
+    dropped.Add();
+  else if (const std::string told = dropped.Tell(); !told.empty())
+    send(told);
+  if (connection >= 0) ::close(connection);
 }
 
 }  // namespace
@@ -65,8 +122,16 @@ bool ObtainConsole() { return false; }
 void ReleaseConsole() {}
 
 void WriteToConsole(const char* text) {
-  const NoBrokenPipeSignal guard;
-  std::fputs(text, stdout);
+  static Dropped dropped;
+  const int descriptor = ::fileno(stdout);
+  // What the host has printed comes first. A line that waited behind it would raise the signal of a
+  // closed pipe at the host's end. Who prints just now holds the stream, and may wait for a reader.
+  if (TakesText(descriptor) && ::ftrylockfile(stdout) == 0) {
+    const NoBrokenPipeSignal guard;
+    ::fflush_unlocked(stdout);
+    ::funlockfile(stdout);
+  }
+  WriteWithoutWaiting(descriptor, text, dropped);
 }
 
 void WriteToConsole(const wchar_t* text) {
@@ -74,7 +139,7 @@ void WriteToConsole(const wchar_t* text) {
   WriteToConsole(WideToUtf8(text).c_str());
 }
 
-void WriteToDebugger(const char* text) { ::syslog(LOG_USER | LOG_DEBUG, "%s", text); }
+void WriteToDebugger(const char* text) { SendToSystemLog(text); }
 
 void WriteToDebugger(const wchar_t* text) { WriteToDebugger(WideToUtf8(text).c_str()); }
 
@@ -91,7 +156,8 @@ void ShowMessageBox(const char* caption, const char* text, BoxIcon icon) {
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   block += "+----\n";
-  WriteWithoutWaiting(STDERR_FILENO, block);
+  static Dropped dropped;
+  WriteWithoutWaiting(STDERR_FILENO, block, dropped);
 }
 
 void ShowMessageBox(const wchar_t* caption, const wchar_t* text, BoxIcon icon) {

@@ -5,7 +5,9 @@
 #include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -76,33 +78,42 @@ TEST_F(OddFiles, ASlowCopyDoesNotCutWhatAnotherProcessBegan) {
   EXPECT_EQ(Read(dir / "z.log"), "another's\n");
 }
 
-// A disk of its own, in a child that may mount one.
-TEST_F(OddFiles, AFullDiskIsLeftAloneAndTearsNoLaterLine) {
+// Runs `work` in a child that has a folder of its own at `path`, where that is allowed.
+template <class Work>
+void WithOwnFolder(const char* path, const char* options, Work work) {
   const pid_t child = ::fork();
   if (child == 0) {
     if (::unshare(CLONE_NEWNS) != 0 || ::mount("", "/", "", MS_REC | MS_PRIVATE, "") != 0 ||
-        ::mount("", dir.c_str(), "tmpfs", 0, "size=64k") != 0)
+        ::mount("", path, "tmpfs", 0, options) != 0)
       ::_exit(77);
-    settings.values.maxsize = 36000;
-    settings.values.style = 16;
-    Process_Logger logger(clock);
-    EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
-    Write(dir / "z_2025-03-14_09-26-53.log", "older");
-    const std::string line(1000, 'x');
-    for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
-    EXPECT_EQ(Read(dir / "z_2025-03-14_09-26-53.log"), "older") << "no copy was tried";
-    EXPECT_EQ(Lines(Read(settings.file())).size(), 40u) << "and no line lost for want of it";
-    Write(dir / "other", std::string(64 << 10, 'x'));  // as much as there is
-    for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
-    fs::remove(dir / "other");
-    logger.log_error("whole");
-    EXPECT_EQ(Lines(Read(settings.file())).back(), "whole");
-    ::_exit(HasFailure() ? 1 : 0);
+    work();
+    ::_exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = -1;
   ::waitpid(child, &status, 0);
-  if (status == 77 << 8) GTEST_SKIP() << "no mount of our own here";
+  if (status == 77 << 8) GTEST_SKIP() << "no folder of our own here";
   EXPECT_EQ(status, 0);
+}
+
+TEST_F(OddFiles, AFullDiskIsLeftAloneAndTearsNoLaterLine) {
+  WithOwnFolder(
+      dir.c_str(), "size=64k",
+      [&] {
+        settings.values.maxsize = 36000;
+        settings.values.style = 16;
+        Process_Logger logger(clock);
+        EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
+        Write(dir / "z_2025-03-14_09-26-53.log", "older");
+        const std::string line(1000, 'x');
+        for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
+        EXPECT_EQ(Read(dir / "z_2025-03-14_09-26-53.log"), "older") << "no copy was tried";
+        EXPECT_EQ(Lines(Read(settings.file())).size(), 40u) << "and no line lost for want of it";
+        Write(dir / "other", std::string(64 << 10, 'x'));  // as much as there is
+        for (int i = 0; i < 40; ++i) logger.log_error("%s", line.c_str());
+        fs::remove(dir / "other");
+        logger.log_error("whole");
+        EXPECT_EQ(Lines(Read(settings.file())).back(), "whole");
+      });
 }
 
 using Outputs = LogTest;
@@ -128,20 +139,54 @@ TEST_F(Outputs, ConsoleAndBoxHaveTheirOwnGates) {
 }
 
 TEST_F(Outputs, ClosedPipesAndFullPipesDoNotStopTheHost) {
-  int pipe_ends[2];
-  ASSERT_EQ(::pipe(pipe_ends), 0);
-  const int saved = ::dup(STDERR_FILENO);
-  ::dup2(pipe_ends[1], STDERR_FILENO);
-  settings.values.output = kOutputBox;
-  Process_Logger logger(clock);
-  logger.open(&settings, nullptr, 0);
-  for (int i = 0; i < 3000; ++i)
-    logger.log_error("nobody reads this");  // 3000 blocks are more than a pipe holds
-  ::close(pipe_ends[0]);
-  logger.log_error("and now nobody can");
-  ::dup2(saved, STDERR_FILENO);
-  ::close(saved);
-  ::close(pipe_ends[1]);
+  for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+    int pipe_ends[2];
+    ASSERT_EQ(::pipe(pipe_ends), 0);
+    std::fflush(stdout);
+    const int saved = ::dup(descriptor);
+    ::dup2(pipe_ends[1], descriptor);
+    ::close(pipe_ends[1]);
+    settings.values.output = descriptor == STDOUT_FILENO ? kOutputConsole : kOutputBox;
+    Process_Logger logger(clock);
+    logger.open(&settings, nullptr, 0);
+    std::string read(100000, '\0');
+    for (int i = 0; i < 3000; ++i) logger.log_error("nobody reads this, which a pipe cannot hold");
+    read.resize(static_cast<std::size_t>(::read(pipe_ends[0], read.data(), read.size())));
+    logger.log_error("read again");
+    read.resize(read.size() + 1000);
+    EXPECT_GT(::read(pipe_ends[0], read.data() + read.size() - 1000, 1000), 0);
+    EXPECT_NE(read.find(" lines of the log were dropped\n"), std::string::npos);
+    EXPECT_NE(read.find("read again\n"), std::string::npos);
+    ::close(pipe_ends[0]);
+    logger.log_error("and now nobody can");
+    std::fflush(stdout);  // as the host's end does
+    ::dup2(saved, descriptor);
+    ::close(saved);
+  }
+}
+
+TEST_F(Outputs, ASystemLogThatNobodyReadsDoesNotStopTheHost) {
+  WithOwnFolder(
+      "/dev", "",
+      [&] {
+        const int log = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+        const sockaddr_un address{AF_UNIX, "/dev/log"};
+        EXPECT_EQ(::bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        settings.values.output = kOutputDebugger;
+        settings.values.style = 16;
+        Process_Logger logger(clock);
+        logger.open(&settings, nullptr, 0);
+        for (int i = 0; i < 3000; ++i) logger.log_error("unread");
+        std::string all, message(1000, '\0');
+        for (const char* const then : {"read again", ""}) {
+          for (ssize_t size; (size = ::read(log, message.data(), message.size())) > 0; all += ';')
+            all.append(message, 0, static_cast<std::size_t>(size));
+          if (*then != '\0') logger.log_error("%s", then);
+        }
+        EXPECT_EQ(all.substr(0, 4), "<15>");
+        EXPECT_NE(all.find(": unread\n;<15>"), std::string::npos);
+        EXPECT_NE(all.find(" lines of the log were dropped\n;"), std::string::npos);
+      });
 }
 
 using Profile = LogTest;
