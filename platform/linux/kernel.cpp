@@ -10,10 +10,13 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "platform/api.h"
+#include "platform/linux/wake_ups.h"
 
 namespace {
 
@@ -44,7 +47,13 @@ struct KernelObject {
   LPVOID argument = nullptr;
   pthread_t thread{};
   bool is_joined = false;
+
+  // Of a timer only; null while nothing but its time makes it signal.
+  std::shared_ptr<zevra::WakeUps> wake_ups;
 };
+
+// For the timer that this thread arms next.
+thread_local std::shared_ptr<zevra::WakeUps> offered_wake_ups;
 
 thread_local DWORD last_error = ERROR_SUCCESS;
 
@@ -103,8 +112,22 @@ bool Signal(const KernelObject& object) {
   return ::write(object.descriptor, &one, sizeof(one)) == sizeof(one) || errno == EAGAIN;
 }
 
-// Takes the signal of a readable object. False if another wait was faster.
-bool Consume(KernelObject& object) {
+// What a wait polls for one object: its own descriptor, and those that wake a timer early. The poll
+// passes over a descriptor of -1.
+using Sources = std::array<pollfd, 1 + std::tuple_size_v<decltype(zevra::WakeUps::descriptors)>>;
+
+Sources SourcesOf(const KernelObject& object) {
+  Sources sources;
+  sources.fill({-1, 0, 0});
+  sources[0] = {object.descriptor, POLLIN, 0};
+  if (object.wake_ups)
+    std::copy_n(object.wake_ups->descriptors.begin(), object.wake_ups->count, &sources[1]);
+  return sources;
+}
+
+// Takes the object's own signal. False if there is none, or if another wait was faster.
+bool ConsumeSignal(KernelObject& object, const pollfd& polled) {
+  if ((polled.revents & POLLIN) == 0) return false;
   if (object.kind == Kind::kThread) {
     // The thread signals its end itself. Only the join knows that its thread-local objects are
     // destroyed too.
@@ -115,6 +138,15 @@ bool Consume(KernelObject& object) {
   // One read takes all that has piled up: sets of an event, missed ticks of a timer.
   std::uint64_t count = 0;
   return ::read(object.descriptor, &count, sizeof(count)) == sizeof(count);
+}
+
+// The same, or true for what wakes a timer early. A tick of the same moment is taken with it.
+bool Consume(KernelObject& object, const Sources& polled) {
+  const bool is_signalled = ConsumeSignal(object, polled[0]);
+  const bool is_early = std::any_of(polled.begin() + 1, polled.end(),
+                                    [](const pollfd& source) { return source.revents != 0; });
+  if (is_early) object.wake_ups->count = 0;
+  return is_signalled || is_early;
 }
 
 // An exception that left the entry would unwind into the C library; noexcept ends the process with
@@ -155,6 +187,10 @@ timespec ToTimespec(std::chrono::nanoseconds span) {
 }
 
 }  // namespace
+
+void zevra::OfferWakeUps(std::shared_ptr<WakeUps> wake_ups) {
+  offered_wake_ups = std::move(wake_ups);
+}
 
 DWORD GetLastError() { return last_error; }
 
@@ -206,23 +242,27 @@ HANDLE CreateWaitableTimerW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, LP
 
 BOOL SetWaitableTimer(HANDLE timer, const LARGE_INTEGER* due_time, LONG period_ms,
                       PTIMERAPCROUTINE completion, LPVOID argument, BOOL resume) {
-  const auto* const object = ObjectOf(timer, Kind::kTimer);
+  auto* const object = ObjectOf(timer, Kind::kTimer);
   if (object == nullptr) return FALSE;
   if (due_time == nullptr || due_time->QuadPart >= 0 || period_ms < 0 || completion != nullptr ||
       argument != nullptr || resume != FALSE)
     return Fail(ERROR_INVALID_PARAMETER);
   using Units = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
   const timespec first = ToTimespec(-Units(due_time->QuadPart));
-  return Arm(*object, {ToTimespec(std::chrono::milliseconds(period_ms)), first});
+  if (!Arm(*object, {ToTimespec(std::chrono::milliseconds(period_ms)), first})) return FALSE;
+  object->wake_ups = std::move(offered_wake_ups);
+  return TRUE;
 }
 
 BOOL CancelWaitableTimer(HANDLE timer) {
-  const auto* const object = ObjectOf(timer, Kind::kTimer);
-  return object != nullptr ? Arm(*object, {}) : FALSE;
+  auto* const object = ObjectOf(timer, Kind::kTimer);
+  if (object == nullptr) return FALSE;
+  object->wake_ups.reset();
+  return Arm(*object, {});
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms) {
-  std::array<pollfd, kMostInAWait> sources{};
+  std::array<Sources, kMostInAWait> sources{};
   if (count == 0 || count > sources.size() || handles == nullptr || wait_all != FALSE) {
     last_error = ERROR_INVALID_PARAMETER;
     return WAIT_FAILED;
@@ -232,22 +272,21 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, 
       last_error = ERROR_INVALID_HANDLE;
       return WAIT_FAILED;
     }
-    sources[index] = {static_cast<KernelObject*>(handles[index])->descriptor, POLLIN, 0};
+    sources[index] = SourcesOf(*static_cast<KernelObject*>(handles[index]));
   }
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   while (true) {
     const timespec left = ToTimespec(std::max<Clock::duration>(deadline - Clock::now(), 0ns));
-    const int ready =
-        ::ppoll(sources.data(), count, timeout_ms != INFINITE ? &left : nullptr, nullptr);
+    const int ready = ::ppoll(sources[0].data(), count * sources[0].size(),
+                              timeout_ms != INFINITE ? &left : nullptr, nullptr);
     if (ready == 0) return WAIT_TIMEOUT;
     if (ready < 0 && errno != EINTR) {
       last_error = ErrorFromErrno(errno);
       return WAIT_FAILED;
     }
     for (DWORD index = 0; ready > 0 && index < count; ++index)
-      if ((sources[index].revents & POLLIN) != 0 &&
-          Consume(*static_cast<KernelObject*>(handles[index])))
+      if (Consume(*static_cast<KernelObject*>(handles[index]), sources[index]))
         return WAIT_OBJECT_0 + index;
   }
 }

@@ -1,12 +1,19 @@
+#include "platform/api.h"
+
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <thread>
 
+#include "platform/linux/wake_ups.h"
 #include "platform/owners.h"
 #include "support/process_holdings.h"
 
@@ -100,6 +107,41 @@ TEST(Timers, FirstDelayPeriodAndCancel) {
   EXPECT_GE(Clock::now() - start, 30ms);
   EXPECT_TRUE(CancelWaitableTimer(periodic.Get()));
   EXPECT_EQ(Wait(periodic, 40), WAIT_TIMEOUT);
+}
+
+TEST(Timers, WakeUpsAreEarlyTicks) {
+  int pipe_ends[2];
+  ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+  const auto wake_ups = std::make_shared<zevra::WakeUps>();
+  wake_ups->descriptors[0] = {pipe_ends[0], POLLIN, 0};
+  zevra::OfferWakeUps(wake_ups);
+  const UniqueHandle stop = Event(), timer = Timer(-1'000'000'000, 0),
+                     other = Timer(-1'000'000'000, 0);
+  const std::array<HANDLE, 3> handles = {stop.Get(), timer.Get(), other.Get()};
+  const auto wait = [&](std::size_t watched) {
+    wake_ups->count = watched;
+    return WaitForMultipleObjects(2, handles.data(), FALSE, 20);
+  };
+  EXPECT_EQ(wait(1), WAIT_TIMEOUT);
+  ASSERT_EQ(write(pipe_ends[1], "x", 1), 1);
+  EXPECT_EQ(wait(0), WAIT_TIMEOUT);
+  EXPECT_EQ(wait(1), WAIT_OBJECT_0 + 1);
+  EXPECT_EQ(wake_ups->count, 0u) << "nobody has handled the event yet";
+  SetEvent(stop.Get());
+  EXPECT_EQ(wait(1), WAIT_OBJECT_0) << "the stop stands first";
+  wake_ups->count = 1;
+  EXPECT_EQ(WaitForMultipleObjects(2, &handles[1], FALSE, INFINITE), WAIT_OBJECT_0);
+  // The other end closes, as a server does that is killed.
+  char byte = 0;
+  ASSERT_EQ(read(pipe_ends[0], &byte, 1), 1);
+  close(pipe_ends[1]);
+  EXPECT_EQ(wait(1), WAIT_OBJECT_0 + 1);
+  wake_ups->count = 1;
+  EXPECT_EQ(WaitForSingleObject(other.Get(), 20), WAIT_TIMEOUT) << "they are the first timer's";
+  EXPECT_TRUE(CancelWaitableTimer(timer.Get()));
+  EXPECT_EQ(wait(1), WAIT_TIMEOUT);
+  EXPECT_EQ(wake_ups.use_count(), 1);
+  close(pipe_ends[0]);
 }
 
 struct Seen {

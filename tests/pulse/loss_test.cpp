@@ -76,14 +76,14 @@ TEST_F(Loss, AHoleInTheServersDataComesAsZeros) {
 // or doubled frame shows.
 TEST_F(Loss, NothingIsLostWhenTheCallbackIsLate) {
   std::vector<float> ramp;
-  for (int frame = 1; frame <= 5 * 48'000; ++frame) {
+  for (int frame = 1; frame <= 6 * 48'000; ++frame) {
     ramp.push_back(static_cast<float>(frame) / 8'388'608.0F);
     ramp.push_back(-ramp.back());
   }
   Recording recording(10 * kSecondBytes);
   recording.on_packet = [&] {
     if (recording.Packets() == 100) std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    if (recording.Packets() == 150) std::this_thread::sleep_for(std::chrono::seconds(2));
+    if (recording.Packets() == 150) std::this_thread::sleep_for(std::chrono::seconds(3));
   };
   const Device device;
   ASSERT_EQ(Start(device, recording), 0);

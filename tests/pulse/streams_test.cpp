@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "pulse/server_host.h"
 #include "support/eventually.h"
@@ -14,6 +17,8 @@
 
 namespace zevra::test {
 namespace {
+
+using std::chrono::milliseconds;
 
 using FrozenServer = ServerTest;
 using KilledServer = ServerTest;
@@ -99,7 +104,7 @@ TEST_F(Suspension, SilenceKeepsAnEndpointAwakeAndLetsItGo) {
     EXPECT_EQ(ZevraStopCapture(device), 0);
     // Longer than the server lets a sink idle, and than what is queued at first lasts.
     for (int pause = 0; pause < 5; ++pause) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(400));
+      std::this_thread::sleep_for(milliseconds(400));
       ExpectSilenceIsQueued();
     }
     EXPECT_FALSE(asleep());
@@ -168,6 +173,28 @@ void BreakServer(const Device& device, const Recording& recording, int signal) {
 }
 
 TEST_F(KilledServer, EndsEverythingAtOnce) { BreakServer(Device(), Recording(), SIGKILL); }
+
+// The timer of the capture alone would take packets every tenth of a second.
+TEST_F(FrozenServer, DataWakeACaptureAndNothingElseDoes) {
+  std::vector<std::chrono::steady_clock::time_point> times;
+  Recording recording;
+  recording.on_packet = [&] { times.push_back(std::chrono::steady_clock::now()); };
+  const Device device;
+  ASSERT_EQ(device.Start(recording), 0);
+  ASSERT_TRUE(recording.Goes(100));
+  SignalServer(SIGSTOP);
+  recording.WaitUntilQuiet();
+  const std::clock_t used = std::clock();
+  std::this_thread::sleep_for(std::chrono::seconds(5));
+  EXPECT_LT(std::clock() - used, CLOCKS_PER_SEC / 10);
+  SignalServer(SIGCONT);
+  ASSERT_TRUE(recording.Goes());
+  EXPECT_EQ(ZevraStopCapture(device), 0);
+  // The last packets before the freeze; a server begins with what it has kept.
+  EXPECT_LT(std::count_if(&times[50], &times[100],
+                          [](const auto& time) { return time - *(&time - 1) > milliseconds(50); }),
+            5);
+}
 
 // One that does not answer is given some seconds at each of ten calls.
 TEST_F(FrozenServer, HoldsNothingUpForEver) {

@@ -109,7 +109,8 @@ HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
                     PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* thread_id);
 
 // `due_time` is negative, in 100-ns units from now; `period_ms` of 0 is a single shot. Ticks that
-// nobody has waited for do not pile up. No completion routine, no resume.
+// nobody has waited for do not pile up. No completion routine, no resume. Data for the stream that
+// this thread has opened for recording signal it too.
 HANDLE CreateWaitableTimerW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, LPCWSTR name);
 BOOL SetWaitableTimer(HANDLE timer, const LARGE_INTEGER* due_time, LONG period_ms,
                       PTIMERAPCROUTINE completion, LPVOID argument, BOOL resume);

@@ -45,7 +45,8 @@ void KeepSharedMemoryFromChildren() {
 
 }  // namespace
 
-PulseConnection::~PulseConnection() = default;
+// A timer may still hold the list of sockets.
+PulseConnection::~PulseConnection() { ClearDrained(); }
 
 void PulseConnection::CloseContext::operator()(pa_context* context) const {
   pa_context_disconnect(context);
@@ -79,15 +80,19 @@ int PulseConnection::Pump() {
 
 int PulseConnection::Poll(pollfd* descriptors, unsigned long count, int timeout_ms, void* self) {
   auto* const connection = static_cast<PulseConnection*>(self);
-  connection->watched_count_ = count;
-  if (count <= connection->watched_.size())
-    std::copy_n(descriptors, count, connection->watched_.begin());
+  connection->polled_count_ = count;
+  auto& kept = connection->wake_ups_->descriptors;
+  std::copy_n(descriptors, std::min<std::size_t>(count, kept.size()), kept.begin());
   return ::poll(descriptors, count, timeout_ms);
 }
 
+void PulseConnection::MarkDrained() {
+  // Where some are missing, the timer alone looks for data.
+  if (polled_count_ <= wake_ups_->descriptors.size()) wake_ups_->count = polled_count_;
+}
+
 bool PulseConnection::NothingArrived() {
-  if (!drained_ || watched_count_ > watched_.size()) return false;
-  return ::poll(watched_.data(), watched_count_, 0) == 0;
+  return wake_ups_->count != 0 && ::poll(wake_ups_->descriptors.data(), wake_ups_->count, 0) == 0;
 }
 
 bool PulseConnection::IterateUntil(Clock::time_point deadline) {

@@ -5,11 +5,12 @@
 #include <pulse/context.h>
 #include <pulse/mainloop.h>
 
-#include <array>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 
 #include "platform/api.h"
+#include "platform/linux/wake_ups.h"
 
 namespace zevra {
 
@@ -46,13 +47,15 @@ class PulseConnection {
   // were handled: 0 when there is nothing left to do, negative for an error.
   int Pump();
 
-  // True if no socket is readable since MarkDrained. One poll(2) instead of an iteration of the
-  // main loop; most polls find nothing.
+  // True if no socket is readable since MarkDrained. One poll(2) at most instead of an iteration of
+  // the main loop.
   bool NothingArrived();
   // Remembers that all is handled: call it when Pump has just returned 0. Any operation here that
   // uses the context clears the mark; callers that use the context directly call ClearDrained.
-  void MarkDrained() { drained_ = true; }
-  void ClearDrained() { drained_ = false; }
+  void MarkDrained();
+  void ClearDrained() { wake_ups_->count = 0; }
+  // The sockets, from MarkDrained to ClearDrained.
+  std::shared_ptr<WakeUps> SocketWakeUps() const { return wake_ups_; }
 
   // Waits until `done()` holds: AUDCLNT_E_DEVICE_INVALIDATED if the server goes away first, or does
   // not bring it about within kServerPatience. `done` is asked before the connection's state is.
@@ -91,10 +94,9 @@ class PulseConnection {
   std::unique_ptr<pa_mainloop, FreeMainloop> loop_;
   std::unique_ptr<pa_context, CloseContext> context_;
   bool silent_too_long_ = false;
-  bool drained_ = false;
-  // What the loop polled last; complete whenever the connection is drained.
-  std::array<pollfd, 8> watched_{};
-  unsigned long watched_count_ = 0;
+  // What the loop polled last, as far as it fits.
+  const std::shared_ptr<WakeUps> wake_ups_ = std::make_shared<WakeUps>();
+  std::size_t polled_count_ = 0;
 };
 
 }  // namespace zevra

@@ -54,6 +54,7 @@ HRESULT PulseStream::Record(const PulseFormat& format, UINT32 fragment_frames) {
       pa_stream_connect_record(stream_.get(), endpoint_.record_source.c_str(), &buffer, kFlags));
   if (FAILED(result)) return result;
   buffer_frames_ = GrantedFrames(&pa_buffer_attr::maxlength);
+  OfferWakeUps(connection_.SocketWakeUps());
   return S_OK;
 }
 

@@ -34,7 +34,8 @@ class PulseStream {
   HRESULT PollServer();
 
   // Opens the stream after a successful Open. The server hands sound over every `fragment_frames`
-  // and keeps some seconds of it for a host that comes late.
+  // and keeps some seconds of it for a host that comes late. What it hands over wakes the timer
+  // that this thread arms next.
   HRESULT Record(const PulseFormat& format, UINT32 fragment_frames);
   HRESULT Play(const PulseFormat& format, UINT32 buffer_frames);
 
