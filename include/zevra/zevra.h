@@ -154,8 +154,13 @@ ZEVRA_LAYOUT_ASSERT(zevra_count_at_4096, offsetof(ZevraDeviceList, count) == 409
  * first call may come shortly before ZevraStartCapture returns; none comes after ZevraStopCapture
  * has returned.
  *
+ * On Linux a packet holds 20 ms at most, and the call comes as soon as the sound server hands the
+ * packet over. On Windows a packet holds the device period, mostly 10 ms, and the call comes up to
+ * half of that period later.
+ *
  * reserved: always null. The context given to ZevraStartCapture is not passed here.
- * silent:   1 if the platform flagged the packet as silence, else 0.
+ * silent:   1 if the platform flagged the packet as silence, else 0. On Linux that is every packet
+ *           of nothing but zeros.
  * data:     `length` bytes of whole frames in the chosen format, valid until the callback returns.
  *           Null if the packet produced no output: the converter holds some back at first.
  * length:   size of data in bytes; 0 if data is null.

@@ -2,10 +2,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <ctime>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,6 +78,28 @@ TEST_F(Streams, ACallbackEndsItsOwnCapture) {
     EXPECT_TRUE(recording.Goes());
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
   }
+}
+
+std::atomic<int> silent_packets{0}, sounding_packets{0}, misleading_flags{0};
+
+void CheckFlag(void*, std::uint32_t silent, const std::uint8_t* data, std::uint32_t length) {
+  const std::span samples(reinterpret_cast<const float*>(data), length / sizeof(float));
+  const auto zeros = std::count(samples.begin(), samples.end(), 0.0F);
+  misleading_flags += (silent != 0) != (zeros == std::ssize(samples));
+  ++(silent != 0 ? silent_packets : sounding_packets);
+}
+
+TEST_F(Streams, PacketsOfZerosAreFlaggedSilent) {
+  std::vector<float> samples(std::size_t{2} * 48'000);
+  samples[1] = -0.0F;
+  samples[48'001] = 1e-9F;
+  const Player player("zevra_speakers", samples, Player::kOverAndOver);
+  const Device device;
+  const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2);
+  ASSERT_EQ(ZevraStartCapture(device, &format, CheckFlag, nullptr), 0);
+  EXPECT_TRUE(Eventually([] { return sounding_packets >= 2 && silent_packets >= 50; }));
+  EXPECT_EQ(ZevraStopCapture(device), 0);
+  EXPECT_EQ(misleading_flags, 0);
 }
 
 // PipeWire does not tell how much is queued.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -34,11 +35,24 @@ UINT32 FramesIn(REFERENCE_TIME duration, DWORD rate) {
 // stream can have are zero in silence.
 alignas(32) std::array<BYTE, 16384> hole_zeros{};
 
+template <class Sample>
+bool IsZero(const void* data, std::size_t bytes) {
+  const auto* const samples = static_cast<const Sample*>(data);
+  return std::all_of(samples, samples + bytes / sizeof(Sample),
+                     [](Sample sample) { return sample == 0; });
+}
+
+// Ends at the first sample that is not zero, so that sound costs nothing. A float zero may have a
+// sign, so bytes cannot tell.
+bool IsSilence(const void* data, std::size_t bytes, const pa_sample_spec& spec) {
+  return spec.format == PA_SAMPLE_S16LE ? IsZero<std::int16_t>(data, bytes)
+                                        : IsZero<float>(data, bytes);
+}
+
 // The packets of a record stream, each lying where the server's data arrived: nothing is copied.
 // What the host is late for stays with the server, because nothing more is taken from the
-// connection while a packet waits here. A hole in the server's data comes as zeros, in pieces,
-// flagged silent and discontinuous; digital silence that the server did deliver is a packet like
-// any other. One thread, the stream's.
+// connection while a packet waits here. A packet of nothing but zeros is flagged silent. A hole in
+// the server's data comes as such packets, flagged discontinuous as well. One thread, the stream's.
 class PulseCapture final : public ComObject<IAudioCaptureClient> {
  public:
   // `stream` is open for recording.
@@ -114,7 +128,10 @@ HRESULT PulseCapture::GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT6
   // The interface hands out writable bytes; a host has no reason to write them.
   *data = is_hole ? hole_zeros.data() : static_cast<BYTE*>(const_cast<void*>(packet_.data));
   *frames = NextFrames();
-  if (is_hole) *flags = AUDCLNT_BUFFERFLAGS_SILENT | AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
+  if (is_hole)
+    *flags = AUDCLNT_BUFFERFLAGS_SILENT | AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
+  else if (IsSilence(packet_.data, packet_.bytes, *pa_stream_get_sample_spec(stream_->Get())))
+    *flags = AUDCLNT_BUFFERFLAGS_SILENT;
   handed_out_ = true;
   return S_OK;
 }
