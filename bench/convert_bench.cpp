@@ -157,8 +157,9 @@ Swr OpenSwr(const Pair& pair) {
   av_opt_set_int(swr.get(), "linear_interp", 1, 0);
   av_opt_set_int(swr.get(), "phase_shift", filter.phase_shift, 0);
   if (pair.source.channel_mask != pair.target.channel_mask) {
-    zevra::MixMatrix gains;
-    zevra::BuildMixMatrix(pair.source.channel_mask, pair.target.channel_mask, &gains);
+    const zevra::MixMatrix gains =
+        zevra::BuildMixMatrix({pair.source.channels, pair.source.channel_mask},
+                              {pair.target.channels, pair.target.channel_mask});
     swr_set_matrix(swr.get(), gains[0].data(), zevra::kMixChannels);
   }
   return swr_init(swr.get()) >= 0 ? std::move(swr) : nullptr;

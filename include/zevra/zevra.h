@@ -108,6 +108,13 @@ typedef struct ZevraImpl* ZevraHandle;
  * of the bits of channel_mask, and frames follow each other without padding. Integer samples are
  * little-endian. 8-bit samples are unsigned with silence at 128; all others are signed. Full scale
  * of float samples is -1.0 to 1.0.
+ *
+ * Channels that the format lacks are mixed into those that it has. Windows does so by rules of its
+ * own. On Linux the coefficients are those of ITU-R BS.775: front left and right keep their level,
+ * the centre and the surround channels join them at -3 dB, the low-frequency channel is left out,
+ * and a single channel is the mean of left and right. Nothing is taken down for the moment when
+ * every channel is loud at once: integer samples are limited then, float samples exceed 1.0.
+ * With channel_mask 0 the endpoint's own positions are taken if it has as many channels.
  */
 typedef struct ZevraAudioFormat {
   int32_t sample_kind;            /* ZEVRA_SAMPLE_PCM or ZEVRA_SAMPLE_FLOAT */

@@ -80,12 +80,6 @@ bool WrittenDirectly(const ResamplerFormat& input, const ResamplerFormat& output
          (input.is_float || input.bits <= output.bits);
 }
 
-// What PackPcm takes and what float output is: libswresample would only copy it, sample by sample.
-bool ArrivesUnpacked(const ResamplerFormat& input, const ResamplerFormat& output) {
-  return input.is_float && input.samples_per_second == output.samples_per_second &&
-         input.channel_mask == output.channel_mask;
-}
-
 // Sets options one after the other and remembers whether all were taken.
 class Options {
  public:
@@ -98,9 +92,10 @@ class Options {
   void SetSampleFormat(const char* name, AVSampleFormat value) {
     Note(av_opt_set_sample_fmt(context_, name, value, 0));
   }
-  void SetLayout(const char* name, DWORD mask) {
+  // Positions do not matter to libswresample where it has a matrix.
+  void SetChannels(const char* name, UINT32 channels) {
     AVChannelLayout layout{};
-    Note(av_channel_layout_from_mask(&layout, mask));
+    av_channel_layout_default(&layout, static_cast<int>(channels));
     Note(av_opt_set_chlayout(context_, name, &layout, 0));
     av_channel_layout_uninit(&layout);
   }
@@ -122,24 +117,18 @@ HRESULT ResultOf(int error) {
 
 // One side of a libswresample context.
 struct Side {
-  DWORD mask;
+  UINT32 channels;
   UINT32 rate;
   AVSampleFormat samples;
 };
 
-int SetMix(SwrContext* context, DWORD input_mask, DWORD output_mask) {
-  if (input_mask == output_mask) return 0;
-  MixMatrix gains;
-  if (!BuildMixMatrix(input_mask, output_mask, &gains)) return AVERROR(EINVAL);
-  return swr_set_matrix(context, gains[0].data(), kMixChannels);
-}
-
-HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSampleFormat inside,
-              UINT32 half_filter_length) {
+// Channels are mixed by `gains`; null leaves each as it is.
+HRESULT Start(SwrContext* context, const Side& input, const Side& output, const MixMatrix* gains,
+              AVSampleFormat inside, UINT32 half_filter_length) {
   const SwrFilter filter = FilterFor(input.rate, output.rate, half_filter_length);
   Options options(context);
-  options.SetLayout("in_chlayout", input.mask);
-  options.SetLayout("out_chlayout", output.mask);
+  options.SetChannels("in_chlayout", input.channels);
+  options.SetChannels("out_chlayout", output.channels);
   options.Set("in_sample_rate", input.rate);
   options.Set("out_sample_rate", output.rate);
   options.SetSampleFormat("in_sample_fmt", input.samples);
@@ -153,7 +142,9 @@ HRESULT Start(SwrContext* context, const Side& input, const Side& output, AVSamp
   options.Set("linear_interp", 1);
   options.Set("phase_shift", filter.phase_shift);
   if (options.Error() < 0) return ResultOf(options.Error());
-  if (const int error = SetMix(context, input.mask, output.mask); error < 0) return ResultOf(error);
+  const int error =
+      gains != nullptr ? swr_set_matrix(context, (*gains)[0].data(), kMixChannels) : 0;
+  if (error < 0) return ResultOf(error);
   return ResultOf(swr_init(context));
 }
 
@@ -169,12 +160,6 @@ SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length) {
   const bool falls_on_phases = phases <= 1U << filter.phase_shift;
   if (!falls_on_phases) AlignTaps(ratio, &filter);
   return filter;
-}
-
-bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output) {
-  MixMatrix gains;
-  return input.channel_mask == output.channel_mask ||
-         BuildMixMatrix(input.channel_mask, output.channel_mask, &gains);
 }
 
 void SwrEngine::FreeContext::operator()(SwrContext* context) const { swr_free(&context); }
@@ -194,12 +179,17 @@ void SwrEngine::Close() {
 HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& output,
                         UINT32 half_filter_length) {
   Close();
-  if (!CanConvert(input, output)) return MF_E_INVALIDMEDIATYPE;
   input_ = input;
   output_ = output;
+  gains_ =
+      BuildMixMatrix({input.channels, input.channel_mask}, {output.channels, output.channel_mask});
+  mixes_ = input.channels != output.channels || !IsIdentity(gains_, input.channels);
+  const bool rate_changes = input.samples_per_second != output.samples_per_second;
   direct_ = WrittenDirectly(input, output);
-  passes_ = ArrivesUnpacked(input, output) && (output.is_float || !direct_);
-  double_inside_ = !passes_ && (NeedsDouble(input) || NeedsDouble(output));
+  // What PackPcm takes and what float output is: libswresample would only copy it.
+  passes_ = input.is_float && !rate_changes && !mixes_ && (output.is_float || !direct_);
+  // The filter's own noise lies above the last bits that a double would add.
+  double_inside_ = !passes_ && !rate_changes && (NeedsDouble(input) || NeedsDouble(output));
   const HRESULT result = passes_ ? S_OK : SetUp(half_filter_length);
   if (FAILED(result)) Close();
   is_open_ = SUCCEEDED(result);
@@ -214,18 +204,20 @@ HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
   if (mix_first) mixer_.reset(swr_alloc());
   if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch())
     return E_OUTOFMEMORY;
-  Side input{input_.channel_mask, input_.samples_per_second, InputSampleFormat(input_)};
+  Side input{input_.channels, input_.samples_per_second, InputSampleFormat(input_)};
+  const MixMatrix* gains = mixes_ ? &gains_ : nullptr;
   if (mix_first) {
-    const Side mixed{output_.channel_mask, input.rate, inside};
-    const HRESULT result = Start(mixer_.get(), input, mixed, inside, half_filter_length);
+    const Side mixed{output_.channels, input.rate, inside};
+    const HRESULT result = Start(mixer_.get(), input, mixed, gains, inside, half_filter_length);
     if (FAILED(result)) return result;
     input = mixed;
+    gains = nullptr;
   }
-  const Side output{output_.channel_mask, output_.samples_per_second,
+  const Side output{output_.channels, output_.samples_per_second,
                     direct_          ? InputSampleFormat(output_)
                     : double_inside_ ? AV_SAMPLE_FMT_DBL
                                      : AV_SAMPLE_FMT_FLT};
-  return Start(context_.get(), input, output, inside, half_filter_length);
+  return Start(context_.get(), input, output, gains, inside, half_filter_length);
 }
 
 bool SwrEngine::MakeScratch() {

@@ -25,9 +25,6 @@ struct SwrFilter {
 // The filter between two rates in Hz; `half_length` counts samples of the lower rate on each side.
 SwrFilter FilterFor(UINT32 input_rate, UINT32 output_rate, UINT32 half_length);
 
-// True if frames of the one format can become frames of the other.
-bool CanConvert(const ResamplerFormat& input, const ResamplerFormat& output);
-
 // One conversion by libswresample: rate, channels and sample format. The signal goes on from call
 // to call. One thread at a time.
 class SwrEngine {
@@ -41,8 +38,7 @@ class SwrEngine {
   SwrEngine& operator=(const SwrEngine&) = delete;
 
   // Sets the engine up anew; nothing that it held is kept. `half_filter_length` counts samples of
-  // the lower of both rates on each side of the filter. E_OUTOFMEMORY, or MF_E_INVALIDMEDIATYPE for
-  // formats that CanConvert refuses.
+  // the lower of both rates on each side of the filter. E_OUTOFMEMORY where it applies.
   HRESULT Open(const ResamplerFormat& input, const ResamplerFormat& output,
                UINT32 half_filter_length);
   void Close();
@@ -83,6 +79,8 @@ class SwrEngine {
 
   ResamplerFormat input_;
   ResamplerFormat output_;
+  MixMatrix gains_{};
+  bool mixes_ = false;
   bool is_open_ = false;
   bool passes_ = false;  // samples as they come; nothing is left to do for libswresample
   bool direct_ = false;  // libswresample writes the output's own layout

@@ -4,7 +4,7 @@
 #include <bit>
 #include <iterator>
 
-#include "platform/api.h"
+#include "platform/linux/speakers.h"
 
 namespace zevra {
 namespace {
@@ -12,6 +12,13 @@ namespace {
 constexpr double kMinus3dB = 0.70710678118654752;
 constexpr double kMinus6dB = 0.5;
 constexpr double kMinus9dB = kMinus3dB / 2;
+
+constexpr DWORD kLeft = SPEAKER_FRONT_LEFT | SPEAKER_BACK_LEFT | SPEAKER_FRONT_LEFT_OF_CENTER |
+                        SPEAKER_SIDE_LEFT | SPEAKER_TOP_FRONT_LEFT | SPEAKER_TOP_BACK_LEFT;
+constexpr DWORD kRight = SPEAKER_FRONT_RIGHT | SPEAKER_BACK_RIGHT | SPEAKER_FRONT_RIGHT_OF_CENTER |
+                         SPEAKER_SIDE_RIGHT | SPEAKER_TOP_FRONT_RIGHT | SPEAKER_TOP_BACK_RIGHT;
+constexpr DWORD kMiddle = SPEAKER_FRONT_CENTER | SPEAKER_BACK_CENTER | SPEAKER_TOP_CENTER |
+                          SPEAKER_TOP_FRONT_CENTER | SPEAKER_TOP_BACK_CENTER;
 
 constexpr DWORD kFL = SPEAKER_FRONT_LEFT;
 constexpr DWORD kFR = SPEAKER_FRONT_RIGHT;
@@ -81,10 +88,11 @@ constexpr Fallback kFallbacks[] = {
     {SPEAKER_TOP_BACK_RIGHT, kFC, kMinus9dB},
 };
 
+constexpr DWORD Lowest(DWORD positions) { return positions & (~positions + 1); }
+
 // The number of the lowest position of `positions` in a frame with `mask`.
 std::size_t ChannelOf(DWORD mask, DWORD positions) {
-  const DWORD position = positions & (~positions + 1);
-  return static_cast<std::size_t>(std::popcount(mask & (position - 1)));
+  return static_cast<std::size_t>(std::popcount(mask & (Lowest(positions) - 1)));
 }
 
 // Adds `gain` to the way of `input` to each of `targets`.
@@ -100,44 +108,77 @@ double GainInto(const Fallback& fallback, DWORD input_mask) {
   return joined != 0 ? std::min(fallback.gain, kMinus3dB) : fallback.gain;
 }
 
-bool AddInput(DWORD input_mask, DWORD output_mask, DWORD position, MixMatrix* gains) {
+// Where a position goes that has no fallback in the output: the first of its own side, or else
+// beside it. The output has another position than the low-frequency one.
+Fallback LastResort(DWORD position, DWORD output_mask) {
+  const DWORD left = Lowest(output_mask & kLeft);
+  const DWORD right = Lowest(output_mask & kRight);
+  const DWORD middle = Lowest(output_mask & kMiddle);
+  const DWORD own = (position & kLeft) != 0 ? left : (position & kRight) != 0 ? right : middle;
+  if (own != 0) return {position, own, 1.0};
+  return {position, middle != 0 ? middle : left | right, kMinus3dB};
+}
+
+void AddInput(DWORD input_mask, DWORD output_mask, DWORD position, MixMatrix* gains) {
   const std::size_t input = ChannelOf(input_mask, position);
-  if ((output_mask & position) != 0) {
-    AddGain(output_mask, input, position, 1.0, gains);
-    return true;
-  }
-  if (position == SPEAKER_LOW_FREQUENCY) return true;
+  if ((output_mask & position) != 0) return AddGain(output_mask, input, position, 1.0, gains);
+  if (position == SPEAKER_LOW_FREQUENCY) return;
   const auto* const way =
       std::find_if(std::begin(kFallbacks), std::end(kFallbacks), [&](const Fallback& fallback) {
         return fallback.source == position && (output_mask & fallback.targets) == fallback.targets;
       });
-  if (way == std::end(kFallbacks)) return false;
-  AddGain(output_mask, input, way->targets, GainInto(*way, input_mask), gains);
-  return true;
+  const Fallback taken = way != std::end(kFallbacks) ? *way : LastResort(position, output_mask);
+  AddGain(output_mask, input, taken.targets, GainInto(taken, input_mask), gains);
 }
 
-void Normalize(MixMatrix* gains) {
-  double loudest = 0;
-  for (const auto& row : *gains) {
-    double sum = 0;
-    for (const double gain : row) sum += gain;
-    loudest = std::max(loudest, sum);
-  }
-  if (loudest <= 1.0) return;
-  for (auto& row : *gains)
-    for (double& gain : row) gain /= loudest;
+// A single channel is mono also where an endpoint calls it front left.
+DWORD TargetsOfMono(DWORD position, DWORD output_mask) {
+  if ((position & output_mask & ~kStereo) != 0) return position;
+  if ((output_mask & kFC) != 0) return kFC;
+  if ((output_mask & kStereo) == kStereo) return kStereo;
+  return LastResort(kFC, output_mask).targets;
+}
+
+MixMatrix ChannelByChannel(UINT32 channels) {
+  MixMatrix gains{};
+  for (UINT32 channel = 0; channel < channels; ++channel) gains[channel][channel] = 1.0;
+  return gains;
+}
+
+MixMatrix MixWithoutPositions(UINT32 inputs, UINT32 outputs) {
+  if (outputs >= inputs) return ChannelByChannel(inputs);
+  MixMatrix gains{};
+  for (UINT32 output = 0; output < outputs; ++output)
+    std::fill_n(gains[output].begin(), inputs, 1.0 / inputs);
+  return gains;
 }
 
 }  // namespace
 
-bool BuildMixMatrix(DWORD input_mask, DWORD output_mask, MixMatrix* gains) {
-  *gains = {};
-  for (DWORD left = input_mask; left != 0; left &= left - 1) {
-    const DWORD position = left & (~left + 1);
-    if (!AddInput(input_mask, output_mask, position, gains)) return false;
+MixMatrix BuildMixMatrix(ChannelLayout input, ChannelLayout output) {
+  if (input.channels == output.channels && (output.mask == 0 || output.mask == input.mask))
+    return ChannelByChannel(input.channels);
+  // Up to two channels need no names to be told apart.
+  if (input.mask == 0 && input.channels <= 2) input.mask = kStandardMasks[input.channels];
+  if (input.mask == 0) return MixWithoutPositions(input.channels, output.channels);
+  if (output.mask == 0) output.mask = kStandardMasks[output.channels];
+  const bool to_mono = output.channels == 1;
+  if (to_mono) output.mask = kFC;
+
+  MixMatrix gains{};
+  if (input.channels == 1) {
+    AddGain(output.mask, 0, TargetsOfMono(input.mask, output.mask), 1.0, &gains);
+    return gains;
   }
-  Normalize(gains);
-  return true;
+  for (DWORD left = input.mask; left != 0; left &= left - 1)
+    AddInput(input.mask, output.mask, Lowest(left), &gains);
+  if (to_mono)
+    for (double& gain : gains[0]) gain *= kMinus3dB;
+  return gains;
+}
+
+bool IsIdentity(const MixMatrix& gains, UINT32 channels) {
+  return gains == ChannelByChannel(channels);
 }
 
 }  // namespace zevra

@@ -10,14 +10,28 @@ namespace zevra {
 
 inline constexpr std::size_t kMixChannels = 8;
 
-// gains[output][input], channels in rising bit order of their masks.
+// The channels of a frame: 1 to 8, and the position of each, in rising bit order, or mask 0 where
+// nobody says. A mask has one bit a channel.
+struct ChannelLayout {
+  UINT32 channels = 0;
+  DWORD mask = 0;
+};
+
+// gains[output][input]
 using MixMatrix = std::array<std::array<double, kMixChannels>, kMixChannels>;
 
-// How a frame with the positions of `input_mask` becomes one with those of `output_mask`; both have
-// 1 to 8 bits. The coefficients are those of ITU-R BS.775: a position that the output lacks goes to
-// its neighbours at -3 dB, the low-frequency channel to nobody. All gains are scaled down together
-// until no output can exceed full scale. False if an input position has nowhere to go.
-bool BuildMixMatrix(DWORD input_mask, DWORD output_mask, MixMatrix* gains);
+// How a frame of `input` becomes one of `output`; every channel but the low-frequency one finds a
+// way. The coefficients are those of ITU-R BS.775, and nothing takes all of them down for the loud
+// moment when every channel is at full scale: a programme in the front channels keeps its level,
+// and a sum above full scale is the output's to limit. Only a fold to one channel is taken down by
+// 3 dB, which makes it the mean of left and right. One channel is mono, whatever it is called.
+// Output without positions has those of the input if there are as many channels, else the usual
+// ones. Three or more inputs without positions go channel by channel if the output has as many,
+// else each into every output, all equally.
+MixMatrix BuildMixMatrix(ChannelLayout input, ChannelLayout output);
+
+// True if each of `channels` channels goes to itself alone, unchanged.
+bool IsIdentity(const MixMatrix& gains, UINT32 channels);
 
 }  // namespace zevra
 

@@ -42,7 +42,7 @@ bool ReadChannels(IMFMediaType& type, ResamplerFormat* format) {
   format->channels = NumberOr(type, MF_MT_AUDIO_NUM_CHANNELS, 0);
   if (format->channels < 1 || format->channels > kMixChannels) return false;
   format->channel_mask = NumberOr(type, MF_MT_AUDIO_CHANNEL_MASK, 0);
-  if (format->channel_mask == 0) format->channel_mask = kStandardMasks[format->channels];
+  if (format->channel_mask == 0) return true;
   return (format->channel_mask & ~kAllSpeakers) == 0 &&
          static_cast<UINT32>(std::popcount(format->channel_mask)) == format->channels;
 }

@@ -18,7 +18,7 @@ struct ResamplerFormat {
   bool is_float = false;
   UINT32 samples_per_second = 0;  // 4,000 to 384,000
   UINT32 channels = 0;            // 1 to 8
-  DWORD channel_mask = 0;         // one bit a channel, never 0
+  DWORD channel_mask = 0;         // one bit a channel, or 0 where nobody says
   UINT32 bits = 0;                // of the container: 8, 16, 24 or 32
   UINT32 valid_bits = 0;          // 1 to `bits`
 
@@ -26,8 +26,7 @@ struct ResamplerFormat {
 };
 
 // Reads what `type` describes. MF_E_INVALIDMEDIATYPE for anything that the resampler does not take;
-// `*format` is then left as it was. A type without a mask, or with mask 0, has the standard layout
-// for its channels; one without valid bits, or with 0, uses all bits.
+// `*format` is then left as it was. A type without valid bits, or with 0, uses all bits.
 HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format);
 
 // Packed 24-bit samples to 32-bit ones with the same upper bits and zero below.

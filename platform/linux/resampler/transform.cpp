@@ -49,8 +49,7 @@ class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
     UINT32 block_bytes_ = 0;
   };
 
-  HRESULT SetType(IMFMediaType* type, DWORD flags, std::optional<ResamplerFormat>* side,
-                  const std::optional<ResamplerFormat>& other);
+  HRESULT SetType(IMFMediaType* type, DWORD flags, std::optional<ResamplerFormat>* side);
   bool TypesSet() const { return input_.has_value() && output_.has_value(); }
   // Makes the engine if there is none.
   HRESULT Prepare();
@@ -103,14 +102,10 @@ void Resampler::Packet::Advance(UINT32 frames) {
   frames_ -= frames;
 }
 
-HRESULT Resampler::SetType(IMFMediaType* type, DWORD flags, std::optional<ResamplerFormat>* side,
-                           const std::optional<ResamplerFormat>& other) {
+HRESULT Resampler::SetType(IMFMediaType* type, DWORD flags, std::optional<ResamplerFormat>* side) {
   if (flags != 0) return E_INVALIDARG;
   ResamplerFormat format;
   if (const HRESULT result = ReadResamplerFormat(*type, &format); FAILED(result)) return result;
-  const bool is_input = side == &input_;
-  if (other && !CanConvert(is_input ? format : *other, is_input ? *other : format))
-    return MF_E_INVALIDMEDIATYPE;
   *side = format;
   Reset();
   engine_.Close();
@@ -118,11 +113,11 @@ HRESULT Resampler::SetType(IMFMediaType* type, DWORD flags, std::optional<Resamp
 }
 
 HRESULT Resampler::SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) {
-  return stream == 0 ? SetType(type, flags, &input_, output_) : MF_E_INVALIDSTREAMNUMBER;
+  return stream == 0 ? SetType(type, flags, &input_) : MF_E_INVALIDSTREAMNUMBER;
 }
 
 HRESULT Resampler::SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) {
-  return stream == 0 ? SetType(type, flags, &output_, input_) : MF_E_INVALIDSTREAMNUMBER;
+  return stream == 0 ? SetType(type, flags, &output_) : MF_E_INVALIDSTREAMNUMBER;
 }
 
 HRESULT Resampler::SetHalfFilterLength(LONG length) {
