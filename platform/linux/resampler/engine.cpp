@@ -171,7 +171,7 @@ void SwrEngine::Close() {
   is_open_ = false;
   mixer_.reset();
   context_.reset();
-  unpacked_input_.reset();
+  prepared_input_.reset();
   mixed_input_.reset();
   unpacked_output_.reset();
 }
@@ -190,23 +190,22 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
   passes_ = input.is_float && !rate_changes && !mixes_ && (output.is_float || !direct_);
   // The filter's own noise lies above the last bits that a double would add.
   double_inside_ = !passes_ && !rate_changes && (NeedsDouble(input) || NeedsDouble(output));
-  const HRESULT result = passes_ ? S_OK : SetUp(half_filter_length);
+  const HRESULT result = SetUp(half_filter_length);
   if (FAILED(result)) Close();
   is_open_ = SUCCEEDED(result);
   return result;
 }
 
 HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
+  if (!MakeScratch()) return E_OUTOFMEMORY;
+  if (passes_) return S_OK;
   const AVSampleFormat inside = double_inside_ ? AV_SAMPLE_FMT_DBLP : AV_SAMPLE_FMT_FLTP;
-  const bool mix_first =
-      output_.channels < input_.channels && output_.samples_per_second != input_.samples_per_second;
   context_.reset(swr_alloc());
-  if (mix_first) mixer_.reset(swr_alloc());
-  if (context_ == nullptr || (mix_first && mixer_ == nullptr) || !MakeScratch())
-    return E_OUTOFMEMORY;
+  if (MixesFirst()) mixer_.reset(swr_alloc());
+  if (context_ == nullptr || (MixesFirst() && mixer_ == nullptr)) return E_OUTOFMEMORY;
   Side input{input_.channels, input_.samples_per_second, InputSampleFormat(input_)};
   const MixMatrix* gains = mixes_ ? &gains_ : nullptr;
-  if (mix_first) {
+  if (MixesFirst()) {
     const Side mixed{output_.channels, input.rate, inside};
     const HRESULT result = Start(mixer_.get(), input, mixed, gains, inside, half_filter_length);
     if (FAILED(result)) return result;
@@ -225,10 +224,10 @@ bool SwrEngine::MakeScratch() {
     block->reset(static_cast<BYTE*>(AllocateBlock(sample_bytes * kScratchFrames * channels)));
     return *block != nullptr;
   };
-  const bool unpacks = !input_.is_float && input_.bits == 24;
-  return (!unpacks || make(sizeof(std::int32_t), input_.channels, &unpacked_input_)) &&
-         (mixer_ == nullptr || make(sizeof(double), output_.channels, &mixed_input_)) &&
-         (direct_ || make(sizeof(double), output_.channels, &unpacked_output_));
+  const bool prepares = input_.is_float || input_.bits == 24;
+  return (!prepares || make(sizeof(float), input_.channels, &prepared_input_)) &&
+         (!MixesFirst() || make(sizeof(double), output_.channels, &mixed_input_)) &&
+         (direct_ || passes_ || make(sizeof(double), output_.channels, &unpacked_output_));
 }
 
 // The output's channels in a scratch block.
@@ -250,20 +249,29 @@ HRESULT SwrEngine::Mix(Frames* frames, UINT32 count) {
   return made == wanted ? S_OK : E_UNEXPECTED;
 }
 
+// What libswresample can take: packed samples unpacked, and wild ones tamed, which are rare.
+const BYTE* SwrEngine::Prepare(const BYTE* input, UINT32 frames) const {
+  const std::size_t samples = std::size_t{frames} * input_.channels;
+  BYTE* const prepared = prepared_input_.get();
+  if (!input_.is_float && input_.bits == 24)
+    UnpackPcm24(input, samples, reinterpret_cast<std::int32_t*>(prepared));
+  else if (input_.is_float && IsWild(reinterpret_cast<const float*>(input), samples))
+    Tame(reinterpret_cast<const float*>(input), samples, reinterpret_cast<float*>(prepared));
+  else
+    return input;
+  return prepared;
+}
+
 HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
                            UINT32 output_frames, UINT32* written) {
   *written = 0;
+  input = Prepare(input, input_frames);
   if (passes_) {
     Write(input, input_frames, output);
     *written = input_frames;
     return S_OK;
   }
   Frames frames = {input};
-  if (unpacked_input_ != nullptr) {
-    auto* const unpacked = reinterpret_cast<std::int32_t*>(unpacked_input_.get());
-    UnpackPcm24(input, std::size_t{input_frames} * input_.channels, unpacked);
-    frames = {unpacked_input_.get()};
-  }
   if (mixer_ != nullptr && input_frames > 0) {
     if (const HRESULT result = Mix(&frames, input_frames); FAILED(result)) return result;
   }

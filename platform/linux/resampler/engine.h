@@ -70,7 +70,14 @@ class SwrEngine {
 
   HRESULT SetUp(UINT32 half_filter_length);
   bool MakeScratch();
+  // libswresample by itself would change the rate of every channel first and throw away those that
+  // there are fewer of afterwards.
+  bool MixesFirst() const {
+    return output_.channels < input_.channels &&
+           output_.samples_per_second != input_.samples_per_second;
+  }
   Planes PlanesOf(const Block& block) const;
+  const BYTE* Prepare(const BYTE* input, UINT32 frames) const;
   HRESULT Mix(Frames* frames, UINT32 count);
   int Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames);
   void Write(const BYTE* unpacked, UINT32 frames, BYTE* output) const;
@@ -85,11 +92,9 @@ class SwrEngine {
   bool passes_ = false;  // samples as they come; nothing is left to do for libswresample
   bool direct_ = false;  // libswresample writes the output's own layout
   bool double_inside_ = false;
-  // Only where there are fewer channels afterwards and the rate changes: libswresample by itself
-  // would change the rate of every channel first and throw most of that away.
-  Context mixer_;
+  Context mixer_;  // only where MixesFirst
   Context context_;
-  Block unpacked_input_;
+  Block prepared_input_;
   Block mixed_input_;
   Block unpacked_output_;
 };

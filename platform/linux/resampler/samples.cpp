@@ -1,7 +1,9 @@
 #include "platform/linux/resampler/samples.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 #include "platform/linux/resampler/mix.h"
@@ -126,6 +128,31 @@ HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format) {
     return MF_E_INVALIDMEDIATYPE;
   *format = read;
   return S_OK;
+}
+
+bool IsWild(const float* samples, std::size_t count) {
+  // The highest bit of the exponent is set from 2.0 on, and in what is not finite.
+  constexpr std::uint32_t kTwoOrMore = 0x40000000;
+  using Lanes [[gnu::vector_size(16)]] = std::uint32_t;
+  constexpr std::size_t kStep = 4 * sizeof(Lanes) / sizeof(float);
+  Lanes a{}, b{}, c{}, d{};
+  std::size_t i = 0;
+  for (; i + kStep <= count; i += kStep) {
+    Lanes run[4];
+    std::memcpy(run, samples + i, sizeof run);
+    a |= run[0], b |= run[1], c |= run[2], d |= run[3];
+  }
+  a |= b | c | d;
+  std::uint32_t bits = a[0] | a[1] | a[2] | a[3];
+  for (; i < count; ++i) bits |= std::bit_cast<std::uint32_t>(samples[i]);
+  return (bits & kTwoOrMore) != 0;
+}
+
+void Tame(const float* samples, std::size_t count, float* tamed) {
+  static constexpr float kLoudest = 16;
+  std::transform(samples, samples + count, tamed, [](float sample) {
+    return std::isfinite(sample) ? std::clamp(sample, -kLoudest, kLoudest) : 0;
+  });
 }
 
 void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked) {

@@ -29,6 +29,15 @@ struct ResamplerFormat {
 // `*format` is then left as it was. A type without valid bits, or with 0, uses all bits.
 HRESULT ReadResamplerFormat(IMFMediaType& type, ResamplerFormat* format);
 
+// True if a sample is no finite number, or twice full scale or more: rarely, and then Tame has to
+// see to the samples before they are converted.
+bool IsWild(const float* samples, std::size_t count);
+
+// Copies samples. What is not finite becomes 0. What is 24 dB above full scale or more is limited
+// to that: loud enough to end at full scale in every integer format, and too little to make a
+// filter ring long or an integer overflow.
+void Tame(const float* samples, std::size_t count, float* tamed);
+
 // Packed 24-bit samples to 32-bit ones with the same upper bits and zero below.
 void UnpackPcm24(const BYTE* packed, std::size_t samples, std::int32_t* unpacked);
 
