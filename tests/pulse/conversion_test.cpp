@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <list>
+#include <memory>
 #include <numbers>
 #include <string>
 #include <utility>
@@ -128,14 +131,17 @@ TEST_F(Conversion, ChannelsFollowTheMaskWhateverTheServersOrder) {
        0x63F,
        {6, 7, 4, 5, 2, 3, 1, 0}},
       {"aux0,aux1,aux2", 0, {0, 1, 2}},
+      {"aux0,aux1,aux2,aux3,aux4,aux5,aux6,aux7,aux8", 0, {0, 1, 2, 3, 4, 5, 6, 7}},
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(one.map);
     const NullSink sink("layout", "Layout", one.map);
     const std::size_t channels = one.order.size();
     std::vector<float> levels;
-    for (std::size_t i = 0; i < 48'000 * channels; ++i)
-      levels.push_back(static_cast<float>(i % channels + 1) / 16);
+    const auto played =
+        static_cast<std::size_t>(std::count(one.map, one.map + std::strlen(one.map), ',')) + 1;
+    for (std::size_t i = 0; i < 48'000 * played; ++i)
+      levels.push_back(static_cast<float>(i % played + 1) / 16);
     const Player player("layout", levels, Player::kOverAndOver, one.map);
     const Recording recording(std::size_t{20} * 48'000 * channels * sizeof(float));
     const Device device(u"Layout");

@@ -63,12 +63,22 @@ struct Layout {
   pa_channel_map map{};
 };
 
+bool HasPosition(pa_channel_position_t channel) {
+  return std::find(kPositions.begin(), kPositions.end(), channel) != kPositions.end();
+}
+
 // The channels of the mix format, in the order in which they are delivered.
 Layout MixLayout(const PulseEndpoint& endpoint) {
-  if (endpoint.channel_map.channels > kMaxStreamChannels) return {k7Point1, MapOfMask(k7Point1)};
-  const DWORD mask = ChannelMask(endpoint.channel_map);
+  pa_channel_map map = endpoint.channel_map;
+  if (map.channels > kMaxStreamChannels) {
+    if (std::any_of(map.map, map.map + map.channels, HasPosition))
+      return {k7Point1, MapOfMask(k7Point1)};
+    // A server folds by position, so that nothing would come through.
+    map.channels = kMaxStreamChannels;
+  }
+  const DWORD mask = ChannelMask(map);
   // One channel stays the server's mono: as a centre it would be folded from what goes there only.
-  if (mask == 0 || endpoint.channel_map.channels == 1) return {mask, endpoint.channel_map};
+  if (mask == 0 || map.channels == 1) return {mask, map};
   return {mask, MapOfMask(mask)};
 }
 

@@ -23,7 +23,7 @@ struct PulseFormat {
 // The endpoint's mix format: float samples in -1..1, 32 bits, at the endpoint's rate, with its
 // channels and their mask. Channels that have no place in a mask are delivered in the endpoint's
 // own order under mask 0. An endpoint of more than 8 channels is offered as 7.1, to which
-// the server folds it.
+// the server folds it; if none of them has a place in a mask, it is offered as its first 8.
 WAVEFORMATEXTENSIBLE MixFormat(const PulseEndpoint& endpoint);
 
 // What `format` asks for, if a shared stream on the endpoint takes it: the mix format, or the same
