@@ -46,8 +46,8 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
     else
       EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
   }
-  EXPECT_EQ(report_of("[logger]\nfile=a//b\\c.log\n").log_file, folder.path() / "a/b/c.log");
-  const Log_Report too_long = describe_log("/" + std::string(300, 'd') + "/libzevra.so");
+  EXPECT_EQ(report_of("[logger]\nfile=a//b\\c.log\n").log_file, folder.File("a/b/c.log"));
+  const LogReport too_long = DescribeLog("/" + std::string(300, 'd') + "/libzevra.so");
   EXPECT_EQ(too_long.log_file + too_long.config_file, "");
   EXPECT_THAT(report_of("flush=1\n").warnings,
               testing::ElementsAre(testing::HasSubstr("no section [logger]")));

@@ -1,14 +1,11 @@
 #include "windows/class_server.h"
 
-#include <memory>
+#include <array>
+#include <atomic>
 #include <utility>
 
-#include "builtin/builtin_audio.h"
+#include "platform/com_object.h"
 #include "platform/owners.h"
-#include "platform/result.h"
-#include "support/builtin_endpoints.h"
-#include "support/live_objects.h"
-#include "windows/served_resampler.h"
 
 namespace zevra {
 
@@ -20,100 +17,89 @@ inline constexpr const IID* kInterfaceId<IClassFactory> = &IID_IClassFactory;
 namespace zevra::test {
 namespace {
 
-using builtin::BuiltinAudio;
-using builtin::EndpointConfig;
+std::atomic<LONG> filter_length{0};
 
-// The classes' own ids, as sound_test.sh registers them.
-constexpr CLSID kServedResampler = {
-    0x5F1C6A10, 0x3D0B, 0x4C6E, {0x9A, 0x41, 0x7B, 0x52, 0xE0, 0x36, 0xC8, 0x01}};
-constexpr CLSID kServedEnumerator = {
-    0x5F1C6A10, 0x3D0B, 0x4C6E, {0x9A, 0x41, 0x7B, 0x52, 0xE0, 0x36, 0xC8, 0x02}};
-
-// In the order of ServedEndpoint.
-std::vector<EndpointConfig> Endpoints() {
-  EndpointConfig speakers;
-  speakers.name = u"Served Speakers";
-  speakers.is_default = true;
-  speakers.signal = Sine(997, 0.5);
-  speakers.volume = 0.75F;
-
-  EndpointConfig headphones;
-  headphones.name = u"Served Headphones";
-
-  EndpointConfig microphone;
-  microphone.name = u"Served Microphone";
-  microphone.flow = eCapture;
-  microphone.is_default = true;
-  microphone.rate = 44'100;
-  microphone.channels = 1;
-  microphone.channel_mask = SPEAKER_FRONT_CENTER;
-  microphone.packet_frames = 441;
-  microphone.signal = Sine(440, 0.25);
-  microphone.volume = 0.5F;
-  return {std::move(speakers), std::move(headphones), std::move(microphone)};
-}
-
-// Each object that the endpoints give out holds the clock.
-struct Served {
-  const std::shared_ptr<const builtin::Clock> clock = builtin::RealClock();
-  BuiltinAudio audio{Endpoints(), clock};
-  const long uses_at_rest = clock.use_count();
-};
-
-Served& TheServed() {
-  static Served served;
-  return served;
-}
-
-BuiltinAudio& TheAudio() { return TheServed().audio; }
-
-class Factory final : public TrackedObject<IClassFactory> {
+// The library's calls go on to the system's transform. What Wine's has no answer to is answered
+// here, as its documentation tells: whether it takes input, and its settings.
+class Resampler final : public ComObject<IMFTransform, IWMResamplerProps> {
  public:
-  explicit Factory(HRESULT (*create)(REFIID iid, void** object)) : create_(create) {}
+  explicit Resampler(ComPtr<IMFTransform> inner) : inner_(std::move(inner)) {}
 
-  HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    *object = nullptr;
-    return outer != nullptr ? CLASS_E_NOAGGREGATION : create_(iid, object);
+  HRESULT SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
+    return inner_->SetInputType(stream, type, flags);
   }
-  HRESULT LockServer(BOOL /*lock*/) override { return S_OK; }
+  HRESULT SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
+    return inner_->SetOutputType(stream, type, flags);
+  }
+  HRESULT ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) override {
+    wants_input_ = wants_input_ || message == MFT_MESSAGE_COMMAND_FLUSH;
+    return inner_->ProcessMessage(message, parameter);
+  }
+  HRESULT GetInputStatus(DWORD, DWORD* flags) override {
+    *flags = wants_input_ ? MFT_INPUT_STATUS_ACCEPT_DATA : 0;
+    return S_OK;
+  }
+  HRESULT ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
+    if (!std::exchange(wants_input_, false)) return MF_E_NOTACCEPTING;
+    return inner_->ProcessInput(stream, sample, flags);
+  }
+  HRESULT ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* buffers,
+                        DWORD* status) override {
+    const HRESULT result = inner_->ProcessOutput(flags, count, buffers, status);
+    wants_input_ = result == MF_E_TRANSFORM_NEED_MORE_INPUT;
+    return result;
+  }
+  HRESULT SetHalfFilterLength(LONG length) override {
+    filter_length = length;
+    return S_OK;
+  }
 
  private:
-  HRESULT (*const create_)(REFIID iid, void** object);
+  const ComPtr<IMFTransform> inner_;
+  // Not before everything that it made of the last input has been taken.
+  bool wants_input_ = true;
 };
 
-HRESULT CreateEnumerator(REFIID iid, void** object) {
-  return NoThrow([&] { return TheAudio().CreateEnumerator(iid, object); });
+// From where the system has the class that is treated as the one here.
+HRESULT CreateSystemsResampler(ComPtr<IMFTransform>* resampler) {
+  std::array<WCHAR, MAX_PATH> path{};
+  auto bytes = static_cast<DWORD>(sizeof path);
+  ::RegGetValueW(HKEY_LOCAL_MACHINE,
+                 L"Software\\Classes\\CLSID\\{F447B69E-1884-4A7E-8055-346F74D6EDB3}"
+                 L"\\InprocServer32",
+                 nullptr, RRF_RT_REG_SZ, nullptr, path.data(), &bytes);
+  static HMODULE const module = ::LoadLibraryW(path.data());
+  const auto get_class_object = reinterpret_cast<LPFNGETCLASSOBJECT>(
+      reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
+  if (get_class_object == nullptr) return CO_E_ERRORINDLL;
+  ComPtr<IClassFactory> factory;
+  const HRESULT result =
+      get_class_object(CLSID_CResamplerMediaObject, IID_IClassFactory, factory.PutVoid());
+  if (FAILED(result)) return result;
+  return factory->CreateInstance(nullptr, IID_IMFTransform, resampler->PutVoid());
 }
+
+class Factory final : public ComObject<IClassFactory> {
+ public:
+  HRESULT CreateInstance(IUnknown*, REFIID iid, void** object) override {
+    ComPtr<IMFTransform> inner;
+    const HRESULT result = CreateSystemsResampler(&inner);
+    if (FAILED(result)) return result;
+    const auto resampler = ComPtr<IMFTransform>::Attach(MakeCom<Resampler>(std::move(inner)));
+    return resampler ? resampler->QueryInterface(iid, object) : E_OUTOFMEMORY;
+  }
+  HRESULT LockServer(BOOL) override { return S_OK; }
+};
 
 }  // namespace
 }  // namespace zevra::test
 
-STDAPI DllGetClassObject(REFCLSID class_id, REFIID iid, void** object) {
-  using zevra::test::Factory;
-  using zevra::test::kServedEnumerator;
-  using zevra::test::kServedResampler;
-  *object = nullptr;
-  decltype(&zevra::test::CreateResampler) create = nullptr;
-  if (IsEqualGUID(class_id, kServedResampler)) create = &zevra::test::CreateResampler;
-  if (IsEqualGUID(class_id, kServedEnumerator)) create = &zevra::test::CreateEnumerator;
-  if (create == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
-  const auto factory = zevra::ComPtr<IClassFactory>::Attach(zevra::MakeCom<Factory>(create));
+STDAPI DllGetClassObject(REFCLSID, REFIID iid, void** object) {
+  const auto factory = zevra::ComPtr<IClassFactory>::Attach(zevra::MakeCom<zevra::test::Factory>());
   return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
 }
 
 // What it counts must be there to the end of the test.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
-long ServedObjects() {
-  const zevra::test::Served& served = zevra::test::TheServed();
-  return zevra::test::live_objects + served.clock.use_count() - served.uses_at_rest;
-}
-
-void SetServedVolume(zevra::test::ServedEndpoint endpoint, float volume) {
-  zevra::test::TheAudio().SetVolume(endpoint, volume);
-}
-
-void RemoveServedEndpoint(zevra::test::ServedEndpoint endpoint) {
-  zevra::test::TheAudio().Remove(endpoint);
-}
+long ServedFilterLength() { return zevra::test::filter_length; }

@@ -1,6 +1,5 @@
 // The log of zevra.dll as it is shipped, on every output that it has: what the system's own file,
-// console, debugger channel and mutex make of it. Only the message box is a stand-in, which nobody
-// has to click away.
+// console, debugger channel, message box and mutex make of it.
 
 #include <gmock/gmock.h>
 #include <windows.h>
@@ -11,14 +10,13 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "windows/import_table.h"
 #include "zevra/zevra.h"
 
 namespace zevra::test {
@@ -26,24 +24,39 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr const char* kSingletonMutex = "Korvane_Log_Singleton_Mutex";
-constexpr const char* kHolds = "zevra_log_test_holds";
 constexpr const char* kSettings =
     "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\ntitle=Caption\r\n";
-constexpr DWORD kLongMs = 60'000;
 
-struct Box {
-  std::string caption;
-  std::string text;
-  UINT icon;
-  bool operator==(const Box&) const = default;
+// Clicks message boxes away and keeps what they showed.
+class Clicker {
+ public:
+  std::vector<std::string> Stop() {
+    thread_.request_stop();
+    thread_.join();
+    return boxes_;
+  }
+
+ private:
+  void Run(const std::stop_token& stop) {
+    constexpr int kText = 0xFFFF;  // the numbers of the controls
+    constexpr int kIcon = 1088;
+    while (!stop.stop_requested()) {
+      ::Sleep(1);
+      HWND const box = ::FindWindowA("#32770", "Caption");
+      std::array<char, 256> text{};
+      if (::GetDlgItemTextA(box, kText, text.data(), text.size()) == 0) continue;
+      boxes_.emplace_back(text.data());
+      const LRESULT icon = ::SendDlgItemMessageA(box, kIcon, STM_GETICON, 0, 0);
+      const bool is_error = icon == reinterpret_cast<LRESULT>(::LoadIconA(nullptr, IDI_ERROR));
+      EXPECT_EQ(is_error, boxes_.back().starts_with("[ERR]"));
+      ::SendMessageA(box, WM_COMMAND, IDOK, 0);
+      while (::IsWindow(box) != FALSE) ::Sleep(1);
+    }
+  }
+
+  std::vector<std::string> boxes_;
+  std::jthread thread_{[this](const std::stop_token& stop) { Run(stop); }};
 };
-std::vector<Box> boxes;
-
-int WINAPI KeepBox(HWND, const char* text, const char* caption, UINT type) {
-  boxes.push_back({caption, text, type & MB_ICONMASK});
-  return IDOK;
-}
 
 std::vector<std::string> debugger_lines;
 
@@ -68,7 +81,7 @@ std::string Read(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The first rows of the process's console, without the blanks behind them.
+// The first rows of the process's console, each with a line end in place of the blanks behind it.
 std::vector<std::string> ConsoleRows(std::size_t count) {
   HANDLE const console =
       ::CreateFileA("CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -80,78 +93,29 @@ std::vector<std::string> ConsoleRows(std::size_t count) {
     const COORD start{0, static_cast<SHORT>(rows.size())};
     if (::ReadConsoleOutputCharacterA(console, row.data(), 80, start, &length) == FALSE) break;
     rows.emplace_back(row.data(), length);
-    rows.back().erase(rows.back().find_last_not_of(' ') + 1);
+    rows.back().erase(rows.back().find_last_not_of(' ') + 1) += '\n';
   }
   ::CloseHandle(console);
   return rows;
 }
 
-// The program and the library share one run-time library and with it the standard output, which
-// the log turns to its console.
-class KeptStandardOutput {
- public:
-  KeptStandardOutput() : kept_(::_dup(::_fileno(stdout))) {}
-  ~KeptStandardOutput() {
-    std::fflush(stdout);
-    ::_dup2(kept_, ::_fileno(stdout));
-    ::_close(kept_);
-  }
-  KeptStandardOutput(const KeptStandardOutput&) = delete;
-  KeptStandardOutput& operator=(const KeptStandardOutput&) = delete;
-
- private:
-  const int kept_;
-};
-
-// Another process that takes the mutex of all logs and keeps it to its end.
-class Holder {
- public:
-  Holder() : holds_(::CreateEventA(nullptr, TRUE, FALSE, kHolds)) {
-    std::array<char, MAX_PATH> program{};
-    ::GetModuleFileNameA(nullptr, program.data(), MAX_PATH);
-    std::string command = std::string("\"") + program.data() + "\" hold";
-    STARTUPINFOA start{};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION process{};
-    EXPECT_TRUE(::CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                                 nullptr, &start, &process));
-    ::CloseHandle(process.hThread);
-    process_ = process.hProcess;
-    EXPECT_EQ(::WaitForSingleObject(holds_, kLongMs), WAIT_OBJECT_0);
-  }
-  ~Holder() {
-    End();
-    ::CloseHandle(process_);
-    ::CloseHandle(holds_);
-  }
-  Holder(const Holder&) = delete;
-  Holder& operator=(const Holder&) = delete;
-
-  void End() const {
-    ::TerminateProcess(process_, 0);
-    ::WaitForSingleObject(process_, kLongMs);
-  }
-
- private:
-  HANDLE holds_;
-  HANDLE process_ = nullptr;
-};
-
-int HoldForEver() {
-  ::CreateMutexA(nullptr, TRUE, kSingletonMutex);
-  ::SetEvent(::OpenEventA(EVENT_MODIFY_STATE, FALSE, kHolds));
-  ::Sleep(kLongMs);
-  return 1;
-}
-
-// In text mode, behind a banner that tells the library's version.
-void ExpectInFile(const std::string& log, const std::string& lines) {
-  const std::string text = Read(log);
-  EXPECT_TRUE(text.ends_with("=\r\n" + lines)) << text;
-  EXPECT_THAT(text, HasSubstr("\r\n\tModule:      " + BesideTheLibrary("zevra.dll") + " 20"));
-  EXPECT_THAT(text, HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
-    EXPECT_EQ(text[at - 1], '\r') << at;
+// Whether a thread waits in its ZevraInitialize while another one holds the mutex of all logs,
+// until that one ends without giving it back.
+bool WaitsForTheMutex() {
+  std::promise<void> held;
+  std::promise<void> end;
+  std::thread holder([&] {
+    ::CreateMutexA(nullptr, TRUE, "Korvane_Log_Singleton_Mutex");
+    held.set_value();
+    end.get_future().wait();
+  });
+  held.get_future().wait();
+  auto ready =
+      std::async(std::launch::async, [] { return ZevraInitialize() + ZevraUninitialize(); });
+  const bool waits = ready.wait_for(std::chrono::milliseconds(300)) == std::future_status::timeout;
+  end.set_value();
+  holder.join();
+  return ready.get() == 0 && waits;
 }
 
 // A process has one log for good, so that one test goes through its life.
@@ -160,60 +124,38 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   std::remove(log.c_str());
   const std::string settings = BesideTheLibrary("zevra.cfu");
   std::ofstream(settings, std::ios::binary) << kSettings;
-  ASSERT_TRUE(RedirectImport(::GetModuleHandleA("zevra.dll"), "MessageBoxA",
-                             reinterpret_cast<void*>(&KeepBox)));
   ::AddVectoredExceptionHandler(1, &KeepDebuggerLine);
+  // The program and the library share one run-time library and with it the standard output, which
+  // the log turns to its console.
+  const int kept = ::_dup(::_fileno(stdout));
   ::FreeConsole();
-  std::vector<std::string> console;
-  std::vector<std::string> to_debugger;
-  bool has_waited = false;
-  {
-    const KeptStandardOutput kept;
-    const Holder holder;
-    std::atomic<bool> is_ready{false};
-    std::thread host([&] {
-      EXPECT_GE(ZevraInitialize(), 0);
-      is_ready = true;
-      ZevraUninitialize();
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    has_waited = Read(log).empty() && !is_ready;
-    holder.End();
-    host.join();
+  Clicker clicker;
+  const bool has_waited = WaitsForTheMutex();
+  ZevraDeviceList list{};
+  EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_NOT_INITIALIZED);
+  std::fflush(stdout);
+  const std::vector<std::string> console = ConsoleRows(4);
+  const std::vector<std::string> to_debugger = debugger_lines;
+  ::_dup2(kept, ::_fileno(stdout));
+  ::_close(kept);
 
-    ZevraDeviceList list{};
-    EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_NOT_INITIALIZED);
-    std::fflush(stdout);
-    console = ConsoleRows(4);
-    to_debugger = debugger_lines;
-  }
-
-  EXPECT_TRUE(has_waited) << "for the process that held the mutex";
-  const std::string error = "[ERR] ::ZevraGetDeviceList | error | CoCreateInstance 800401f0";
-  const std::vector<std::string> lines = {"[VBS] ZevraInitialize | srlog_open succeed!",
-                                          "[TRC] ::ZevraGetDeviceList | enter.", error,
-                                          "[TRC] ::ZevraGetDeviceList | leave."};
+  EXPECT_TRUE(has_waited);
+  const std::vector<std::string> lines = {
+      "[VBS] ZevraInitialize | srlog_open succeed!\n", "[TRC] ::ZevraGetDeviceList | enter.\n",
+      "[ERR] ::ZevraGetDeviceList | error | CoCreateInstance 800401f0\n",
+      "[TRC] ::ZevraGetDeviceList | leave.\n"};
   EXPECT_EQ(console, lines);
-  ASSERT_EQ(boxes.size(), 4U);
-  EXPECT_EQ(boxes[2], (Box{"Caption", error + "\n", MB_ICONERROR}));
-  EXPECT_EQ(boxes[3], (Box{"Caption", lines[3] + "\n", MB_ICONINFORMATION}));
-  std::string in_file;
-  std::vector<std::string> raw_lines;
-  for (const std::string& line : lines) {
-    raw_lines.push_back(line + "\n");
-    in_file += line + "\r\n";
-  }
-  EXPECT_EQ(to_debugger, raw_lines);
+  EXPECT_EQ(to_debugger, lines);
+  EXPECT_EQ(clicker.Stop(), lines);
 
-  ExpectInFile(log, in_file);
+  // In text mode, behind a banner that tells the library's version.
+  std::string in_file = "=\r\n";
+  for (const std::string& line : lines) in_file += line.substr(0, line.size() - 1) + "\r\n";
+  EXPECT_THAT(Read(log), ::testing::EndsWith(in_file));
+  EXPECT_THAT(Read(log), HasSubstr("\r\n\tModule:      " + BesideTheLibrary("zevra.dll") + " 20"));
+  EXPECT_THAT(Read(log), HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
   std::remove(settings.c_str());
 }
 
 }  // namespace
 }  // namespace zevra::test
-
-int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "hold") == 0) return zevra::test::HoldForEver();
-  ::testing::InitGoogleMock(&argc, argv);
-  return RUN_ALL_TESTS();
-}
