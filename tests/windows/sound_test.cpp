@@ -2,6 +2,7 @@
 // sound_test.sh plays what is heard here, and registers the tests' own resampler (class_server.h).
 
 #include <gmock/gmock.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "pulse/server_host.h"
@@ -162,6 +164,42 @@ TEST_F(Monitor, TheExampleRecordsIt) {
   EXPECT_LE(BytesOf(format, first + kJudged), sound.size());
   file.close();
   EXPECT_EQ(std::remove("recorded.wav"), 0);
+}
+
+// The system gives the lowest handle that is free, so lost ones move it up.
+std::uintptr_t LowestFreeHandle() {
+  HANDLE const event = ::CreateEventA(nullptr, FALSE, FALSE, nullptr);
+  ::CloseHandle(event);
+  return reinterpret_cast<std::uintptr_t>(event);
+}
+
+// The pauses of the silent streams run side by side.
+void StartAndStop(int rounds_each) {
+  std::vector<std::jthread> hosts;
+  for (int host = 0; host < 20; ++host) {
+    hosts.emplace_back([=] {
+      EXPECT_GE(ZevraInitialize(), 0);
+      {
+        const Device speakers;
+        const Device monitor(kMonitor, ZEVRA_FLOW_CAPTURE);
+        const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1);
+        for (int round = 0; round < rounds_each; ++round) {
+          EXPECT_EQ(ZevraStartCapture(monitor, &format, nullptr, nullptr), 0);
+          EXPECT_EQ(ZevraStartPlay(speakers), 0);
+          EXPECT_EQ(ZevraStopCapture(monitor), 0);
+          EXPECT_EQ(ZevraStopPlay(speakers), 0);
+        }
+      }
+      EXPECT_EQ(ZevraUninitialize(), 0);
+    });
+  }
+}
+
+TEST_F(Monitor, AThousandStartsAndStopsLeaveNoHandle) {
+  StartAndStop(1);
+  const std::uintptr_t before = LowestFreeHandle();
+  StartAndStop(50);
+  EXPECT_LT(LowestFreeHandle(), before + 1000);
 }
 
 // Where Wine has loopback.
