@@ -22,7 +22,8 @@ namespace {
 std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
   return NoThrow([=]() -> HRESULT {
     const TraceScope scope("::ZevraGetDeviceList");
-    return list == nullptr ? E_POINTER : zevra::ListDevices(flow, list);
+    if (list == nullptr) return LogFailure("::ZevraGetDeviceList", "list", E_POINTER);
+    return zevra::ListDevices(flow, list);
   });
 }
 
@@ -60,7 +61,7 @@ std::int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list) {
 std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::uint32_t data_flow) {
   return NoThrow([=]() -> HRESULT {
     const TraceScope scope("::ZevraOpenDevice");
-    if (handle == nullptr) return E_POINTER;
+    if (handle == nullptr) return LogFailure("::ZevraOpenDevice", "OpenDevice", E_POINTER);
     auto object = std::make_unique<ZevraImpl>();
     const HRESULT result = object->OpenDevice(name, data_flow);
     if (FAILED(result)) return LogFailure("::ZevraOpenDevice", "OpenDevice", result);

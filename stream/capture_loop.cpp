@@ -157,8 +157,12 @@ HRESULT CaptureLoop::DeliverPacket() {
 
   const std::uint32_t silent = (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0 ? 1 : 0;
   ConvertBuffer(conversion_, packet, frames * frame_bytes_, converted_);
-  if (const ZevraCaptureCallback callback = *request_.callback)
-    callback(nullptr, silent, converted_.data.get(), converted_.length);
+  // What a callback must not throw ends the capture, with a line that names the culprit.
+  ZEVRA_RETURN_LOGGED(kScope, "callback", NoThrow([&] {
+                        if (const ZevraCaptureCallback callback = *request_.callback)
+                          callback(nullptr, silent, converted_.data.get(), converted_.length);
+                        return S_OK;
+                      }));
   converted_.Clear();
 
   ZEVRA_RETURN_LOGGED(kScope, "audio_capture_ptr->ReleaseBuffer",

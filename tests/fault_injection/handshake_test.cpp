@@ -109,6 +109,8 @@ TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
   const auto thrower = [](void*, std::uint32_t, const std::uint8_t*, std::uint32_t) { throw 1; };
   ASSERT_EQ(Start(handle, thrower), 0);
   EXPECT_TRUE(StreamEnds());
+  EXPECT_EQ(log.Lines().back(), "ZevraImpl::LoopBackCapture | error | callback 8000ffff");
+  EXPECT_EQ(ZevraStopCapture(handle), 0);
   EXPECT_EQ(ZevraCloseDevice(handle), 0);
 }
 

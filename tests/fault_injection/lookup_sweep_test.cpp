@@ -244,6 +244,8 @@ TEST_F(LookupSweep, BadArguments) {
   float volume = 0;
   EXPECT_EQ(ZevraOpenDevice(nullptr, nullptr, 0), ZEVRA_E_POINTER);
   EXPECT_EQ(ZevraGetDeviceList(nullptr), ZEVRA_E_POINTER);
+  EXPECT_EQ(log.Lines(), (Lines{"::ZevraOpenDevice | error | OpenDevice 80004003",
+                                "::ZevraGetDeviceList | error | list 80004003"}));
   EXPECT_EQ(ZevraStartCapture(handle, nullptr, nullptr, nullptr), ZEVRA_E_POINTER);
   EXPECT_EQ(ZevraStartCapture(nullptr, &format, nullptr, nullptr), ZEVRA_E_HANDLE);
   EXPECT_EQ(ZevraStartPlay(nullptr), ZEVRA_E_HANDLE);
