@@ -32,6 +32,7 @@ TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
     "flow": "capture",
     "default": true,
     "volume": 0.5,
+    "muted": false,
     "mixFormat": {
       "sampleKind": "float",
       "bits": 32,

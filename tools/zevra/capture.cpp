@@ -10,23 +10,23 @@ namespace {
 using std::chrono::steady_clock;
 
 // How long the disk or the terminal may stall before audio is lost.
-constexpr std::size_t kRingSeconds = 4;
+constexpr std::size_t kRingSeconds = 30;
 constexpr std::chrono::seconds kQuietBeforeCheck{1};
 // Packets that bring no audio at all: more than any converter holds back.
 constexpr std::uint64_t kPacketsWithoutAudio = 200;
 
-std::atomic<Capture*> running_capture{nullptr};
+std::atomic<Capture*> running_captures[2];
 
 }  // namespace
 
 bool PacketRing::Push(std::span<const std::uint8_t> packet) {
   const std::uint64_t pushed = pushed_.load(std::memory_order_relaxed);
   const std::uint64_t waiting = pushed - taken_.load(std::memory_order_acquire);
-  if (packet.size() > bytes_.size() - waiting) return false;
-  const std::size_t at = pushed % bytes_.size();
-  const std::size_t first = std::min(packet.size(), bytes_.size() - at);
-  std::copy_n(packet.data(), first, bytes_.data() + at);
-  std::copy_n(packet.data() + first, packet.size() - first, bytes_.data());
+  if (packet.size() > size_ - waiting) return false;
+  const std::size_t at = pushed % size_;
+  const std::size_t first = std::min(packet.size(), size_ - at);
+  std::copy_n(packet.data(), first, bytes_.get() + at);
+  std::copy_n(packet.data() + first, packet.size() - first, bytes_.get());
   pushed_.store(pushed + packet.size(), std::memory_order_release);
   return true;
 }
@@ -35,10 +35,10 @@ std::size_t PacketRing::Take(std::span<std::uint8_t> out) {
   const std::uint64_t taken = taken_.load(std::memory_order_relaxed);
   const std::uint64_t waiting = pushed_.load(std::memory_order_acquire) - taken;
   const std::size_t count = std::min<std::size_t>(out.size(), waiting);
-  const std::size_t at = taken % bytes_.size();
-  const std::size_t first = std::min(count, bytes_.size() - at);
-  std::copy_n(bytes_.data() + at, first, out.data());
-  std::copy_n(bytes_.data(), count - first, out.data() + first);
+  const std::size_t at = taken % size_;
+  const std::size_t first = std::min(count, size_ - at);
+  std::copy_n(bytes_.get() + at, first, out.data());
+  std::copy_n(bytes_.get(), count - first, out.data() + first);
   taken_.store(taken + count, std::memory_order_release);
   return count;
 }
@@ -54,35 +54,43 @@ Capture::Capture(const Device& device, const AudioFormat& format)
       ring_(format.FrameBytes() * format.rate * kRingSeconds),
       taken_(format.FrameBytes() * format.rate / 2),
       quiet_since_(steady_clock::now()) {
-  running_capture.store(this, std::memory_order_release);
+  while (running_captures[slot_].load(std::memory_order_relaxed) != nullptr) ++slot_;
+  running_captures[slot_].store(this, std::memory_order_release);
   if (const std::int32_t result = Start(); result != ZEVRA_OK) {
     device_.library().StopCapture(device_.handle());
+    running_captures[slot_].store(nullptr, std::memory_order_release);
     throw Failure("can't capture from " + device_.Text() + ": " + ResultText(result));
   }
 }
 
 Capture::~Capture() {
   device_.library().StopCapture(device_.handle());
-  running_capture.store(nullptr, std::memory_order_release);
+  running_captures[slot_].store(nullptr, std::memory_order_release);
 }
 
 std::int32_t Capture::Start() {
   const ZevraAudioFormat record = format_.Record();
-  return device_.library().StartCapture(device_.handle(), &record, &Capture::OnPacket, nullptr);
+  return device_.library().StartCapture(device_.handle(), &record,
+                                        slot_ == 0 ? &Capture::OnPacket<0> : &Capture::OnPacket<1>,
+                                        nullptr);
 }
 
+template <std::size_t kSlot>
 void Capture::OnPacket(void* /*reserved*/, std::uint32_t silent, const std::uint8_t* data,
                        std::uint32_t length) {
-  Capture& capture = *running_capture.load(std::memory_order_acquire);
-  capture.packets_.fetch_add(1, std::memory_order_relaxed);
-  capture.silent_.fetch_add(silent, std::memory_order_relaxed);
-  if (length > 0 && !capture.ring_.Push({data, length}))
-    capture.lost_.fetch_add(length, std::memory_order_relaxed);
+  running_captures[kSlot].load(std::memory_order_acquire)->Add(silent, data, length);
+}
+
+void Capture::Add(std::uint32_t silent, const std::uint8_t* data, std::uint32_t length) {
+  packets_.fetch_add(1, std::memory_order_relaxed);
+  silent_.fetch_add(silent, std::memory_order_relaxed);
+  if (length > 0 && !ring_.Push({data, length})) lost_.fetch_add(length, std::memory_order_relaxed);
 }
 
 std::span<const std::uint8_t> Capture::Take() {
   const std::size_t taken = ring_.Take(taken_);
   bytes_seen_ += taken;
+  drained_ = taken < taken_.size();
   const std::uint64_t packets_now = packets();
   if (packets_now != packets_seen_) {
     packets_seen_ = packets_now;
@@ -103,7 +111,7 @@ void Capture::CheckThatItRuns() {
   device_.library().StopCapture(device_.handle());
   float volume = 0;
   const std::int32_t reason = device_.library().GetVolume(device_.handle(), &volume);
-  throw Failure(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
+  throw EndpointGone(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
 }
 
 }  // namespace zevra::command

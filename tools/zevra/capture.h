@@ -5,11 +5,13 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "tools/zevra/device.h"
 #include "tools/zevra/sample_format.h"
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 
@@ -17,7 +19,8 @@ namespace zevra::command {
 // pushes, one takes; neither waits, locks or allocates.
 class PacketRing {
  public:
-  explicit PacketRing(std::size_t capacity_bytes) : bytes_(capacity_bytes) {}
+  explicit PacketRing(std::size_t capacity_bytes)
+      : size_(capacity_bytes), bytes_(new std::uint8_t[capacity_bytes]) {}
 
   // Whole or not at all: false if there is no room for `packet`.
   bool Push(std::span<const std::uint8_t> packet);
@@ -25,7 +28,9 @@ class PacketRing {
   std::size_t Take(std::span<std::uint8_t> out);
 
  private:
-  std::vector<std::uint8_t> bytes_;
+  // Left as it is, so that it takes memory only where something has been.
+  const std::size_t size_;
+  const std::unique_ptr<std::uint8_t[]> bytes_;
   // Bytes since the beginning, each written by one side.
   std::atomic<std::uint64_t> pushed_{0};
   std::atomic<std::uint64_t> taken_{0};
@@ -53,8 +58,14 @@ class KeepAlive {
   const std::int32_t result_;
 };
 
+// The endpoint went away while it was captured from.
+class EndpointGone : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 // A capture whose audio is taken on the main thread. The library passes nothing of the host's to
-// its callback, so there is one at a time in the process.
+// its callback, so there is a function for each, and at most two at a time in the process.
 class Capture {
  public:
   // Starts. Failure where it cannot.
@@ -63,10 +74,12 @@ class Capture {
   Capture(const Capture&) = delete;
   Capture& operator=(const Capture&) = delete;
 
-  // What has arrived since the last call, whole frames, valid until the next. Failure once the
+  // What has arrived since the last call, whole frames, valid until the next. EndpointGone once the
   // stream has ended by itself: the library gives no notice of that, so a stream from which nothing
   // comes is asked about once a second.
   std::span<const std::uint8_t> Take();
+  // Whether the last call took all there was.
+  bool IsDrained() const { return drained_; }
 
   std::uint64_t packets() const { return packets_.load(std::memory_order_relaxed); }
   std::uint64_t silent_packets() const { return silent_.load(std::memory_order_relaxed); }
@@ -76,8 +89,10 @@ class Capture {
  private:
   using Time = std::chrono::steady_clock::time_point;
 
+  template <std::size_t kSlot>
   static void OnPacket(void* reserved, std::uint32_t silent, const std::uint8_t* data,
                        std::uint32_t length);
+  void Add(std::uint32_t silent, const std::uint8_t* data, std::uint32_t length);
   std::int32_t Start();
   void CheckThatItRuns();
 
@@ -88,6 +103,8 @@ class Capture {
   std::atomic<std::uint64_t> silent_{0};
   std::atomic<std::uint64_t> lost_{0};
   std::vector<std::uint8_t> taken_;
+  std::size_t slot_ = 0;
+  bool drained_ = true;
   std::uint64_t packets_seen_ = 0;
   std::uint64_t bytes_seen_ = 0;
   Time quiet_since_;

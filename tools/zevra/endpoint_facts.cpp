@@ -1,11 +1,11 @@
 #include "tools/zevra/endpoint_facts.h"
 
-#include <pulse/context.h>
 #include <pulse/introspect.h>
-#include <pulse/mainloop.h>
+#include <pulse/subscribe.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 
 namespace zevra::command {
@@ -14,18 +14,11 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kTimeout{5};
+constexpr std::chrono::seconds kReconnectTime{1};
 // The library mixes what has more down to this many channels.
 constexpr unsigned kMostChannels = 8;
 
-struct Free {
-  void operator()(pa_mainloop* loop) const { pa_mainloop_free(loop); }
-  void operator()(pa_context* context) const {
-    pa_context_disconnect(context);
-    pa_context_unref(context);
-  }
-  void operator()(pa_operation* operation) const { pa_operation_unref(operation); }
-};
-using Operation = std::unique_ptr<pa_operation, Free>;
+using Operation = std::unique_ptr<pa_operation, PulseFree>;
 
 // What the server answers.
 struct Answers {
@@ -37,7 +30,9 @@ struct Answers {
   template <class Info>
   void Add(const Info& info, Flow flow) {
     const char* const text = info.description != nullptr ? info.description : "";
-    facts.push_back({*text != '\0' ? text : info.name, flow, false, info.sample_spec.rate,
+    const float volume = static_cast<float>(pa_cvolume_avg(&info.volume)) / PA_VOLUME_NORM;
+    facts.push_back({*text != '\0' ? text : info.name, flow, false, info.mute != 0, volume,
+                     info.sample_spec.rate,
                      std::min<unsigned>(info.sample_spec.channels, kMostChannels)});
     server_names.emplace_back(info.name);
   }
@@ -74,8 +69,8 @@ bool RunUntil(pa_mainloop* loop, const Condition& condition) {
 }
 
 bool AskServer(Answers& answers) {
-  const std::unique_ptr<pa_mainloop, Free> loop(pa_mainloop_new());
-  const std::unique_ptr<pa_context, Free> context(
+  const std::unique_ptr<pa_mainloop, PulseFree> loop(pa_mainloop_new());
+  const std::unique_ptr<pa_context, PulseFree> context(
       pa_context_new(pa_mainloop_get_api(loop.get()), "zevra"));
   if (pa_context_connect(context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return false;
   const auto state = [&] { return pa_context_get_state(context.get()); };
@@ -98,9 +93,9 @@ bool AskServer(Answers& answers) {
 
 std::vector<EndpointFacts> FindEndpointFacts(bool builtin) {
   if (builtin) {
-    return {{"Built-in Speakers", Flow::kRender, true, 48000, 2},
-            {"Built-in Headphones", Flow::kRender, false, 48000, 2},
-            {"Built-in Microphone", Flow::kCapture, true, 44100, 1}};
+    return {{"Built-in Speakers", Flow::kRender, true, false, {}, 48000, 2},
+            {"Built-in Headphones", Flow::kRender, false, false, {}, 48000, 2},
+            {"Built-in Microphone", Flow::kCapture, true, false, {}, 44100, 1}};
   }
   Answers answers;
   if (!AskServer(answers)) return {};
@@ -117,6 +112,48 @@ std::string DefaultEndpointName(bool builtin, Flow flow) {
   for (const EndpointFacts& facts : FindEndpointFacts(builtin))
     if (facts.flow == flow && facts.is_default) return facts.name;
   return {};
+}
+
+DefaultWatch::DefaultWatch(Flow flow) : flow_(flow), loop_(pa_mainloop_new()) { Connect(); }
+
+void DefaultWatch::Connect() {
+  subscribed_ = false;
+  connected_at_ = steady_clock::now();
+  context_.reset(pa_context_new(pa_mainloop_get_api(loop_.get()), "zevra"));
+  pa_context_set_subscribe_callback(
+      context_.get(),
+      [](pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self) {
+        static_cast<DefaultWatch*>(self)->Ask();
+      },
+      this);
+  pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
+}
+
+void DefaultWatch::Ask() {
+  const Operation question(pa_context_get_server_info(
+      context_.get(),
+      [](pa_context*, const pa_server_info* info, void* user_data) {
+        auto& self = *static_cast<DefaultWatch*>(user_data);
+        if (info == nullptr) return;
+        const char* const name =
+            self.flow_ == Flow::kRender ? info->default_sink_name : info->default_source_name;
+        self.current_ = name != nullptr ? name : "";
+        if (self.accepted_.empty()) self.accepted_ = self.current_;
+      },
+      this));
+}
+
+bool DefaultWatch::HasMoved() {
+  while (pa_mainloop_iterate(loop_.get(), 0, nullptr) > 0) continue;
+  const pa_context_state_t state = pa_context_get_state(context_.get());
+  if (state == PA_CONTEXT_READY && !subscribed_) {
+    subscribed_ = true;
+    const Operation subscription(
+        pa_context_subscribe(context_.get(), PA_SUBSCRIPTION_MASK_SERVER, nullptr, nullptr));
+    Ask();
+  }
+  if (!PA_CONTEXT_IS_GOOD(state) && steady_clock::now() - connected_at_ > kReconnectTime) Connect();
+  return !current_.empty() && current_ != accepted_;
 }
 
 }  // namespace zevra::command

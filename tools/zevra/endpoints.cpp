@@ -76,7 +76,8 @@ void PrintRows(const std::vector<Row>& rows) {
                      !row.facts              ? "?"
                      : row.facts->is_default ? "yes"
                                              : "",
-                     row.volume ? fmt::format("{:.0f} %", *row.volume * 100) : "?",
+                     (row.volume ? fmt::format("{:.0f} %", *row.volume * 100) : "?") +
+                         (row.facts && row.facts->muted ? ", muted" : ""),
                      row.facts ? MixFormatText(*row.facts) : "?"});
   }
   PrintTable(table);
@@ -91,6 +92,7 @@ void PrintJson(const std::vector<Row>& rows) {
     entry["flow"] = FlowText(row.flow);
     entry["default"] = row.facts ? Json(row.facts->is_default) : Json();
     entry["volume"] = row.volume ? Json(*row.volume) : Json();
+    entry["muted"] = row.facts ? Json(row.facts->muted) : Json();
     entry["mixFormat"] = nullptr;
     if (const auto& facts = row.facts) {
       entry["mixFormat"] = {{"sampleKind", "float"},

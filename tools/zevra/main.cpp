@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -86,8 +87,12 @@ std::string Explain(const CLI::App& app, const CLI::Error& error) {
   return text + "; see zevra " + (commands.empty() ? "" : place.get_name() + " ") + "--help";
 }
 
-int Complain(const std::string& line, int exit_code) {
-  std::fprintf(stderr, "zevra: %s\n", line.c_str());
+int Complain(const std::string& line, int exit_code, bool to_program = false) {
+  using Json = nlohmann::ordered_json;
+  const Json event = {{"event", "error"}, {"time", TimeStamp()}, {"message", line}};
+  const std::string text =
+      to_program ? event.dump(-1, ' ', false, Json::error_handler_t::replace) : "zevra: " + line;
+  std::fprintf(stderr, "%s\n", text.c_str());
   return exit_code;
 }
 
@@ -113,7 +118,8 @@ int Main(int argc, char** argv) {
   } catch (const BadArgument& failure) {
     return Complain(failure.what(), kExitBadArguments);
   } catch (const std::exception& failure) {
-    return Complain(failure.what(), kExitFailed);
+    const bool to_program = options.json && options.command == Options::Command::kRecord;
+    return Complain(failure.what(), kExitFailed, to_program);
   }
   return kExitOk;
 }

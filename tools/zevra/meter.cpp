@@ -78,6 +78,11 @@ std::size_t Steps(double part, std::size_t columns) {
   return static_cast<std::size_t>(std::lround(std::clamp(part, 0.0, 1.0) * whole));
 }
 
+// What a gate looks at in one piece and what it lets through around sound, in parts of a second.
+constexpr std::size_t kBlocksPerSecond = 50;
+constexpr std::uint32_t kLeadPart = 5;
+constexpr std::uint32_t kTailPart = 2;
+
 constexpr std::chrono::milliseconds kFrameTime{66};
 // A file gets a line a second at first and then one every ten, so that an hour stays readable.
 constexpr std::chrono::seconds kEarlyLineTime{1};
@@ -157,6 +162,33 @@ double Decibels(double amplitude) { return 20 * std::log10(amplitude); }
 
 std::string DecibelText(double amplitude) {
   return amplitude > 0 ? fmt::format("{:.1f}", Decibels(amplitude)) : "-inf";
+}
+
+std::span<const std::uint8_t> SoundGate::Pass(std::span<const std::uint8_t> audio,
+                                              std::span<const float> samples) {
+  out_.clear();
+  const std::size_t block = format_.rate / kBlocksPerSecond;
+  const std::size_t frame_bytes = format_.FrameBytes();
+  for (std::size_t done = 0; done * format_.channels < samples.size(); done += block) {
+    const std::size_t frames = std::min(block, samples.size() / format_.channels - done);
+    Levels levels(format_.channels);
+    levels.Add(samples.subspan(done * format_.channels, frames * format_.channels));
+    const auto bytes = audio.subspan(done * frame_bytes, frames * frame_bytes);
+    const bool sound = Decibels(levels.Peak()) >= threshold_;
+    quiet_frames_ = sound ? 0 : quiet_frames_ + frames;
+    open_ = sound || (open_ && !(closes_ && quiet_frames_ > format_.rate / kTailPart));
+    opened_ = opened_ || open_;
+    held_.insert(held_.end(), bytes.begin(), bytes.end());
+    if (open_) {
+      out_.insert(out_.end(), held_.begin(), held_.end());
+      held_.clear();
+    } else {
+      const auto keep = std::size_t{format_.rate / kLeadPart} * frame_bytes;
+      if (held_.size() > keep)
+        held_.erase(held_.begin(), held_.end() - static_cast<std::ptrdiff_t>(keep));
+    }
+  }
+  return out_;
 }
 
 MeterView::MeterView(Terminal& terminal, std::uint16_t channels,

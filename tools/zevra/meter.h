@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/zevra/sample_format.h"
 #include "tools/zevra/terminal.h"
 
 namespace zevra::command {
@@ -38,6 +39,32 @@ class Levels {
 double Decibels(double amplitude);
 // "-12.3", or "-inf" for silence.
 std::string DecibelText(double amplitude);
+
+// Lets sound through and holds silence back, with a moment of what is around the sound, so that no
+// word is cut.
+class SoundGate {
+ public:
+  // In decibels of full scale, what counts as sound. Without `closes` everything follows the first
+  // sound.
+  SoundGate(double threshold, bool closes, const AudioFormat& format)
+      : threshold_(threshold), closes_(closes), format_(format) {}
+
+  // Whole frames, and the same as samples; gives what of them and of what was held back goes on,
+  // valid until the next call.
+  std::span<const std::uint8_t> Pass(std::span<const std::uint8_t> audio,
+                                     std::span<const float> samples);
+  bool HasOpened() const { return opened_; }
+
+ private:
+  const double threshold_;
+  const bool closes_;
+  const AudioFormat format_;
+  std::vector<std::uint8_t> out_;
+  std::vector<std::uint8_t> held_;
+  bool open_ = false;
+  bool opened_ = false;
+  std::uint64_t quiet_frames_ = 0;
+};
 
 // Shows how a capture goes: on a terminal the time and a bar for each channel, some fifteen times a
 // second; elsewhere a line now and then.

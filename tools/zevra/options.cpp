@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "tools/zevra/options.h"
+#include "tools/zevra/text.h"
 #include "zevra_version.h"
 
 namespace zevra::command {
@@ -52,6 +53,21 @@ CLI::Validator Duration() {
     if (!good || seconds < 1 || seconds > kLongest)
       return text + " is no time of a second to a year, such as 90s, 15m or 1h";
     text = std::to_string(seconds);
+    return std::string();
+  };
+  return {replace, ""};
+}
+
+// "-50" or "-50dB", below full scale.
+CLI::Validator Decibels() {
+  const auto replace = [](std::string& text) {
+    std::string number = text;
+    if (number.size() > 2 && EqualIgnoringCase(number.substr(number.size() - 2), "dB"))
+      number.resize(number.size() - 2);
+    double decibels = 0;
+    if (!CLI::detail::lexical_cast(number, decibels) || decibels > 0 || decibels < -200)
+      return text + " is no level from -200dB to 0dB";
+    text = number;
     return std::string();
   };
   return {replace, ""};
@@ -116,7 +132,53 @@ void AddKeepAlive(CLI::App& command, Options& options) {
 }
 
 void AddQuiet(CLI::App& command, Options& options) {
-  command.add_flag("--quiet,-q", options.quiet, "Say nothing unless something fails.");
+  command.add_flag("--quiet,-q", options.quiet,
+                   "Say nothing unless something fails or is missing.");
+}
+
+void AddTracks(CLI::App& command, Options& options) {
+  CLI::Option* const microphone =
+      command
+          .add_flag("--with-microphone{default}", options.microphone,
+                    "Record two tracks in step: the endpoint on the left, and on the right the "
+                    "default capture endpoint or the one named.")
+          ->type_name("NAME");
+  command
+      .add_flag("--separate", options.separate,
+                "Write the two tracks into files of one channel each, the microphone's with "
+                "-microphone in its name.")
+      ->needs(microphone);
+}
+
+// A flag that may have a value after "=" only, so that it takes no argument that follows. `read`
+// gets the value, or `otherwise`.
+CLI::Option& AddFlagWithValue(CLI::App& command, const std::string& name,
+                              const std::string& otherwise, const CLI::Validator& check,
+                              const std::function<void(double)>& read,
+                              const std::string& description) {
+  // The library would only count such flags.
+  const auto take = [read](std::string& text) {
+    read(std::stod(text));
+    text = "1";
+    return std::string();
+  };
+  return *command
+              .add_flag_function(
+                  name + "{" + otherwise + "}", [](std::int64_t /*count*/) {}, description)
+              ->transform(CLI::Validator(take, ""))
+              ->transform(check);
+}
+
+void AddGates(CLI::App& command, Options& options) {
+  CLI::Option& skip = AddFlagWithValue(
+      command, "--skip-silence", "-50dB", Decibels(),
+      [&options](double decibels) { options.skip_silence = decibels; },
+      "Leave out what stays quieter than that for longer than half a second.");
+  AddFlagWithValue(
+      command, "--start-on-sound", "-50dB", Decibels(),
+      [&options](double decibels) { options.start_on_sound = decibels; },
+      "Begin with the first sound that is as loud as that.")
+      .excludes(&skip);
 }
 
 CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
@@ -134,7 +196,9 @@ void AddRecord(CLI::App& app, Options& options) {
       app, options, Options::Command::kRecord, "record",
       "Record what an endpoint plays, or what a capture endpoint records, into a file. "
       "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
-      "nothing plays.");
+      "nothing plays. What an endpoint plays is recorded as loud as its volume lets it, and muted "
+      "it is silence. The file keeps the clock: silence takes the place of what is lost, each "
+      "place is told, and the exit status is 1.");
   command
       .add_option("FILE", options.file,
                   "Where to: a name that ends in .wav, .flac, .ogg, .opus or .mp3, which is "
@@ -166,6 +230,21 @@ void AddRecord(CLI::App& app, Options& options) {
                   "frame. Files whose names do not differ by their time are numbered.")
       ->type_name("TIME")
       ->transform(Duration());
+  command.add_flag(
+      "--follow-default", options.follow_default,
+      "When the default endpoint becomes another, go on with that one, in the same file "
+      "and in step with the clock.");
+  AddFlagWithValue(
+      command, "--reconnect", "8760h", Duration(),
+      [&options](double seconds) { options.patience = seconds; },
+      "When the endpoint or the sound server goes away, record silence until it is back, for so "
+      "long at most.");
+  AddTracks(command, options);
+  AddGates(command, options);
+  command.add_flag(
+      "--json", options.json,
+      "Say all as JSON objects on standard error, one a line: start, gap, level once a "
+      "second, warning, lost, found, end, error.");
   AddKeepAlive(command, options);
   AddQuiet(command, options);
   command.footer(
@@ -189,12 +268,12 @@ void AddMeter(CLI::App& app, Options& options) {
 void AddList(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
       app, options, Options::Command::kList, "list",
-      "List the active endpoints: name, flow, whether it is the default of its flow, volume, and "
-      "the format in which it mixes.");
+      "List the active endpoints: name, flow, whether it is the default of its flow, volume and "
+      "mute, and the format in which it mixes.");
   command.add_flag(
       "--json", options.json,
-      "Print a JSON array instead, of objects with name, flow, default, volume (0 to 1) "
-      "and mixFormat; what cannot be had is null.");
+      "Print a JSON array instead, of objects with name, flow, default, volume (0 to 1), "
+      "muted and mixFormat; what cannot be had is null.");
   AddBuiltin(command, options);
 }
 

@@ -32,6 +32,15 @@ struct Options {
   AudioFormat format;
   std::optional<double> seconds;
   bool keep_alive = true;
+  bool follow_default = false;
+  // How long to wait for an endpoint that went away.
+  double patience = 0;
+  // The capture endpoint of a second track, by its name or "default".
+  std::optional<std::string> microphone;
+  bool separate = false;
+  // Decibels of full scale: what is quieter is left out, or is not waited for any longer.
+  std::optional<double> skip_silence;
+  std::optional<double> start_on_sound;
   bool quiet = false;
   bool json = false;
   // Where the recording goes; "-" for standard output.

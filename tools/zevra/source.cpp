@@ -1,0 +1,139 @@
+#include "tools/zevra/source.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/zevra/text.h"
+
+namespace zevra::command {
+namespace {
+
+constexpr double kSecondsBetweenTries = 0.5;
+// A default endpoint that goes away is replaced by another a moment later.
+constexpr double kFollowPatience = 10;
+// On the mixer's scale; the audio is some 30 dB lower then.
+constexpr float kFarDown = 0.3F;
+
+}  // namespace
+
+Source::Source(const Session& session, SourceOptions options, Tell tell)
+    : session_(session),
+      options_(std::move(options)),
+      tell_(std::move(tell)),
+      timeline_(options_.format, options_.keeps_clock, options_.aligned) {
+  const EndpointChoice& choice = options_.endpoint;
+  if (!choice.name && !session.builtin()) {
+    watch_ = std::make_unique<DefaultWatch>(choice.flow == Flow::kCapture ? Flow::kCapture
+                                                                          : Flow::kRender);
+  }
+  Open(choice);
+  WarnOfLevel();
+}
+
+void Source::Open(const EndpointChoice& choice) {
+  device_.emplace(OpenDevice(session_, choice));
+  if (options_.keep_alive && device_->flow() == Flow::kRender) {
+    keep_alive_.emplace(*device_);
+    if (keep_alive_->result() != ZEVRA_OK) {
+      tell_("warning", fmt::format("can't keep {} awake ({}): while it is silent nothing may come",
+                                   device_->Text(), ResultText(keep_alive_->result())));
+    }
+  }
+  capture_.emplace(*device_, options_.format);
+  again_ = choice;
+  if (!options_.follow_default && !device_->name().empty()) {
+    again_.name = device_->name();
+    again_.flow = device_->flow();
+  }
+}
+
+void Source::Close() {
+  packets_ = packets();
+  silent_packets_ = silent_packets();
+  slow_ = WasSlow();
+  capture_.reset();
+  keep_alive_.reset();
+}
+
+void Source::WarnOfLevel() {
+  for (const EndpointFacts& facts : FindEndpointFacts(session_.builtin())) {
+    if (facts.flow != device_->flow() || facts.name != device_->name()) continue;
+    if (facts.muted) {
+      tell_("warning", device_->Text() + " is muted, so there is only silence");
+    } else if (facts.volume && *facts.volume < kFarDown) {
+      tell_("warning", fmt::format("{} is turned down to {:.0f} %, and so is the recording",
+                                   device_->Text(), *facts.volume * 100));
+    }
+    return;
+  }
+}
+
+double Source::Now() const { return std::chrono::duration<double>(Clock::now() - begun_).count(); }
+
+std::span<const std::uint8_t> Source::Take() {
+  timeline_.Clear();
+  std::span<const std::uint8_t> audio;
+  try {
+    if (capture_) audio = capture_->Take();
+  } catch (const EndpointGone& gone) {
+    Lose(gone);
+  }
+  timeline_.Add(audio, Now(), !capture_ || capture_->IsDrained());
+  if (!capture_)
+    TryAgain();
+  else if (watch_)
+    LookForDefault();
+  return timeline_.Ready();
+}
+
+std::span<const std::uint8_t> Source::End(std::uint64_t most_frames) {
+  timeline_.Clear();
+  const auto audio = capture_ ? capture_->Take() : std::span<const std::uint8_t>();
+  timeline_.Add(audio, Now(), true);
+  timeline_.End(Now(), most_frames);
+  return timeline_.Ready();
+}
+
+void Source::LookForDefault() {
+  if (!watch_->HasMoved()) return;
+  if (!options_.follow_default) {
+    tell_("warning", "the default endpoint is another now; this goes on with " + device_->Text() +
+                         ", --follow-default goes along");
+    watch_.reset();
+    return;
+  }
+  watch_->Accept();
+  Lose(EndpointGone(device_->Text() + " is no longer the default endpoint"));
+}
+
+void Source::Lose(const EndpointGone& reason) {
+  if (options_.patience == 0 && !options_.follow_default) throw EndpointGone(reason);
+  if (!options_.follow_default) tell_("lost", std::string(reason.what()) + "; waiting for it");
+  Close();
+  lost_because_ = reason.what();
+  lost_at_ = tried_at_ = Now();
+  timeline_.SetGone(true, options_.follow_default);
+  tried_at_ -= kSecondsBetweenTries;
+}
+
+void Source::TryAgain() {
+  if (Now() - tried_at_ < kSecondsBetweenTries) return;
+  try {
+    Open(again_);
+    timeline_.SetGone(false, options_.follow_default);
+    if (watch_) watch_->Accept();
+    tell_("found", options_.follow_default
+                       ? "goes on with " + device_->Text() + ", the default endpoint"
+                       : device_->Text() + " is back");
+  } catch (const Failure&) {
+    Close();
+    const double patience =
+        std::max(options_.patience, options_.follow_default ? kFollowPatience : 0.0);
+    if (Now() - lost_at_ > patience) throw Failure(lost_because_);
+  }
+  tried_at_ = Now();
+}
+
+}  // namespace zevra::command

@@ -1,0 +1,90 @@
+#ifndef ZEVRA_TOOLS_ZEVRA_SOURCE_H
+#define ZEVRA_TOOLS_ZEVRA_SOURCE_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/zevra/capture.h"
+#include "tools/zevra/device.h"
+#include "tools/zevra/endpoint_facts.h"
+#include "tools/zevra/timeline.h"
+
+namespace zevra::command {
+
+// What there is to say about a source: the kind for programs, the text for people.
+using Tell = std::function<void(const char* kind, const std::string& text)>;
+
+struct SourceOptions {
+  EndpointChoice endpoint;
+  AudioFormat format;
+  bool keep_alive = true;
+  // False where audio is only looked at.
+  bool keeps_clock = true;
+  // One of several, whose latencies are evened out.
+  bool aligned = false;
+  // Goes along when the default endpoint becomes another.
+  bool follow_default = false;
+  // How many seconds to wait for an endpoint that went away.
+  double patience = 0;
+};
+
+// The audio of an endpoint in step with the clock, across gaps. One thread.
+class Source {
+ public:
+  // Captures at once. Failure where it cannot; also from Take, once the endpoint is gone for good.
+  Source(const Session& session, SourceOptions options, Tell tell);
+
+  // Seconds since the captures began.
+  double Now() const;
+  // What is ready since the last call, whole frames, valid until the next call.
+  std::span<const std::uint8_t> Take();
+  // The last of it, with silence for what has not come, up to so many frames.
+  std::span<const std::uint8_t> End(std::uint64_t most_frames);
+
+  const Device& device() const { return *device_; }
+  Timeline& timeline() { return timeline_; }
+  std::uint64_t packets() const { return packets_ + (capture_ ? capture_->packets() : 0); }
+  std::uint64_t silent_packets() const {
+    return silent_packets_ + (capture_ ? capture_->silent_packets() : 0);
+  }
+  // Whether audio was lost because it was taken too slowly.
+  bool WasSlow() const { return slow_ || (capture_ && capture_->lost_bytes() > 0); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Open(const EndpointChoice& choice);
+  void Close();
+  void WarnOfLevel();
+  void LookForDefault();
+  void Lose(const EndpointGone& reason);
+  void TryAgain();
+
+  const Session& session_;
+  const SourceOptions options_;
+  const Tell tell_;
+  const Clock::time_point begun_ = Clock::now();
+  Timeline timeline_;
+  std::optional<Device> device_;
+  // Ends after the capture: its stop takes a while.
+  std::optional<KeepAlive> keep_alive_;
+  std::optional<Capture> capture_;
+  std::unique_ptr<DefaultWatch> watch_;
+  EndpointChoice again_;
+  std::string lost_because_;
+  double lost_at_ = 0;
+  double tried_at_ = 0;
+  std::uint64_t packets_ = 0;
+  std::uint64_t silent_packets_ = 0;
+  bool slow_ = false;
+};
+
+}  // namespace zevra::command
+
+#endif

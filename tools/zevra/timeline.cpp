@@ -1,0 +1,146 @@
+#include "tools/zevra/timeline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace zevra::command {
+namespace {
+
+// A lag that may still be the machine's business.
+constexpr double kTolerance = 0.3;
+constexpr double kMostDrift = 0.001;
+// How long the lag must have stopped shrinking, and what shrinking is.
+constexpr double kDecisionTime = 0.5;
+constexpr double kShrinking = 0.03;
+// A stream that takes longer to its first audio has lost some.
+constexpr double kLongestStart = 1;
+constexpr double kPlannedGap = 1;
+// How far behind the clock silence stays while a source is gone, so that it never has to be taken
+// back when the source returns.
+constexpr double kGoneMargin = 0.25;
+
+}  // namespace
+
+Timeline::Timeline(const AudioFormat& format, bool keeps_clock, bool waits)
+    : format_(format), keeps_clock_(keeps_clock), waits_(waits) {}
+
+void Timeline::Begin(double now) {
+  begun_ = true;
+  begun_time_ = best_time_ = followed_ = now;
+  best_lag_ = usual_lag_ = std::min(Lag(now), kLongestStart * format_.rate);
+}
+
+void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained) {
+  pending_.insert(pending_.end(), audio.begin(), audio.end());
+  frames_ += audio.size() / format_.FrameBytes();
+  if (!keeps_clock_) return Flush();
+  if (gone_) {
+    const double missing = Lag(now) - usual_lag_ - kGoneMargin * format_.rate;
+    Flush();
+    if (begun_ && missing > 0) PutSilence(missing);
+    return;
+  }
+  if (audio.empty()) return;
+  if (!begun_) Begin(now);
+  if (!drained) {
+    if (!late_ && !waits_) Flush();
+    return;
+  }
+  const double lag = Lag(now);
+  if (waits_) {
+    best_lag_ = std::min(best_lag_, lag);
+    return;
+  }
+  Follow(lag, now);
+}
+
+void Timeline::Follow(double lag, double now) {
+  if (lag <= usual_lag_ + (aligning_ ? 0 : kTolerance * format_.rate)) {
+    const double drift = kMostDrift * (now - followed_) * format_.rate;
+    usual_lag_ = std::min(lag, usual_lag_ + drift);
+    followed_ = now;
+    return Settle();
+  }
+  if (!late_) {
+    late_ = true;
+    best_lag_ = lag;
+    best_time_ = now;
+  } else if (lag < best_lag_ - kShrinking * format_.rate) {
+    best_lag_ = lag;
+    best_time_ = now;
+    Flush();
+  } else if (now - best_time_ >= kDecisionTime) {
+    followed_ = now;
+    PutSilence(best_lag_ - usual_lag_);
+    Settle();
+  }
+}
+
+void Timeline::Settle() {
+  late_ = aligning_ = false;
+  Flush();
+  CloseHole();
+}
+
+void Timeline::SetGone(bool gone, bool planned) {
+  gone_ = gone;
+  planned_ = planned;
+  aligning_ = true;
+  late_ = false;
+}
+
+// Before what is pending.
+void Timeline::PutSilence(double frames) {
+  const auto whole = static_cast<std::uint64_t>(std::llround(std::max(frames, 0.0)));
+  if (hole_frames_ == 0) {
+    const std::uint64_t pending = pending_.size() / format_.FrameBytes();
+    hole_begin_ = static_cast<double>(frames_ - pending) / format_.rate;
+  }
+  hole_frames_ += static_cast<double>(whole);
+  frames_ += whole;
+  ready_.resize(ready_.size() + whole * format_.FrameBytes(),
+                format_.type == SampleType::kU8 ? 0x80 : 0);
+}
+
+void Timeline::Flush() {
+  ready_.insert(ready_.end(), pending_.begin(), pending_.end());
+  pending_.clear();
+}
+
+void Timeline::CloseHole() {
+  const double seconds = hole_frames_ / format_.rate;
+  if (seconds > (planned_ ? kPlannedGap : 0)) holes_.push_back({hole_begin_, seconds});
+  hole_frames_ = 0;
+  planned_ = false;
+}
+
+void Timeline::End(double now, std::uint64_t most_frames) {
+  if (keeps_clock_) {
+    if (!begun_) Begin(now);
+    if (waits_) Align(latency());
+    if (late_) PutSilence(best_lag_ - usual_lag_);
+    Flush();
+    const double room = static_cast<double>(most_frames) -
+                        static_cast<double>(ready_.size() / format_.FrameBytes());
+    const double missing = Lag(now) - usual_lag_;
+    if (gone_ || missing > kTolerance * format_.rate) PutSilence(std::min(missing, room));
+  }
+  Settle();
+}
+
+std::vector<Hole> Timeline::TakeHoles() { return std::exchange(holes_, {}); }
+
+bool Timeline::KnowsLatency(double now) const {
+  return begun_ && now - begun_time_ >= kDecisionTime;
+}
+
+void Timeline::Align(double latency) {
+  waits_ = false;
+  usual_lag_ = latency * format_.rate;
+  PutSilence(best_lag_ - usual_lag_);
+  hole_frames_ = 0;  // it lacks nothing that there was
+  Flush();
+}
+
+}  // namespace zevra::command

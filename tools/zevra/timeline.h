@@ -1,0 +1,91 @@
+#ifndef ZEVRA_TOOLS_ZEVRA_TIMELINE_H
+#define ZEVRA_TOOLS_ZEVRA_TIMELINE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "tools/zevra/sample_format.h"
+
+namespace zevra::command {
+
+// Silence that stands in a recording for what never came.
+struct Hole {
+  double at_seconds;
+  double seconds;
+};
+
+// Keeps audio in step with the clock: where audio is missing, silence takes its place. How far the
+// audio lags behind the clock tells a hole from everything else:
+// - Audio starts late by a latency, which is no hole. The lag beyond it counts.
+// - The endpoint's own clock drifts by parts in ten thousand, so the lag that counts as none
+// follows
+//   by one in a thousand. A hole is a step of hundreds of milliseconds.
+// - Audio that was held back comes later in a burst and makes the lag small again. So the lag
+// counts
+//   once it has stopped shrinking for half a second; the hole is where it stopped. What came since
+//   waits until then.
+// Times are seconds since any moment. One thread.
+class Timeline {
+ public:
+  // Without `keeps_clock` audio goes through as it comes. With `waits` nothing is ready before the
+  // latency is known to milliseconds and Align has been called.
+  Timeline(const AudioFormat& format, bool keeps_clock, bool waits);
+
+  // `audio` has come by `now`, and more of it is on its way to here unless `drained`. Call it also
+  // when none has.
+  void Add(std::span<const std::uint8_t> audio, double now, bool drained);
+  // While its source is gone, silence follows the clock. A short gap is none where it is `planned`.
+  void SetGone(bool gone, bool planned);
+  // Makes all ready, with what is still missing at `now`, but not more than so many frames.
+  void End(double now, std::uint64_t most_frames);
+
+  // Audio and silence in step with the clock, since Clear.
+  std::span<const std::uint8_t> Ready() const { return ready_; }
+  void Clear() { ready_.clear(); }
+  // New ones since the last call.
+  std::vector<Hole> TakeHoles();
+
+  // Of a timeline that waits: whether its latency is known, and then in seconds.
+  bool KnowsLatency(double now) const;
+  double latency() const { return best_lag_ / format_.rate; }
+  // Puts silence in front for what this one began later than one with a lower latency.
+  void Align(double latency);
+
+ private:
+  double Lag(double now) const { return now * format_.rate - static_cast<double>(frames_); }
+  void Begin(double now);
+  void Follow(double lag, double now);
+  void Settle();
+  void PutSilence(double frames);
+  void Flush();
+  void CloseHole();
+
+  const AudioFormat format_;
+  const bool keeps_clock_;
+  bool waits_;
+  std::vector<std::uint8_t> ready_;
+  // What came after the place of a hole that is not certain yet.
+  std::vector<std::uint8_t> pending_;
+  std::uint64_t frames_ = 0;  // ready and pending since the beginning
+  bool begun_ = false;
+  bool gone_ = false;
+  bool planned_ = false;
+  // After a gap the first audio is put exactly where the clock says.
+  bool aligning_ = false;
+  bool late_ = false;
+  // In frames: the lag that is none, and the least since the audio became late.
+  double usual_lag_ = 0;
+  double best_lag_ = 0;
+  double best_time_ = 0;
+  double followed_ = 0;
+  double begun_time_ = 0;
+  double hole_begin_ = 0;
+  double hole_frames_ = 0;
+  std::vector<Hole> holes_;
+};
+
+}  // namespace zevra::command
+
+#endif
