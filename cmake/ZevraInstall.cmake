@@ -21,7 +21,7 @@ install(FILES "${CMAKE_BINARY_DIR}/zevra-config.cmake"
         DESTINATION "${package_dir}" COMPONENT development)
 install(FILES "${CMAKE_BINARY_DIR}/zevra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
         COMPONENT development)
-install(FILES include/zevra/zevra.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zevra"
+install(FILES include/zevra/zevra.h include/zevra/zevra.hpp DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zevra"
         COMPONENT development)
 if(NOT WIN32)
   # In a folder off the loader's path, because only a host's own tests load it: they link it from

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the names that the library exports, and that the header compiles alone.
+# Checks the names that the library exports, and that each header compiles alone.
 #   interface_test.sh LIBRARY INCLUDE_DIR
 set -euo pipefail
 library=$1
@@ -17,5 +17,6 @@ readelf -d "$library" | grep -qF "Library soname: [$soname]"
 echo '#include <zevra/zevra.h>' | tee "$work/alone.c" >"$work/alone.cpp"
 flags=(-Wall -Wextra -Wpedantic -Wconversion -Werror -I "$include" -fsyntax-only)
 for standard in c99 c11; do cc -std=$standard "${flags[@]}" "$work/alone.c"; done
+echo '#include <zevra/zevra.hpp>' >>"$work/alone.cpp"
 for standard in c++17 c++20; do c++ -std=$standard "${flags[@]}" "$work/alone.cpp"; done
 echo "all passed"

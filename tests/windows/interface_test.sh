@@ -41,7 +41,7 @@ int main(void) {
   return result >= 0 ? ZevraUninitialize() : 1;
 }
 END
-cp "$work/host.c" "$work/host.cpp"
+sed 's/zevra\.h>/&\n#include <zevra\/zevra.hpp>/' "$work/host.c" >"$work/host.cpp"
 flags=(-Wall -Wextra -Wpedantic -Wconversion -Werror -I "$include")
 compiler=${objdump%objdump}
 "${compiler}gcc" -std=c99 "${flags[@]}" "$work/host.c" "$import_library" -o "$work/host.exe"

@@ -18,6 +18,7 @@ diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
 ./bin/zevra.dll
 ./examples/record.c
 ./include/zevra/zevra.h
+./include/zevra/zevra.hpp
 ./lib/cmake/zevra/zevra-config-version.cmake
 ./lib/cmake/zevra/zevra-config.cmake
 ./lib/cmake/zevra/zevra-targets-release.cmake
