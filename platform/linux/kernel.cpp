@@ -12,6 +12,7 @@
 #include <csignal>
 #include <memory>
 #include <new>
+#include <span>
 #include <thread>
 #include <utility>
 
@@ -112,17 +113,14 @@ bool Signal(const KernelObject& object) {
   return ::write(object.descriptor, &one, sizeof(one)) == sizeof(one) || errno == EAGAIN;
 }
 
-// What a wait polls for one object: its own descriptor, and those that wake a timer early. The poll
-// passes over a descriptor of -1.
-using Sources = std::array<pollfd, 1 + std::tuple_size_v<decltype(zevra::WakeUps::descriptors)>>;
+// What a wait polls for one object: its own descriptor, then those that wake a timer early.
+constexpr std::size_t kMostSources = 1 + std::tuple_size_v<decltype(zevra::WakeUps::descriptors)>;
 
-Sources SourcesOf(const KernelObject& object) {
-  Sources sources;
-  sources.fill({-1, 0, 0});
-  sources[0] = {object.descriptor, POLLIN, 0};
-  if (object.wake_ups)
-    std::copy_n(object.wake_ups->descriptors.begin(), object.wake_ups->count, &sources[1]);
-  return sources;
+// Writes them at `next`, and gives the place behind them.
+pollfd* PutSources(const KernelObject& object, pollfd* next) {
+  *next++ = {object.descriptor, POLLIN, 0};
+  if (!object.wake_ups) return next;
+  return std::copy_n(object.wake_ups->descriptors.begin(), object.wake_ups->count, next);
 }
 
 // Takes the object's own signal. False if there is none, or if another wait was faster.
@@ -141,8 +139,8 @@ bool ConsumeSignal(KernelObject& object, const pollfd& polled) {
 }
 
 // The same, or true for what wakes a timer early. A tick of the same moment is taken with it.
-bool Consume(KernelObject& object, const Sources& polled) {
-  const bool is_signalled = ConsumeSignal(object, polled[0]);
+bool Consume(KernelObject& object, std::span<const pollfd> polled) {
+  const bool is_signalled = ConsumeSignal(object, polled.front());
   const bool is_early = std::any_of(polled.begin() + 1, polled.end(),
                                     [](const pollfd& source) { return source.revents != 0; });
   if (is_early) object.wake_ups->count = 0;
@@ -262,8 +260,9 @@ BOOL CancelWaitableTimer(HANDLE timer) {
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms) {
-  std::array<Sources, kMostInAWait> sources{};
-  if (count == 0 || count > sources.size() || handles == nullptr || wait_all != FALSE) {
+  std::array<pollfd, kMostInAWait * kMostSources> sources;
+  std::array<pollfd*, kMostInAWait + 1> begins{sources.data()};  // of each handle's sources
+  if (count == 0 || count > kMostInAWait || handles == nullptr || wait_all != FALSE) {
     last_error = ERROR_INVALID_PARAMETER;
     return WAIT_FAILED;
   }
@@ -272,13 +271,13 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, 
       last_error = ERROR_INVALID_HANDLE;
       return WAIT_FAILED;
     }
-    sources[index] = SourcesOf(*static_cast<KernelObject*>(handles[index]));
+    begins[index + 1] = PutSources(*static_cast<KernelObject*>(handles[index]), begins[index]);
   }
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   while (true) {
     const timespec left = ToTimespec(std::max<Clock::duration>(deadline - Clock::now(), 0ns));
-    const int ready = ::ppoll(sources[0].data(), count * sources[0].size(),
+    const int ready = ::ppoll(sources.data(), static_cast<nfds_t>(begins[count] - sources.data()),
                               timeout_ms != INFINITE ? &left : nullptr, nullptr);
     if (ready == 0) return WAIT_TIMEOUT;
     if (ready < 0 && errno != EINTR) {
@@ -286,7 +285,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, 
       return WAIT_FAILED;
     }
     for (DWORD index = 0; ready > 0 && index < count; ++index)
-      if (Consume(*static_cast<KernelObject*>(handles[index]), sources[index]))
+      if (Consume(*static_cast<KernelObject*>(handles[index]), {begins[index], begins[index + 1]}))
         return WAIT_OBJECT_0 + index;
   }
 }
