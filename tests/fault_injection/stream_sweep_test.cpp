@@ -87,7 +87,7 @@ TEST_F(StreamSweep, OrdersThatMatterInACapture) {
   EXPECT_EQ(log.Lines(), Lines{kInfo});
   const Lines calls = script.Journal("stream:");
   EXPECT_EQ(
-      ExpectInOrder(calls, {"Initialize 0 131072 0 0 tag=65534 bits=32 block=8 rate=48000",
+      ExpectInOrder(calls, {"Initialize 0 131072 0 0 tag 65534 bits 32 block 8 rate 48000",
                             "SetWaitableTimer -50000 5", "SetInputType", "SetOutputType",
                             "SetHalfFilterLength 60", "ProcessMessage 0",
                             "ProcessMessage 268435456", "ProcessMessage 268435459", "Start",
@@ -209,7 +209,7 @@ TEST_F(StreamSweep, ACaptureFollowsItsEndpoint) {
       {[](Script& other) { other.device_period = -5; }, "SetWaitableTimer -1 1"},
       {no_mix_format, "SetUINT32 " + Attribute(MF_MT_AUDIO_SAMPLES_PER_SECOND, 44'100)},
       {no_mix_format, "MFCreateMemoryBuffer 1920"},
-      {no_mix_format, "Initialize 0 131072 0 0 tag=65534 bits=32 block=4 rate=44100"},
+      {no_mix_format, "Initialize 0 131072 0 0 tag 65534 bits 32 block 4 rate 44100"},
   };
   for (const auto& [change, call] : traits) {
     ScriptedPlatform other;
@@ -272,13 +272,13 @@ TEST_F(StreamSweep, EveryCallOfAStreamOfSilenceFailsInTurn) {
 
 TEST_F(StreamSweep, AStreamOfSilenceFollowsItsEndpoint) {
   const Trait traits[] = {
-      {[](Script&) {}, "Initialize 0 0 10000000 0 tag=65534 bits=16 block=4 rate=48000"},
+      {[](Script&) {}, "Initialize 0 0 10000000 0 tag 65534 bits 16 block 4 rate 48000"},
       {[](Script& other) { other.mix_format.SubFormat = KSDATAFORMAT_SUBTYPE_PCM; },
-       "Initialize 0 0 10000000 0 tag=65534 bits=16 block=4 rate=48000"},
+       "Initialize 0 0 10000000 0 tag 65534 bits 16 block 4 rate 48000"},
       {[](Script& other) { other.mix_format.Format.wFormatTag = WAVE_FORMAT_IEEE_FLOAT; },
-       "Initialize 0 0 10000000 0 tag=1 bits=16 block=4 rate=48000"},
+       "Initialize 0 0 10000000 0 tag 1 bits 16 block 4 rate 48000"},
       {[](Script& other) { other.mix_format.Format.wFormatTag = WAVE_FORMAT_PCM; },
-       "Initialize 0 0 10000000 0 tag=1 bits=32 block=8 rate=48000"},
+       "Initialize 0 0 10000000 0 tag 1 bits 32 block 8 rate 48000"},
       {[](Script& other) { other.buffer_frames = 47'999; }, "Sleep 499"},
       {[](Script& other) { other.buffer_frames = 480; }, "Sleep 5"},
       {[](Script& other) { other.buffer_frames = 10; }, "Sleep 1"},

@@ -9,7 +9,6 @@ namespace {
 
 long allocations = 0;
 long live_blocks = 0;
-
 // Counts down to the allocation that is to fail.
 thread_local long left_to_failure = 0;
 thread_local bool has_failed = false;
@@ -21,14 +20,14 @@ bool Fails() {
   return true;
 }
 
-void* Count(void* block) {
-  __atomic_fetch_add(&allocations, 1, __ATOMIC_RELAXED);
-  if (block != nullptr) __atomic_fetch_add(&live_blocks, 1, __ATOMIC_RELAXED);
-  return block;
+void CountLive(const void* block, int change) {
+  if (block != nullptr) __atomic_fetch_add(&live_blocks, change, __ATOMIC_RELAXED);
 }
 
-void CountFreed(const void* block) {
-  if (block != nullptr) __atomic_fetch_sub(&live_blocks, 1, __ATOMIC_RELAXED);
+void* Count(void* block) {
+  __atomic_fetch_add(&allocations, 1, __ATOMIC_RELAXED);
+  CountLive(block, 1);
+  return block;
 }
 
 }  // namespace
@@ -50,7 +49,7 @@ void* calloc(std::size_t count, std::size_t bytes) {
 }
 void* realloc(void* block, std::size_t bytes) {
   if (Fails()) return nullptr;
-  CountFreed(block);
+  CountLive(block, -1);
   return Count(__libc_realloc(block, bytes));
 }
 void* memalign(std::size_t alignment, std::size_t bytes) {
@@ -62,7 +61,7 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
   return *block != nullptr ? 0 : ENOMEM;
 }
 void free(void* block) {
-  CountFreed(block);
+  CountLive(block, -1);
   __libc_free(block);
 }
 #pragma GCC visibility pop
