@@ -20,6 +20,9 @@ namespace zevra::test {
 ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t rate,
                             std::uint16_t channels);
 
+// Of a speech recogniser.
+inline const ZevraAudioFormat kSpeech = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1);
+
 // What one callback receives. The library passes nothing through to it, so each recording has a
 // function of its own; there are at most 16 at a time.
 class Recording {
@@ -68,10 +71,7 @@ class Device {
 
   std::int32_t Result() const { return result_; }
   operator ZevraHandle() const { return handle_; }  // NOLINT(google-explicit-constructor)
-  // By default in the format of a speech recogniser.
-  std::int32_t Start(const Recording& recording,
-                     const ZevraAudioFormat& format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000,
-                                                                 1)) const {
+  std::int32_t Start(const Recording& recording, const ZevraAudioFormat& format = kSpeech) const {
     return ZevraStartCapture(handle_, &format, recording.Callback(), nullptr);
   }
 

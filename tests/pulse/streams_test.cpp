@@ -31,8 +31,7 @@ using Suspension = ServerTest;
 
 TEST_F(Rounds, LeaveNothingBehind) {
   // PipeWire takes some 30 ms for a round, PulseAudio 4.
-  const bool is_slow = !Shell("pactl info | grep PipeWire || true").empty();
-  const int rounds = is_slow ? 100 : 1000;
+  const int rounds = Shell("pactl info | grep PipeWire || true").empty() ? 1000 : 100;
   constexpr int kWarmUp = 20;
   const Recording recording;
   const std::vector<int> open_before = OpenDescriptors();
@@ -102,16 +101,6 @@ TEST_F(Streams, PacketsOfZerosAreFlaggedSilent) {
   EXPECT_EQ(misleading_flags, 0);
 }
 
-// PipeWire does not tell how much is queued.
-void ExpectSilenceIsQueued() {
-  for (const std::string& queued :
-       Shell("pactl info | grep -q PipeWire || "
-             "pactl list sink-inputs | sed -n 's/.*Buffer Latency: \\([0-9]*\\) usec/\\1/p'")) {
-    EXPECT_GT(std::stoi(queued), 300'000);
-    EXPECT_LT(std::stoi(queued), 1'100'000);
-  }
-}
-
 // On a server that suspends what nobody uses.
 TEST_F(Suspension, SilenceKeepsAnEndpointAwakeAndLetsItGo) {
   const auto asleep = [] {
@@ -129,7 +118,10 @@ TEST_F(Suspension, SilenceKeepsAnEndpointAwakeAndLetsItGo) {
     // Longer than the server lets a sink idle, and than what is queued at first lasts.
     for (int pause = 0; pause < 5; ++pause) {
       std::this_thread::sleep_for(milliseconds(400));
-      ExpectSilenceIsQueued();
+      // PipeWire always says 0.
+      for (const std::string& queued :
+           Shell("pactl list sink-inputs | sed -n 's/.*Buffer Latency: \\(.*\\) usec/\\1/p'"))
+        if (queued != "0") EXPECT_NEAR(std::stoi(queued), 750'000, 350'000);
     }
     EXPECT_FALSE(asleep());
     EXPECT_EQ(ZevraStopPlay(device), 0);
@@ -155,29 +147,23 @@ TEST_F(RemovedSink, EndsItsStreamsAndNoOthers) {
   const Recording other_recording;
   const Device other;
   ASSERT_EQ(other.Start(other_recording), 0);
-  for (const bool stops_first : {true, false}) {
-    NullSink sink("zevra_doomed", "Zevra Doomed");
-    Recording recording(10'000);
-    // The packet in the callback's hands stays good memory.
-    recording.on_packet = [&] {
-      if (recording.Packets() == 4) sink.Remove();
-    };
-    const Device device(u"Zevra Doomed");
-    ASSERT_EQ(device.Start(recording), 0);
-    ASSERT_EQ(ZevraStartPlay(device), 0);
-    ASSERT_TRUE(recording.Goes());
-    recording.WaitUntilQuiet();
-    if (stops_first) {
-      EXPECT_EQ(ZevraStopCapture(device), 0);
-      EXPECT_EQ(ZevraStopPlay(device), 0);
-    }
-    ExpectAllGone(device, ZEVRA_E_DEVICE_INVALIDATED, ZEVRA_E_NOT_FOUND);
-    EXPECT_TRUE(other_recording.Goes());
+  NullSink sink("zevra_doomed", "Zevra Doomed");
+  Recording recording(10'000);
+  // The packet in the callback's hands stays good memory.
+  recording.on_packet = [&] {
+    if (recording.Packets() == 4) sink.Remove();
+  };
+  const Device device(u"Zevra Doomed");
+  ASSERT_EQ(device.Start(recording), 0);
+  ASSERT_EQ(ZevraStartPlay(device), 0);
+  ASSERT_TRUE(recording.Goes());
+  recording.WaitUntilQuiet();
+  ExpectAllGone(device, ZEVRA_E_DEVICE_INVALIDATED, ZEVRA_E_NOT_FOUND);
+  EXPECT_TRUE(other_recording.Goes());
 
-    const NullSink again("zevra_doomed", "Zevra Doomed");
-    ASSERT_EQ(device.Start(recording), 0);
-    EXPECT_TRUE(recording.Goes());
-  }
+  const NullSink again("zevra_doomed", "Zevra Doomed");
+  ASSERT_EQ(device.Start(recording), 0);
+  EXPECT_TRUE(recording.Goes());
 }
 
 // A capture and a silence run while the server stops answering.
@@ -190,9 +176,7 @@ void BreakServer(const Device& device, const Recording& recording, int signal) {
   EXPECT_EQ(ZevraStopCapture(device), 0);
   EXPECT_EQ(ZevraStopPlay(device), 0);
   ZevraDeviceList list{};
-  list.count = 1;
   EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_SERVICE_NOT_RUNNING);
-  EXPECT_EQ(list.count, 0U);
   ExpectAllGone(device, ZEVRA_E_SERVICE_NOT_RUNNING, ZEVRA_E_SERVICE_NOT_RUNNING);
 }
 
