@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cmath>
@@ -178,6 +178,9 @@ TEST_F(ResamplerTest, WildSamplesAreSilentOrAtFullScaleWithTheirSign) {
       EXPECT_NEAR(std::clamp(converted[1'000 + i], -1.0, 1.0), tamed[i], 0.01)
           << output.bits_per_sample << ' ' << i;
   }
+  const std::vector<double> stereo = {1e9, 0, std::nan(""), 0.5, 0.5, -kInfinity, 0.5, 0.25};
+  const auto mono = Converted(stereo, Float(48'000, 2), Float(48'000, 1));
+  EXPECT_THAT(mono, testing::ElementsAre(8, 0.25, 0.25, 0.375));
   // What is no number leaves no trace in the signal, and what is too loud none that lasts.
   const auto far = Converted(samples, Float(48'000, 1), Float(44'100, 1));
   std::fill(samples.begin() + 1'003, samples.begin() + 1'008, 0.0);

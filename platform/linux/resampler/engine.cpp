@@ -188,6 +188,8 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
   direct_ = WrittenDirectly(input, output);
   // What PackPcm takes and what float output is: libswresample would only copy it.
   passes_ = input.is_float && !rate_changes && !mixes_ && (output.is_float || !direct_);
+  only_mixes_ = input.is_float && !rate_changes && mixes_ && output.is_float &&
+                output.channels <= input.channels;
   // The filter's own noise lies above the last bits that a double would add.
   double_inside_ = !passes_ && !rate_changes && (NeedsDouble(input) || NeedsDouble(output));
   const HRESULT result = SetUp(half_filter_length);
@@ -264,8 +266,18 @@ const BYTE* SwrEngine::Prepare(const BYTE* input, UINT32 frames) const {
 
 HRESULT SwrEngine::Convert(const BYTE* input, UINT32 input_frames, BYTE* output,
                            UINT32 output_frames, UINT32* written) {
+  if (only_mixes_) {
+    const HRESULT result = ConvertPrepared(input, input_frames, output, output_frames, written);
+    const std::size_t samples = std::size_t{*written} * output_.channels;
+    if (FAILED(result) || !IsWild(reinterpret_cast<const float*>(output), samples)) return result;
+  }
+  return ConvertPrepared(Prepare(input, input_frames), input_frames, output, output_frames,
+                         written);
+}
+
+HRESULT SwrEngine::ConvertPrepared(const BYTE* input, UINT32 input_frames, BYTE* output,
+                                   UINT32 output_frames, UINT32* written) {
   *written = 0;
-  input = Prepare(input, input_frames);
   if (passes_) {
     Write(input, input_frames, output);
     *written = input_frames;

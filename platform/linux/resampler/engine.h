@@ -46,7 +46,7 @@ class SwrEngine {
 
   // The most input frames that one call of Convert takes when it may write `output_frames`.
   UINT32 MostInput(UINT32 output_frames) const {
-    return passes_ ? std::min(output_frames, kMaxInputFrames) : kMaxInputFrames;
+    return passes_ || only_mixes_ ? std::min(output_frames, kMaxInputFrames) : kMaxInputFrames;
   }
 
   // Takes `input_frames` frames, 0 to what MostInput says, and writes at most `output_frames`, 1 to
@@ -77,6 +77,8 @@ class SwrEngine {
            output_.samples_per_second != input_.samples_per_second;
   }
   Planes PlanesOf(const Block& block) const;
+  HRESULT ConvertPrepared(const BYTE* input, UINT32 input_frames, BYTE* output,
+                          UINT32 output_frames, UINT32* written);
   const BYTE* Prepare(const BYTE* input, UINT32 frames) const;
   HRESULT Mix(Frames* frames, UINT32 count);
   int Run(Frames input, UINT32 input_frames, std::uint8_t** output, UINT32 output_frames);
@@ -90,6 +92,9 @@ class SwrEngine {
   bool mixes_ = false;
   bool is_open_ = false;
   bool passes_ = false;  // samples as they come; nothing is left to do for libswresample
+  // Float frames in and out, fewer samples afterwards, each made of its own frame alone: so it is
+  // there that wild ones are looked for.
+  bool only_mixes_ = false;
   bool direct_ = false;  // libswresample writes the output's own layout
   bool double_inside_ = false;
   Context mixer_;  // only where MixesFirst
