@@ -17,9 +17,10 @@ diff <(sorted <<<"$names") \
   <(sed -n '/Ordinal\/Name Pointer/,/^$/s/^\t\[.*\] //p' "$work/headers" | sorted)
 grep -q "^Name.* zevra\.dll$" "$work/headers"
 
-# All of these are part of Windows since 7. A run-time library of the compiler is not.
+# All of these are part of every Windows since 7. Media Foundation and a run-time library of the
+# compiler are not.
 echo "imports:"
-system="advapi32.dll avrt.dll kernel32.dll mfplat.dll msvcrt.dll ole32.dll user32.dll version.dll"
+system="advapi32.dll avrt.dll kernel32.dll msvcrt.dll ole32.dll user32.dll version.dll"
 comm -23 <(sed -n 's/^.*DLL Name: //p' "$work/headers" | tr '[:upper:]' '[:lower:]' | sorted) \
   <(sorted <<<"$system") | { ! grep .; }
 

@@ -39,3 +39,7 @@ play zevra_speakers 997 0.5
 play zevra_headphones 1501 0.25
 trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
 wine "$(basename "$1")" "${@:2}"
+
+# Without Media Foundation, as on some servers, the capture runs all the same.
+row=$(wine record.exe | sed -n 's/  Monitor of Zevra Speakers.*//p')
+WINEDLLOVERRIDES="$WINEDLLOVERRIDES;mfplat=" wine record.exe none.wav 1 "$row" | grep -F 'none.wav: 0.00 seconds'
