@@ -13,14 +13,23 @@ find_package(Threads REQUIRED)
 # GCC 12 reports impossible overlaps in its own string header when it inlines much of it.
 set(zevra_false_alarms $<$<AND:$<COMPILE_LANG_AND_ID:CXX,GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 
-# Windows 7 is the first with the resampler's present interface. The compiler's run-time libraries
-# are linked statically, so that the DLL needs no other file.
+# Windows 7, version 6.1, is the first with the resampler's present interface. The compiler's run-time
+# libraries are linked statically, so that the DLL needs no other file. Without a time stamp and the
+# folder's name, two builds are equal byte by byte.
 function(zevra_windows_options target)
   target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
-  target_compile_options(${target} PRIVATE -fstack-protector-strong)
+  target_compile_options(${target} PRIVATE -fstack-protector-strong $<$<CONFIG:Release>:-g>
+                                           -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
   target_link_options(${target} PRIVATE -static -fstack-protector-strong LINKER:--gc-sections
                                         LINKER:--dynamicbase LINKER:--high-entropy-va
-                                        LINKER:--nxcompat $<$<CONFIG:Release>:-s>)
+                                        LINKER:--nxcompat LINKER:--no-insert-timestamp
+                                        LINKER:--major-os-version=6,--minor-os-version=1
+                                        LINKER:--major-subsystem-version=6
+                                        LINKER:--minor-subsystem-version=1)
+  # The library's symbols are kept beside it.
+  if(NOT target STREQUAL zevra)
+    target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-s>)
+  endif()
 endfunction()
 
 function(zevra_compile_options target)

@@ -31,8 +31,16 @@ if(NOT WIN32)
                                                             NAMELINK_COMPONENT development)
 endif()
 if(WIN32)
-  # Users unpack the zip anywhere. Other tool chains make an import library from the .def file.
-  install(FILES cmake/zevra.def DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+  # What the compiler links into the DLL comes with terms of its own.
+  set(notices "The DLL and the example contain parts of the run-time libraries of mingw-w64 and GCC.\n")
+  foreach(package IN ITEMS mingw-w64-x86-64-dev gcc-mingw-w64-base)
+    file(READ "/usr/share/doc/${package}/copyright" text)
+    string(APPEND notices "\n---- Debian's ${package} ----\n\n${text}")
+  endforeach()
+  file(WRITE "${CMAKE_BINARY_DIR}/THIRD-PARTY-NOTICES.txt" "${notices}")
+  install(FILES "${CMAKE_BINARY_DIR}/THIRD-PARTY-NOTICES.txt" DESTINATION . COMPONENT library)
+  # Users unpack the zip anywhere. Further tool chains make an import library from the .def file.
+  install(FILES cmake/zevra.def "${CMAKE_BINARY_DIR}/zevra.lib" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
   install(FILES examples/record.c DESTINATION examples COMPONENT development)
   install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
 else()

@@ -23,6 +23,17 @@ if(WIN32)
   target_sources(zevra PRIVATE "${exports}" "${CMAKE_BINARY_DIR}/generated/version.rc")
   # Named as Windows users expect it; the import library keeps the linker's lib prefix.
   set_target_properties(zevra PROPERTIES PREFIX "" IMPORT_PREFIX lib)
+  # The symbols of the stripped DLL, for a debugger, and an import library as MSVC's linker reads it.
+  # The date is that of the stripped file's time stamp.
+  find_program(ZEVRA_DLLTOOL llvm-dlltool REQUIRED)
+  add_custom_command(TARGET zevra POST_BUILD
+                     COMMAND "${CMAKE_OBJCOPY}" --only-keep-debug $<TARGET_FILE:zevra>
+                             "${CMAKE_BINARY_DIR}/zevra.dll.debug"
+                     COMMAND "${CMAKE_COMMAND}" -E env SOURCE_DATE_EPOCH=0 "${CMAKE_STRIP}"
+                             $<TARGET_FILE:zevra>
+                     COMMAND "${ZEVRA_DLLTOOL}" -m i386:x86-64 -d "${exports}" -D zevra.dll
+                             -l "${CMAKE_BINARY_DIR}/zevra.lib"
+                     VERBATIM)
 else()
   set(exports "${CMAKE_SOURCE_DIR}/cmake/zevra.map")
   foreach(product IN LISTS products)

@@ -18,15 +18,20 @@ diff <(sorted <<<"$names") \
 grep -q "^Name.* zevra\.dll$" "$work/headers"
 
 # All of these are part of every Windows since 7. Media Foundation and a run-time library of the
-# compiler are not.
+# compiler are not. Cryptography would run under the loader's lock.
 echo "imports:"
 system="advapi32.dll avrt.dll kernel32.dll msvcrt.dll ole32.dll user32.dll version.dll"
 comm -23 <(sed -n 's/^.*DLL Name: //p' "$work/headers" | tr '[:upper:]' '[:lower:]' | sorted) \
   <(sorted <<<"$system") | { ! grep .; }
 
+! grep CryptAcquireContext "$work/headers"
+
 echo "load flags:"
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -q "^[[:space:]]*$flag" "$work/headers" || { echo "no $flag" && exit 1; }
+done
+for version in Major.*6 Minor.*1; do
+  grep -q "^${version%.*}SubsystemVersion[[:space:]]*${version#*\*}$" "$work/headers"
 done
 # Without relocations the loader cannot move the DLL, whatever the flags say.
 "$objdump" -h "$dll" | grep ' \.reloc ' >/dev/null

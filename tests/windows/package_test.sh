@@ -1,19 +1,24 @@
 #!/usr/bin/env bash
 # Unpacks the zip of scripts/package into a folder with a space in its name, builds the example in
 # each way that the zip offers, and lists a sound server's endpoints with each host.
-#   package_test.sh REPOSITORY OBJDUMP
+#   package_test.sh REPOSITORY OBJDUMP ZEVRA.dll
 set -euo pipefail
-root=$1 tools=${2%objdump}
+root=$1 tools=${2%objdump} dll=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 "$root/scripts/package" windows "$work"
 mkdir "$work/some place"
 cd "$work/some place"
-cmake -E tar xf "$work"/zevra-*-windows-x86_64.zip
+for zip in "$work"/zevra-*-windows-x86_64*.zip; do cmake -E tar xf "$zip"; done
+"${tools}nm" zevra.dll.debug | grep ' T _ZN9ZevraImpl' >/dev/null
 cd zevra-*/
+# Another build of the same sources.
+cmp "$dll" bin/zevra.dll
+grep -q 'GCC RUNTIME LIBRARY EXCEPTION' THIRD-PARTY-NOTICES.txt
 diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
 ./LICENSE.txt
+./THIRD-PARTY-NOTICES.txt
 ./bin/record.exe
 ./bin/zevra.dll
 ./examples/record.c
@@ -26,6 +31,7 @@ diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
 ./lib/libzevra.dll.a
 ./lib/pkgconfig/zevra.pc
 ./lib/zevra.def
+./lib/zevra.lib
 END_OF_LIST
 
 build() { # SOURCE NAME ARG...
@@ -35,7 +41,7 @@ build() { # SOURCE NAME ARG...
 }
 build examples/record.c linked.exe lib/libzevra.dll.a
 sed -n '/^```c$/,/^```$/{/^```/d;p}' "$root/README.md" >"$work/readme.c"
-build "$work/readme.c" readme.exe lib/libzevra.dll.a
+build "$work/readme.c" readme.exe lib/zevra.lib
 "${tools}dlltool" -d lib/zevra.def -l "$work/made.lib"
 build examples/record.c made.exe "$work/made.lib"
 cmake -S "$root/tests/packaging/consumer" -B "$work/host" -Dzevra_DIR="$PWD/lib/cmake/zevra" \
