@@ -7,6 +7,7 @@
 #include "tools/zevra/capture.h"
 #include "tools/zevra/meter.h"
 #include "tools/zevra/text.h"
+#include "tools/zevra/timeline.h"
 
 namespace zevra::command {
 namespace {
@@ -30,6 +31,62 @@ TEST(Levels, MeasureEachChannel) {
 TEST(TimeText, NeverRunsAhead) {
   EXPECT_EQ(TimeText(59.999), "00:59.9");
   EXPECT_EQ(TimeText(3723.45), "1:02:03.4");
+}
+
+// A source at 1000 frames a second whose audio comes every 20 ms, but not between `stall_begin` and
+// `stall_end`; then what was kept of it comes at once.
+struct Story {
+  double drift;
+  double stall_begin, stall_end, kept;
+  bool gone;  // and known to be
+  double hole_at, hole_seconds;
+};
+
+TEST(Timeline, TellsHolesFromDriftAndDelay) {
+  const Story stories[] = {
+      {0.0005, 0, 0, 0, false, 0, 0}, {-0.0005, 0, 0, 0, false, 0, 0}, {0, 5, 7, 2, false, 0, 0},
+      {0, 5, 7, 0, false, 5, 2},      {0.0002, 5, 9, 1, false, 6, 3},  {0, 5, 5.2, 0, false, 0, 0},
+      {0, 5, 25, 0, true, 5, 20},
+  };
+  const AudioFormat format{SampleType::kU8, 1000, 1};
+  for (const Story& story : stories) {
+    SCOPED_TRACE(&story - stories);
+    Timeline timeline(format, true, false);
+    std::vector<Hole> holes;
+    std::size_t frames = 0;
+    double delivered = 0;
+    bool gone = false;
+    for (double now = 0.5; now < 600; now += 0.02) {
+      const bool stalls = now > story.stall_begin && now < story.stall_end;
+      if (now > story.stall_end && now - 0.02 <= story.stall_end)
+        delivered += story.stall_end - story.stall_begin - story.kept;
+      if (story.gone && stalls != gone) timeline.SetGone(gone = stalls, false);
+      const double due = stalls ? 0 : now * (1 + story.drift) - delivered;
+      const std::vector<std::uint8_t> audio(static_cast<std::size_t>(due * 1000), 1);
+      delivered += static_cast<double>(audio.size()) / 1000;
+      timeline.Clear();
+      timeline.Add(audio, now, true);
+      frames += timeline.Ready().size();
+      for (const Hole& hole : timeline.TakeHoles()) holes.push_back(hole);
+    }
+    EXPECT_NEAR(static_cast<double>(frames) / 1000, 600 * (1 + story.drift), 0.25);
+    ASSERT_EQ(holes.size(), story.hole_seconds > 0 ? 1U : 0U);
+    if (holes.empty()) continue;
+    EXPECT_NEAR(holes[0].at_seconds, story.hole_at, 0.1);
+    EXPECT_NEAR(holes[0].seconds, story.hole_seconds, 0.1);
+  }
+}
+
+TEST(SoundGate, LetsSoundThroughWithWhatIsAroundIt) {
+  const AudioFormat format{SampleType::kF32, 1000, 1};
+  for (const bool closes : {true, false}) {
+    SoundGate gate(-40, closes, format);
+    std::vector<float> samples(10000);
+    std::fill(samples.begin() + 3000, samples.begin() + 4000, 0.1F);
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(samples.data());
+    const auto out = gate.Pass({bytes, samples.size() * 4}, samples);
+    EXPECT_NEAR(static_cast<double>(out.size()) / 4, closes ? 1700 : 7200, 40);
+  }
 }
 
 TEST(PacketRing, CarriesEveryByteAcrossThreadsAndTakesNoHalfPackets) {

@@ -43,6 +43,51 @@ TEST(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
   EXPECT_GT(kept.frames, 0U);
 }
 
+// What the server does meanwhile, and what the recording comes to.
+struct Trouble {
+  const char* arguments;
+  const char* shell;
+  int exit_code;
+  const char* message;
+};
+
+TEST(CommandOnServer, ARecordingKeepsTheClockWhateverTheServerDoes) {
+  const char* const load =
+      "pactl load-module module-null-sink norewinds=1 sink_name=gone "
+      "sink_properties='device.description=Gone' >module; sleep 0.5;";
+  const Trouble rows[] = {
+      {"-q", "kill -STOP $ZEVRA_TEST_SERVER_PID; sleep 4; kill -CONT $ZEVRA_TEST_SERVER_PID", 1,
+       "of silence put in at 00:0"},
+      {"-q -d Gone --reconnect", "pactl unload-module $(cat module); sleep 1; LOAD", 1,
+       "of silence put in at 00:0"},
+      {"--follow-default", "pactl set-default-sink zevra_surround", 0,
+       "goes on with \"Zevra Surround\", the default endpoint"},
+      {"", "pactl set-default-sink zevra_speakers", 0, "--follow-default goes along"},
+      {"--json", "true", 0, "\"event\":\"level\""},
+      {"", "pactl set-sink-mute zevra_speakers 1", 0, ""},
+      {"", "pactl set-sink-mute zevra_speakers 0; pactl set-sink-volume zevra_speakers 25%", 0,
+       "\"Zevra Speakers\" is muted"},
+      {"", "pactl set-sink-volume zevra_speakers 100%", 0, "is turned down to 25 %"},
+      {"--with-microphone --separate", "true", 0, ""},
+  };
+  const ScratchFolder folder;
+  for (const Trouble& row : rows) {
+    SCOPED_TRACE(row.arguments);
+    std::string shell = std::string("cd ") + folder.File("") + "; sleep 1.2; " + row.shell;
+    if (const auto at = shell.find("LOAD"); at != std::string::npos) {
+      shell.replace(at, 4, load);
+      Shell(std::string("cd ") + folder.File("") + ";" + load);
+    }
+    const CommandRun run = folder.Start(std::string("record -s 3 x.wav ") + row.arguments);
+    Shell(shell);
+    const Outcome outcome = run.Wait();
+    EXPECT_EQ(outcome.exit_code, row.exit_code);
+    EXPECT_THAT(outcome.err, HasSubstr(row.message));
+    EXPECT_EQ(folder.SoundOf("x.wav").frames, 3U * 48000);
+  }
+  EXPECT_EQ(folder.SoundOf("x-microphone.wav").frames, 3U * 48000);
+}
+
 TEST(CommandOnServer, CtrlCEndsAStartThatADeadServerHolds) {
   const ScratchFolder folder;
   SignalServer(SIGSTOP);

@@ -13,6 +13,8 @@ constexpr double kMostDrift = 0.001;
 // How long the lag must have stopped shrinking, and what shrinking is.
 constexpr double kDecisionTime = 0.5;
 constexpr double kShrinking = 0.03;
+// More at once than a live stream brings.
+constexpr double kHeldBack = 0.1;
 // A stream that takes longer to its first audio has lost some.
 constexpr double kLongestStart = 1;
 constexpr double kPlannedGap = 1;
@@ -52,10 +54,10 @@ void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained
     best_lag_ = std::min(best_lag_, lag);
     return;
   }
-  Follow(lag, now);
+  Follow(lag, now, static_cast<double>(audio.size() / format_.FrameBytes()));
 }
 
-void Timeline::Follow(double lag, double now) {
+void Timeline::Follow(double lag, double now, double new_frames) {
   if (lag <= usual_lag_ + (aligning_ ? 0 : kTolerance * format_.rate)) {
     const double drift = kMostDrift * (now - followed_) * format_.rate;
     usual_lag_ = std::min(lag, usual_lag_ + drift);
@@ -66,6 +68,8 @@ void Timeline::Follow(double lag, double now) {
     late_ = true;
     best_lag_ = lag;
     best_time_ = now;
+    // What was held back goes on where the audio broke off.
+    if (new_frames > kHeldBack * format_.rate) Flush();
   } else if (lag < best_lag_ - kShrinking * format_.rate) {
     best_lag_ = lag;
     best_time_ = now;

@@ -56,7 +56,7 @@ class Timeline {
  private:
   double Lag(double now) const { return now * format_.rate - static_cast<double>(frames_); }
   void Begin(double now);
-  void Follow(double lag, double now);
+  void Follow(double lag, double now, double new_frames);
   void Settle();
   void PutSilence(double frames);
   void Flush();
