@@ -54,6 +54,9 @@ TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
       {"record --builtin -s 0.5 -f s24 -c 3 -r 16000 -q - | wc -c", 0, "72000\n", ""},
       {"record --builtin -s 9 -q - | head -c 1000 | wc -c", 0, "1000\n",
        "zevra: whoever read standard output has gone\n"},
+      {"doctor --builtin", 0, "frames in a second at 48000 Hz, the first after ", ""},
+      {"doctor --json", 1, "\"subject\": \"Sound server\",\n    \"state\": \"problem\"",
+       "something is wrong", "export PULSE_SERVER=unix:/nowhere;"},
       {"log --library lib.so", 0, "\nflush          file     0\n",
        "warning: flush=yes is no number",
        "touch lib.so; printf '[logger]\nflush=yes\n' >zevra.cfu;"},
@@ -122,7 +125,8 @@ TEST(Commands, AllHaveTheirHelpAndTheirPlaceInTheManual) {
   const ScratchFolder folder;
   const std::string whole = folder.Run("--help").out;
   const std::string manual = ReadFile(ZEVRA_MANUAL);
-  for (const std::string command : {"record", "meter", "list", "volume", "silence", "log"}) {
+  for (const std::string command :
+       {"record", "meter", "list", "volume", "silence", "log", "doctor"}) {
     EXPECT_THAT(whole, HasSubstr("\n  " + command + " "));
     EXPECT_THAT(manual, HasSubstr(command));
     EXPECT_THAT(folder.Run(command + " --help").out,

@@ -22,6 +22,7 @@ using Operation = std::unique_ptr<pa_operation, PulseFree>;
 
 // What the server answers.
 struct Answers {
+  std::string server;
   std::string default_sink;
   std::string default_source;
   std::vector<EndpointFacts> facts;
@@ -41,6 +42,8 @@ struct Answers {
 void OnServer(pa_context*, const pa_server_info* info, void* user_data) {
   if (info == nullptr) return;
   auto& answers = *static_cast<Answers*>(user_data);
+  for (const char* const text : {info->server_name, info->server_version})
+    if (text != nullptr) answers.server += (answers.server.empty() ? "" : " ") + std::string(text);
   if (info->default_sink_name != nullptr) answers.default_sink = info->default_sink_name;
   if (info->default_source_name != nullptr) answers.default_source = info->default_source_name;
 }
@@ -106,6 +109,11 @@ std::vector<EndpointFacts> FindEndpointFacts(bool builtin) {
         (facts.flow == Flow::kRender ? answers.default_sink : answers.default_source);
   }
   return answers.facts;
+}
+
+std::string SoundServerText() {
+  Answers answers;
+  return AskServer(answers) ? answers.server : "";
 }
 
 std::string DefaultEndpointName(bool builtin, Flow flow) {

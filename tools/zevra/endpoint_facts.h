@@ -31,6 +31,9 @@ struct EndpointFacts {
 // of the built-in endpoints are known.
 std::vector<EndpointFacts> FindEndpointFacts(bool builtin);
 
+// The sound server's name and version, empty where it does not answer.
+std::string SoundServerText();
+
 // The name of a flow's default endpoint, empty where there is none.
 std::string DefaultEndpointName(bool builtin, Flow flow);
 

@@ -30,6 +30,8 @@ void Run(const Options& options) {
       return Silence(options);
     case Options::Command::kLog:
       return Log(options);
+    case Options::Command::kDoctor:
+      return Doctor(options);
     case Options::Command::kNone:
       return;
   }

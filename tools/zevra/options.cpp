@@ -308,6 +308,18 @@ void AddLog(CLI::App& app, Options& options) {
   command.footer("Examples:\n  zevra log --library /usr/lib/x86_64-linux-gnu/libzevra.so.1");
 }
 
+void AddDoctor(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(app, options, Options::Command::kDoctor, "doctor",
+                                 "Look at all that a recording needs: the library, its settings "
+                                 "and log, the sound server, the "
+                                 "endpoints, and a second of trial. Each line is ok, a note or a "
+                                 "problem, with what to do; the "
+                                 "exit status is 1 on a problem.");
+  command.add_flag("--json", options.json,
+                   "Print a JSON array instead, of objects with subject, state, text and advice.");
+  AddBuiltin(command, options);
+}
+
 }  // namespace
 
 void Describe(CLI::App& app, Options& options) {
@@ -327,6 +339,7 @@ void Describe(CLI::App& app, Options& options) {
   AddVolume(app, options);
   AddSilence(app, options);
   AddLog(app, options);
+  AddDoctor(app, options);
   app.footer(
       "Exit status:\n  0  done, also when Ctrl-C ended it\n"
       "  1  failed, with one line on standard error that says why\n"

@@ -25,7 +25,7 @@ struct EndpointChoice {
 };
 
 struct Options {
-  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence, kLog };
+  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence, kLog, kDoctor };
 
   Command command = Command::kNone;
   EndpointChoice endpoint;
@@ -63,6 +63,7 @@ void List(const Options& options);
 void Volume(const Options& options);
 void Silence(const Options& options);
 void Log(const Options& options);
+void Doctor(const Options& options);
 
 }  // namespace zevra::command
 
