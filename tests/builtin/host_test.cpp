@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "log/process_logger.h"
 #include "support/builtin_endpoints.h"
 #include "support/host.h"
 #include "support/manual_clock.h"
@@ -41,6 +42,7 @@ TEST(HostTest, SixtyFourCapturesGetEveryFrame) {
   const builtin::BuiltinAudio audio({endpoint}, clock);
   const auto registration = RegisterEndpoints(audio);
   ASSERT_EQ(ZevraInitialize(), ZEVRA_OK);
+  EXPECT_NE(ProcessLoggerInUse(), nullptr);
   ZevraAudioFormat format = SpeechFormat();
   format.samples_per_second = 48000;
   std::array<ZevraHandle, kStreams> handles{};

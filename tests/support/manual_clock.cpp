@@ -210,6 +210,6 @@ ManualClock::~ManualClock() { ReplaceOperations(nullptr); }
 
 nanoseconds ManualClock::Now() const { return schedule.now; }
 
-void ManualClock::Advance(nanoseconds by) { AdvanceTo(Now() + by); }
+void ManualClock::Advance(nanoseconds by) const { AdvanceTo(Now() + by); }
 
 }  // namespace zevra::test

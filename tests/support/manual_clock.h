@@ -33,7 +33,7 @@ class ManualClock final : public builtin::Clock {
   // made a timer or slept waits again or has ended. So every thread works at the right instant, and
   // has finished when this returns. A thread that does not wait again within a few seconds of real
   // time is ignored. One thread at a time.
-  void Advance(std::chrono::nanoseconds by);
+  void Advance(std::chrono::nanoseconds by) const;
 };
 
 }  // namespace zevra::test

@@ -97,7 +97,7 @@ class ScriptedStream final
   }
 
  private:
-  Script script_ = CurrentScript();
+  Script script_ = static_cast<const Script&>(CurrentScript());
   WORD frame_bytes_ = 0;
   std::size_t next_ = 0;  // packet or padding
   std::vector<BYTE> block_;

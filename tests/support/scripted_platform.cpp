@@ -71,7 +71,7 @@ constexpr Operations kTapped = {
 ScriptedPlatform& CurrentScript() { return *current; }
 
 ScriptedPlatform::ScriptedPlatform()
-    : Script(current != nullptr ? *current : Script{}),
+    : Script(current != nullptr ? static_cast<const Script&>(*current) : Script{}),
       previous_(std::exchange(current, this)),
       endpoint_class_(CLSID_MMDeviceEnumerator, CreateScriptedEnumerator),
       resampler_class_(CLSID_CResamplerMediaObject, CreateScriptedResampler) {

@@ -18,8 +18,8 @@ inline constexpr bool kOnWindows = std::filesystem::path::preferred_separator ==
 // A fresh folder among the temporary ones.
 inline std::filesystem::path MakeTemporaryFolder() {
   std::random_device random;
-  const auto folder = std::filesystem::temp_directory_path() /
-                      ("zevra_" + std::to_string(random()) + "_" + std::to_string(random()));
+  auto folder = std::filesystem::temp_directory_path() /
+                ("zevra_" + std::to_string(random()) + "_" + std::to_string(random()));
   std::filesystem::create_directory(folder);
   return folder;
 }
