@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 namespace zevra {
@@ -17,13 +18,28 @@ HMODULE ModuleAt(const void* address) {
   return module;
 }
 
+// False where the code page of narrow paths lacks a character, or the buffer is too small.
+bool Narrow(const wchar_t* path, char* buffer, std::size_t size) {
+  // UTF-8 has every character, and takes no such question.
+  const bool has_all = ::GetACP() == CP_UTF8;
+  BOOL lossy = FALSE;
+  return ::WideCharToMultiByte(CP_ACP, has_all ? 0 : WC_NO_BEST_FIT_CHARS, path, -1, buffer,
+                               static_cast<int>(size), nullptr, has_all ? nullptr : &lossy) != 0 &&
+         lossy == FALSE;
+}
+
 std::size_t PathOf(HMODULE module, char* buffer, std::size_t size) {
-  const DWORD length = ::GetModuleFileNameA(module, buffer, static_cast<DWORD>(size));
-  if (size != 0 && (length == 0 || length >= size)) {
-    buffer[0] = '\0';  // a path that was cut leads nowhere
-    return 0;
-  }
-  return length;
+  std::array<wchar_t, MAX_PATH> path{};
+  const DWORD length = ::GetModuleFileNameW(module, path.data(), MAX_PATH);
+  if (length != 0 && length < MAX_PATH && Narrow(path.data(), buffer, size))
+    return std::strlen(buffer);
+  // The short form of a folder has letters and digits only, where the volume keeps one.
+  const DWORD short_length = ::GetShortPathNameW(path.data(), path.data(), MAX_PATH);
+  if (length < MAX_PATH && short_length != 0 && short_length < MAX_PATH &&
+      Narrow(path.data(), buffer, size))
+    return std::strlen(buffer);
+  if (size != 0) buffer[0] = '\0';  // a path that was cut leads nowhere
+  return 0;
 }
 
 }  // namespace

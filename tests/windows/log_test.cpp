@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/eventually.h"
 #include "zevra/zevra.h"
 
 namespace zevra::test {
@@ -69,13 +71,6 @@ LONG WINAPI KeepDebuggerLine(EXCEPTION_POINTERS* pointers) {
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
-std::string BesideTheLibrary(const char* file) {
-  std::array<char, MAX_PATH> path{};
-  ::GetModuleFileNameA(::GetModuleHandleA("zevra.dll"), path.data(), MAX_PATH);
-  std::string folder = path.data();
-  return folder.substr(0, folder.rfind('\\') + 1) + file;
-}
-
 std::string Read(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -120,10 +115,7 @@ bool WaitsForTheMutex() {
 
 // A process has one log for good, so that one test goes through its life.
 TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
-  const std::string log = BesideTheLibrary("zevra.log");
-  std::remove(log.c_str());
-  const std::string settings = BesideTheLibrary("zevra.cfu");
-  std::ofstream(settings, std::ios::binary) << kSettings;
+  std::ofstream("zevra.cfu", std::ios::binary) << kSettings;
   ::AddVectoredExceptionHandler(1, &KeepDebuggerLine);
   // The program and the library share one run-time library and with it the standard output, which
   // the log turns to its console.
@@ -151,10 +143,43 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   // In text mode, behind a banner that tells the library's version.
   std::string in_file = "=\r\n";
   for (const std::string& line : lines) in_file += line.substr(0, line.size() - 1) + "\r\n";
-  EXPECT_THAT(Read(log), ::testing::EndsWith(in_file));
-  EXPECT_THAT(Read(log), HasSubstr("\r\n\tModule:      " + BesideTheLibrary("zevra.dll") + " 20"));
-  EXPECT_THAT(Read(log), HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
-  std::remove(settings.c_str());
+  const std::string log = Read("zevra.log");
+  EXPECT_THAT(log, ::testing::EndsWith(in_file));
+  EXPECT_THAT(log, HasSubstr("\\zevra.dll 20"));
+  EXPECT_THAT(log, HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
+}
+
+// The texts of the log and its backups.
+std::vector<std::string> Logs() {
+  std::vector<std::string> texts;
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    if (entry.path().extension() == L".log")
+      texts.push_back(Read(entry.path().filename().string()));
+  return texts;
+}
+
+std::size_t CountLines() {
+  std::size_t count = 0;
+  for (const std::string& text : Logs())
+    for (std::size_t at = 0; (at = text.find("| leave.", at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+TEST(DllLog, RotatesAndFollowsItsSettings) {
+  std::ofstream("zevra.cfu") << "[logger]\nlevel=128\nflush=1\nmaxsize=65536\n";
+  ASSERT_GE(ZevraInitialize(), 0);
+  const std::size_t before = CountLines();
+  for (int call = 0; call < 500; ++call) ZevraStopPlay(nullptr);
+  EXPECT_GE(Logs().size(), 2U);
+  EXPECT_EQ(CountLines(), before + 500);
+  ::Sleep(2000);  // an edit shows in the file's time, which counts seconds
+  std::ofstream("zevra.cfu") << "[logger]\nlevel=2\nflush=1\n";
+  EXPECT_TRUE(Eventually([] {
+    const std::size_t count = CountLines();
+    ZevraStopPlay(nullptr);
+    return CountLines() == count;
+  }));
+  ZevraUninitialize();
 }
 
 }  // namespace

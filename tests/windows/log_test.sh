@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Runs each test of a host in a process of its own in the current Wine, from a folder whose name no
+# code page of Wine's has, beside the library. Wine gives a program no console without a display.
+#   log_test.sh HOST.exe
+set -euo pipefail
+number=$(mktemp)
+Xvfb -displayfd 3 -screen 0 640x480x16 -nolisten tcp 3>"$number" 2>/dev/null &
+server=$!
+trap 'wineserver -k || true; kill $server; rm -f "$number"' EXIT
+while [[ ! -s $number ]]; do
+  kill -0 $server || exit 1
+  sleep 0.05
+done
+export LC_ALL=C.UTF-8 DISPLAY=:$(<"$number")
+folder="$ZEVRA_WINE/Ωδός 日本"
+mkdir "$folder"
+cp "$(dirname "$1")"/*.{exe,dll} "$folder"
+cd "$folder"
+for test in WaitsForItsMutexAndReachesEveryOutput RotatesAndFollowsItsSettings; do
+  wine "$(basename "$1")" --gtest_filter="*.$test"
+done
