@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "tools/zevra/output_file.h"
 #include "tools/zevra/text.h"
 #include "tools/zevra/writer.h"
 

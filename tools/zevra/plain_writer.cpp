@@ -4,7 +4,6 @@
 #include <limits>
 #include <vector>
 
-#include "tools/zevra/output_file.h"
 #include "tools/zevra/writer.h"
 
 namespace zevra::command {

@@ -4,12 +4,10 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <deque>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "tools/zevra/meter.h"
@@ -37,6 +35,26 @@ Target TargetOf(const Options& options, const std::string& file) {
 // "call.wav" becomes "call-microphone.wav".
 std::string MicrophoneFile(std::string file) {
   return file.insert(std::min(file.rfind('.'), file.size()), "-microphone");
+}
+
+std::vector<SourceOptions> SourcesOf(const Options& options) {
+  SourceOptions source;
+  source.endpoint = options.endpoint;
+  source.format = options.format;
+  source.keep_alive = options.keep_alive;
+  // What is not kept awake may deliver nothing, and then nothing is what was asked for.
+  source.keeps_clock =
+      !options.file.empty() && (options.keep_alive || options.endpoint.flow == Flow::kCapture);
+  source.follow_default = options.follow_default;
+  source.patience = options.patience;
+  if (!options.microphone) return {source};
+  source.format.channels = 1;
+  source.aligned = true;
+  SourceOptions microphone = source;
+  microphone.endpoint.flow = Flow::kCapture;
+  microphone.endpoint.name.reset();
+  if (*options.microphone != "default") microphone.endpoint.name = options.microphone;
+  return {source, microphone};
 }
 
 // What is said of a recording: lines to a person, or events to a program.
@@ -67,16 +85,6 @@ class Report {
   Terminal& terminal_;
 };
 
-// A source, what of it waits for the other one, and its own file where it has one.
-struct Track {
-  Track(const Session& session, const SourceOptions& options, Tell tell)
-      : source(session, options, std::move(tell)) {}
-
-  Source source;
-  std::vector<std::uint8_t> waiting;
-  std::unique_ptr<AudioWriter> writer;
-};
-
 // One recording or, without a file, one look at the levels.
 class Recording {
  public:
@@ -89,15 +97,9 @@ class Recording {
                                        : std::numeric_limits<std::uint64_t>::max()),
         view_(terminal, options.format.channels, options.seconds),
         total_(options.format.channels),
-        second_(options.format.channels) {
-    AddTrack(session, options.endpoint);
-    if (options.microphone) {
-      EndpointChoice microphone = options.endpoint;
-      microphone.flow = Flow::kCapture;
-      microphone.name.reset();
-      if (*options.microphone != "default") microphone.name = options.microphone;
-      AddTrack(session, microphone);
-    }
+        second_(options.format.channels),
+        tracks_(session, SourcesOf(options),
+                [this](const char* kind, const std::string& text) { report_.Tell(kind, text); }) {
     if (options.skip_silence)
       gate_.emplace(*options.skip_silence, true, options.format);
     else if (options.start_on_sound)
@@ -112,7 +114,7 @@ class Recording {
     Announce();
     try {
       Pump();
-      ForWriters([](AudioWriter& writer) { writer.Finish(); });
+      for (const auto& writer : writers_) writer->Finish();
     } catch (const Failure& failure) {
       terminal_.Erase();
       throw Failure(failure.what() + Kept());
@@ -124,43 +126,21 @@ class Recording {
   }
 
  private:
-  void AddTrack(const Session& session, const EndpointChoice& endpoint) {
-    SourceOptions source;
-    source.endpoint = endpoint;
-    source.format = options_.format;
-    if (options_.microphone) source.format.channels = 1;
-    source.keep_alive = options_.keep_alive;
-    // What is not kept awake may deliver nothing, and then nothing is what was asked for.
-    source.keeps_clock = Writes() && (options_.keep_alive || endpoint.flow == Flow::kCapture);
-    source.aligned = options_.microphone.has_value();
-    source.follow_default = options_.follow_default;
-    source.patience = options_.patience;
-    tracks_.emplace_back(session, source, [this](const char* kind, const std::string& text) {
-      report_.Tell(kind, text);
-    });
-  }
-
   void OpenWriters() {
     Target target = TargetOf(options_, options_.file);
     if (options_.separate) target.format.channels = 1;
-    tracks_[0].writer = OpenWriter(target);
+    writers_.push_back(OpenWriter(target));
     if (!options_.separate) return;
     target.file = MicrophoneFile(target.file);
-    tracks_[1].writer = OpenWriter(target);
-  }
-  template <class Action>
-  void ForWriters(const Action& action) {
-    for (Track& track : tracks_)
-      if (track.writer) action(*track.writer);
+    writers_.push_back(OpenWriter(target));
   }
 
   bool Writes() const { return !options_.file.empty(); }
   double Seconds() const { return static_cast<double>(frames_) / options_.format.rate; }
   std::string FileText() const { return options_.file == "-" ? "standard output" : options_.file; }
   std::string EndpointsText() const {
-    std::string text = tracks_[0].source.device().Text();
-    if (options_.microphone)
-      text += " (left) and " + tracks_[1].source.device().Text() + " (right)";
+    std::string text = tracks_.first().device().Text();
+    if (options_.microphone) text += " (left) and " + tracks_.last().device().Text() + " (right)";
     return text;
   }
 
@@ -168,7 +148,7 @@ class Recording {
     const std::string where = Writes() ? " into " + FileText() : "";
     report_.Say((Writes() ? "Recording " : "Listening to ") + EndpointsText() + where + ": " +
                 options_.format.Text());
-    report_.Event("start", {{"endpoint", tracks_[0].source.device().name()},
+    report_.Event("start", {{"endpoint", tracks_.first().device().name()},
                             {"file", options_.file},
                             {"format", NameOf(options_.format.type)},
                             {"rate", options_.format.rate},
@@ -190,36 +170,26 @@ class Recording {
       if (!some) std::this_thread::sleep_for(kLookTime);
     }
     // What arrived before Ctrl-C belongs to the recording too, and so does what should have.
-    for (Track& track : tracks_) {
-      const std::uint64_t waiting = track.waiting.size() / TrackFrameBytes();
-      Append(track, track.source.End(frames_wanted_ - std::min(frames_wanted_, frames_ + waiting)));
-    }
-    Merge();
+    Consume(tracks_.End(frames_wanted_ - frames_));
+    TellHoles();
   }
 
-  double Now() const { return tracks_[0].source.Now(); }
-  std::size_t TrackFrameBytes() const { return options_.format.FrameBytes() / tracks_.size(); }
+  double Now() const { return tracks_.first().Now(); }
 
   // False when nothing has come.
   bool Look() {
-    bool some = false;
-    for (Track& track : tracks_) {
-      const auto audio = track.source.Take();
-      some = some || !audio.empty();
-      Append(track, audio);
-    }
-    Align();
-    Merge();
+    const auto audio = tracks_.Take();
+    if (!audio.empty()) Consume(audio);
+    TellHoles();
     if (report_.IsForPeople()) view_.Show(Seconds());
     ShowLevels();
-    return some;
+    return !audio.empty();
   }
 
-  void Append(Track& track, std::span<const std::uint8_t> audio) {
-    track.waiting.insert(track.waiting.end(), audio.begin(), audio.end());
-    for (const Hole& hole : track.source.timeline().TakeHoles()) {
-      const char* const who = track.source.WasSlow() ? "the disk or the reader was too slow for"
-                                                     : "the server did not deliver";
+  void TellHoles() {
+    for (const Hole& hole : tracks_.TakeHoles()) {
+      const char* const who = tracks_.WereSlow() ? "the disk or the reader was too slow for"
+                                                 : "the server did not deliver";
       const std::string text = fmt::format("{:.1f} s of silence put in at {} for what {}",
                                            hole.seconds, TimeText(hole.at_seconds), who);
       if (holes_++ == 0) first_hole_ = text;
@@ -227,39 +197,6 @@ class Recording {
       report_.Event("gap", {{"at", hole.at_seconds}, {"seconds", hole.seconds}});
       report_.Say(text);
     }
-  }
-
-  // Two tracks begin together once it is known how late each of them is.
-  void Align() {
-    if (aligned_ || !options_.microphone) return;
-    Timeline& left = tracks_[0].source.timeline();
-    Timeline& right = tracks_[1].source.timeline();
-    const double now = Now();
-    if (!left.KnowsLatency(now) || !right.KnowsLatency(now)) return;
-    aligned_ = true;
-    const double latency = std::min(left.latency(), right.latency());
-    left.Align(latency);
-    right.Align(latency);
-  }
-
-  // Takes as much as all tracks have.
-  void Merge() {
-    std::size_t bytes = tracks_[0].waiting.size();
-    for (const Track& track : tracks_) bytes = std::min(bytes, track.waiting.size());
-    if (bytes == 0) return;
-    if (tracks_.size() == 1) {
-      Consume(tracks_[0].waiting);
-    } else {
-      const std::size_t step = BytesOf(options_.format.type);
-      merged_.resize(bytes * 2);
-      for (std::size_t at = 0; at < bytes; at += step)
-        for (std::size_t i = 0; i < 2; ++i)
-          std::copy_n(&tracks_[i].waiting[at], step, &merged_[at * 2 + i * step]);
-      Consume(merged_);
-    }
-    for (Track& track : tracks_)
-      track.waiting.erase(track.waiting.begin(),
-                          track.waiting.begin() + static_cast<std::ptrdiff_t>(bytes));
   }
 
   void Consume(std::span<const std::uint8_t> audio) {
@@ -275,13 +212,22 @@ class Recording {
     if (gate_) audio = gate_->Pass(audio, samples_);
     // Until the first sound the recording has not begun.
     if (!gate_ || gate_->HasOpened() || options_.skip_silence) frames_ += frames;
-    if (options_.separate) {
-      const std::size_t bytes = frames * TrackFrameBytes();
-      for (Track& track : tracks_) track.writer->Write(std::span(track.waiting).first(bytes));
-    } else if (tracks_[0].writer) {
-      tracks_[0].writer->Write(audio);
-    }
+    if (options_.separate)
+      WriteApart(audio);
+    else if (Writes())
+      writers_[0]->Write(audio);
     written_ += audio.size() / frame_bytes;
+  }
+
+  // The left channel into one file, the right one into the other.
+  void WriteApart(std::span<const std::uint8_t> audio) {
+    const std::size_t step = BytesOf(options_.format.type);
+    for (std::size_t track = 0; track < writers_.size(); ++track) {
+      apart_.clear();
+      for (std::size_t at = track * step; at < audio.size(); at += 2 * step)
+        apart_.insert(apart_.end(), &audio[at], &audio[at] + step);
+      writers_[track]->Write(apart_);
+    }
   }
 
   // Once a second, to programs.
@@ -308,7 +254,7 @@ class Recording {
     const auto line = [this](const char* label, const std::string& text) {
       terminal_.Line(fmt::format("  {:<10}", label) + text);
     };
-    const Source& source = tracks_[0].source;
+    const Source& source = tracks_.first();
     const double megabytes = static_cast<double>(written_ * options_.format.FrameBytes()) / 1e6;
     line("Endpoint", options_.microphone
                          ? EndpointsText()
@@ -348,14 +294,15 @@ class Recording {
   Terminal& terminal_;
   Report report_;
   const std::uint64_t frames_wanted_;
-  std::deque<Track> tracks_;
   MeterView view_;
   Levels total_;
   Levels second_;
+  // Ends after the summary: its stop takes a while.
+  Tracks tracks_;
+  std::vector<std::unique_ptr<AudioWriter>> writers_;
   std::optional<SoundGate> gate_;
-  std::vector<std::uint8_t> merged_;
+  std::vector<std::uint8_t> apart_;
   std::vector<float> samples_;
-  bool aligned_ = false;
   std::uint64_t frames_ = 0;
   std::uint64_t written_ = 0;
   double leveled_at_ = 0;

@@ -136,4 +136,64 @@ void Source::TryAgain() {
   tried_at_ = Now();
 }
 
+Tracks::Tracks(const Session& session, const std::vector<SourceOptions>& options, const Tell& tell)
+    : format_(options.front().format), aligned_(options.size() == 1) {
+  for (const SourceOptions& one : options) tracks_.emplace_back(session, one, tell);
+}
+
+std::span<const std::uint8_t> Tracks::Take() {
+  if (tracks_.size() == 1) return tracks_[0].source.Take();
+  for (Track& track : tracks_) {
+    const auto audio = track.source.Take();
+    track.waiting.insert(track.waiting.end(), audio.begin(), audio.end());
+  }
+  Align();
+  return Merge();
+}
+
+std::span<const std::uint8_t> Tracks::End(std::uint64_t most_frames) {
+  if (tracks_.size() == 1) return tracks_[0].source.End(most_frames);
+  for (Track& track : tracks_) {
+    const std::uint64_t waiting = track.waiting.size() / format_.FrameBytes();
+    const auto audio = track.source.End(most_frames - std::min(most_frames, waiting));
+    track.waiting.insert(track.waiting.end(), audio.begin(), audio.end());
+  }
+  return Merge();
+}
+
+std::vector<Hole> Tracks::TakeHoles() {
+  std::vector<Hole> holes;
+  for (Track& track : tracks_)
+    for (const Hole& hole : track.source.timeline().TakeHoles()) holes.push_back(hole);
+  return holes;
+}
+
+// They begin together once it is known how late each of them is.
+void Tracks::Align() {
+  if (aligned_) return;
+  Timeline& left = tracks_[0].source.timeline();
+  Timeline& right = tracks_[1].source.timeline();
+  const double now = first().Now();
+  if (!left.KnowsLatency(now) || !right.KnowsLatency(now)) return;
+  aligned_ = true;
+  // Their clocks began one after the other.
+  const double later = first().Now() - last().Now();
+  const double latency = std::min(left.latency(), right.latency() + later);
+  left.Align(latency);
+  right.Align(latency - later);
+}
+
+std::span<const std::uint8_t> Tracks::Merge() {
+  const std::size_t bytes = std::min(tracks_[0].waiting.size(), tracks_[1].waiting.size());
+  const std::size_t step = BytesOf(format_.type);
+  merged_.resize(bytes * 2);
+  for (std::size_t track = 0; track < 2; ++track) {
+    auto& waiting = tracks_[track].waiting;
+    for (std::size_t at = 0; at < bytes; at += step)
+      std::copy_n(&waiting[at], step, &merged_[at * 2 + track * step]);
+    waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(bytes));
+  }
+  return merged_;
+}
+
 }  // namespace zevra::command

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -83,6 +84,40 @@ class Source {
   std::uint64_t packets_ = 0;
   std::uint64_t silent_packets_ = 0;
   bool slow_ = false;
+};
+
+// One source, or two side by side in one time line: the first on the left, the second on the right.
+class Tracks {
+ public:
+  // Two are of one channel each, in the same format.
+  Tracks(const Session& session, const std::vector<SourceOptions>& options, const Tell& tell);
+
+  // As far as all sources are, and the last of it, as Source.
+  std::span<const std::uint8_t> Take();
+  std::span<const std::uint8_t> End(std::uint64_t most_frames);
+  std::vector<Hole> TakeHoles();
+
+  const Source& first() const { return tracks_.front().source; }
+  const Source& last() const { return tracks_.back().source; }
+  bool WereSlow() const { return first().WasSlow() || last().WasSlow(); }
+
+ private:
+  // A source and what of it waits for the other one.
+  struct Track {
+    Track(const Session& session, const SourceOptions& options, const Tell& tell)
+        : source(session, options, tell) {}
+
+    Source source;
+    std::vector<std::uint8_t> waiting;
+  };
+
+  void Align();
+  std::span<const std::uint8_t> Merge();
+
+  const AudioFormat format_;
+  std::deque<Track> tracks_;
+  bool aligned_;
+  std::vector<std::uint8_t> merged_;
 };
 
 }  // namespace zevra::command
