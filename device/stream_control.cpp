@@ -41,7 +41,7 @@ HRESULT StartStream(const StreamFields& stream, PTHREAD_START_ROUTINE entry, voi
     const DWORD error = os::GetLastError();
     ZEVRA_LOG_ERROR("ZevraImpl::%s | error | CreateThread %d", stream.member,
                     static_cast<int>(error));
-    return static_cast<HRESULT>(error);
+    return error != 0 ? static_cast<HRESULT>(error) : E_FAIL;
   }
   return WaitUntilReady(stream);
 }

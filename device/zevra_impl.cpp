@@ -85,6 +85,8 @@ void ZevraImpl::Close(ZevraImpl* object) {
   if (object->OnCaptureThread()) {
     RequestStop(object->CaptureFields());
     object->close_after_capture_ = true;
+    // The endpoint goes after the capture has left COM, perhaps as the last of the process.
+    object->holds_apartment_ = SUCCEEDED(zevra::os::CoInitialize(nullptr));
     return;
   }
   object->CloseDevice();
@@ -96,11 +98,13 @@ DWORD ZevraImpl::CaptureThread(void* argument) {
   object->capture_thread_id_.store(zevra::CurrentThreadId(), std::memory_order_relaxed);
   const HRESULT result = zevra::NoThrow([object] { return object->LoopBackCapture(); });
   object->capture_thread_id_.store(0, std::memory_order_relaxed);
+  const bool holds_apartment = object->holds_apartment_;  // the object may go below
   if (object->close_after_capture_ && object->DropReference()) {
     // Close() joins capture_thread, which is this thread: drop the handle first.
     object->capture_thread.Reset();
     Close(object);
   }
+  if (holds_apartment) zevra::os::CoUninitialize();
   return static_cast<DWORD>(result);
 }
 

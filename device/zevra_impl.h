@@ -79,6 +79,7 @@ struct ZevraImpl {
   std::atomic<std::uint32_t> capture_thread_id_{0};
   // The host closed the object from inside its callback. Only the capture thread touches it.
   bool close_after_capture_ = false;
+  bool holds_apartment_ = false;  // for that close, on the same thread
   // After a close from inside the callback, the last of them frees the object.
   std::atomic<int> capture_references_{0};
 };

@@ -14,12 +14,16 @@
 namespace zevra {
 
 // A Win32 error number as a result code: a value above 0 goes into the Win32 facility, any other
-// stays. (HRESULT_FROM_WIN32, which is a macro or a function by SDK version.)
+// stays. (HRESULT_FROM_WIN32, which is a macro or a function by SDK version.) A call that failed
+// without a number has failed all the same.
 constexpr HRESULT ResultFromError(DWORD error) {
+  if (error == 0) return E_FAIL;
   const auto value = static_cast<std::int32_t>(error);
   return value > 0 ? static_cast<HRESULT>((error & 0xFFFFu) | 0x80070000u)
                    : static_cast<HRESULT>(value);
 }
+
+static_assert(FAILED(ResultFromError(0)));
 
 // A result as `%x` takes it, whichever integer type the platform makes of HRESULT.
 constexpr unsigned Hex(HRESULT result) { return static_cast<unsigned>(result); }

@@ -101,6 +101,9 @@ TEST_F(Handshake, CloseFromInsideTheCallback) {
       return std::count(lines.begin(), lines.end(), "ZevraImpl::CloseDevice | leave.") == 1;
     }));
     EXPECT_EQ(script.open_handles, 0);
+    // The capture's own, and one that holds COM until the endpoint is gone.
+    const int held = 2 * (round + 1);
+    EXPECT_TRUE(Eventually([&] { return script.Counts()["stream:CoUninitialize"] == held; }));
   }
 }
 
