@@ -8,19 +8,27 @@
 #include "log/log.h"
 #include "log/process_logger.h"
 #include "platform/calls.h"
+#include "platform/locks.h"
 #include "platform/result.h"
 #include "stream/failure.h"
 #include "zevra/zevra.h"
 
 using zevra::Hex;
 using zevra::LogFailure;
-using zevra::NoThrow;
 using zevra::TraceScope;
 
 namespace {
 
+// The frame of a call: it throws nothing through the host's frames, and is no place where the
+// host's thread can be cancelled.
+template <class Work>
+std::int32_t Frame(Work&& work) noexcept {
+  const zevra::NoCancellation hold;
+  return zevra::NoThrow(work);
+}
+
 std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
-  return NoThrow([=]() -> HRESULT {
+  return Frame([=]() -> HRESULT {
     const TraceScope scope("::ZevraGetDeviceList");
     if (list == nullptr) return LogFailure("::ZevraGetDeviceList", "list", E_POINTER);
     return zevra::ListDevices(flow, list);
@@ -30,7 +38,7 @@ std::int32_t ListEndpoints(EDataFlow flow, ZevraDeviceList* list) {
 }  // namespace
 
 std::int32_t ZevraInitialize() {
-  return NoThrow([] {
+  return Frame([] {
     if (zevra::ProcessLoggerInUse() == nullptr) {
       zevra::SetUpProcessLogger();
       ZEVRA_LOG_VERBOSE("ZevraInitialize | srlog_open succeed!");
@@ -42,7 +50,7 @@ std::int32_t ZevraInitialize() {
 }
 
 std::int32_t ZevraUninitialize() {
-  return NoThrow([] {
+  return Frame([] {
     zevra::os::CoUninitialize();
     return S_OK;
   });
@@ -59,7 +67,7 @@ std::int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list) {
 }
 
 std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::uint32_t data_flow) {
-  return NoThrow([=]() -> HRESULT {
+  return Frame([=]() -> HRESULT {
     const TraceScope scope("::ZevraOpenDevice");
     if (handle == nullptr) return LogFailure("::ZevraOpenDevice", "OpenDevice", E_POINTER);
     auto object = std::make_unique<ZevraImpl>();
@@ -71,7 +79,7 @@ std::int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, std::ui
 }
 
 std::int32_t ZevraCloseDevice(ZevraHandle handle) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraCloseDevice");
     if (handle == nullptr)
       const TraceScope member_scope("ZevraImpl::CloseDevice");
@@ -82,7 +90,7 @@ std::int32_t ZevraCloseDevice(ZevraHandle handle) {
 }
 
 std::int32_t ZevraStartPlay(ZevraHandle handle) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraCaptureDevice");
     const HRESULT result = handle == nullptr ? E_HANDLE : handle->StartPlay();
     // A thread that could not be created gives a positive code, which is a failure here.
@@ -92,7 +100,7 @@ std::int32_t ZevraStartPlay(ZevraHandle handle) {
 }
 
 std::int32_t ZevraStopPlay(ZevraHandle handle) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraStopCapture");
     if (handle != nullptr) handle->StopPlay();
     return S_OK;
@@ -101,7 +109,7 @@ std::int32_t ZevraStopPlay(ZevraHandle handle) {
 
 std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* format,
                                ZevraCaptureCallback callback, void* context) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraCaptureDevice");
     HRESULT result = E_POINTER;
     if (handle == nullptr)
@@ -114,7 +122,7 @@ std::int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* forma
 }
 
 std::int32_t ZevraStopCapture(ZevraHandle handle) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraStopCapture");
     if (handle != nullptr) handle->StopCapture();
     return S_OK;
@@ -122,7 +130,7 @@ std::int32_t ZevraStopCapture(ZevraHandle handle) {
 }
 
 std::int32_t ZevraGetVolume(ZevraHandle handle, float* volume) {
-  return NoThrow([=] {
+  return Frame([=] {
     const TraceScope scope("::ZevraGetVolume");
     HRESULT result = E_POINTER;
     if (handle == nullptr)

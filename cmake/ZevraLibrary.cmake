@@ -37,8 +37,10 @@ if(WIN32)
 else()
   set(exports "${CMAKE_SOURCE_DIR}/cmake/zevra.map")
   foreach(product IN LISTS products)
+    # The process's logger and the threads of streams outlive what a host gives back.
     target_link_options(${product} PRIVATE "LINKER:--version-script=${exports}" LINKER:-z,defs
-                                           LINKER:-z,now LINKER:-z,relro LINKER:--gc-sections)
+                                           LINKER:-z,now LINKER:-z,relro LINKER:--gc-sections
+                                           LINKER:-z,nodelete)
   endforeach()
 endif()
 set_target_properties(${products} PROPERTIES LINK_DEPENDS "${exports}")

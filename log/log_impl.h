@@ -94,6 +94,10 @@ class Log_Impl_T {
   // removed; looks at most once in 11 seconds. Returns 0.
   virtual int reload_cfg();
 
+  // Around a fork: the child finds the file flushed and the lock free.
+  void BeforeFork() noexcept;
+  void AfterFork(bool is_child) noexcept;
+
   // The printf-style front ends. The first two flush the file.
   void log_error(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);
   void log_warn(const char* format, ...) noexcept ZEVRA_PRINTF(2, 3);

@@ -169,6 +169,21 @@ int Log_Impl_T<IO, LOCK, CFG>::unlock() {
 }
 
 template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::BeforeFork() noexcept {
+  lock(kWaitForEver);
+  if (io_ != nullptr) SwallowExceptions([&] { io_->flush(); });
+}
+
+// The child's only thread is not the one that holds the lock, in the eyes of the system.
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::AfterFork(bool is_child) noexcept {
+  if (!is_child)
+    unlock();
+  else if (mutex_ != nullptr)
+    SwallowExceptions([&] { mutex_->open(nullptr); });
+}
+
+template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::reload_cfg() {
   constexpr std::int64_t kLeastPause = 10;  // seconds
   const std::int64_t now = clock_.seconds();
@@ -199,6 +214,9 @@ template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::open(
 template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::close();
 template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::lock(std::uint32_t);
 template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::unlock();
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::BeforeFork() noexcept;
+template void Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::AfterFork(
+    bool) noexcept;
 template int Log_Impl_T<Process_Log_File, Log_Thread_Mutex, Log_Settings>::reload_cfg();
 
 }  // namespace zevra

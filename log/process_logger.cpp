@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "log/paths.h"
+#include "platform/locks.h"
+#include "platform/modules.h"
 
 namespace zevra {
 
@@ -21,8 +23,19 @@ std::int32_t srlog_create(const Log_Settings& cfg) {
     result = logger->open(&anchored, nullptr, 0);
   } catch (...) {  // out of memory: the logger still serves with what it has
   }
+  KeepThisLibrary();
   // Stored last: a thread that sees the pointer logs through it at once.
   process_logger.store(logger.release(), std::memory_order_release);
+  AtFork(
+      [] {
+        if (Process_Logger* const used = ProcessLoggerInUse()) used->BeforeFork();
+      },
+      [] {
+        if (Process_Logger* const used = ProcessLoggerInUse()) used->AfterFork(false);
+      },
+      [] {
+        if (Process_Logger* const used = ProcessLoggerInUse()) used->AfterFork(true);
+      });
   return result;
 }
 

@@ -28,6 +28,22 @@ void CloseNamedMutex(NamedMutex* mutex);
 int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms);
 void ReleaseNamedMutex(NamedMutex* mutex);
 
+// Has every fork of this process call these: `before` on the thread that forks, the other two after
+// it, the last in the child, which has that thread alone. On Windows nothing forks.
+void AtFork(void (*before)(), void (*in_parent)(), void (*in_child)());
+
+// While it lives, the thread cannot be cancelled (Linux): nothing here unwinds halfway.
+class NoCancellation {
+ public:
+  NoCancellation();
+  ~NoCancellation();
+  NoCancellation(const NoCancellation&) = delete;
+  NoCancellation& operator=(const NoCancellation&) = delete;
+
+ private:
+  int before_ = 0;
+};
+
 }  // namespace zevra
 
 #endif

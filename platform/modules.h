@@ -19,6 +19,10 @@ std::size_t ModulePath(ModuleHandle module, char* buffer, std::size_t size);
 // The same for the module that `address` lies in: a host can learn where a library of its lies.
 std::size_t ModulePathOfAddress(const void* address, char* buffer, std::size_t size);
 
+// Keeps this library loaded to the end of the process, however often its host gives it back. (On
+// Linux it was linked so.) Any thread.
+void KeepThisLibrary();
+
 // The file version in the version block of the file at `path`; empty where there is none, which is
 // always so on Linux. Any thread.
 std::string FileVersionText(const char* path);

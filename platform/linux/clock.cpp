@@ -15,8 +15,17 @@ struct Identity {
 };
 thread_local Identity identity{};
 
-// The thread that forked is the only one in the child, so its own copy is the only stale one.
-const int kForkWatch = ::pthread_atfork(nullptr, nullptr, [] { identity = {}; });
+// The C library's own lock over the time zone is not free in the child of a process that another
+// thread of asked for a local time. This one goes around it.
+pthread_mutex_t local_time = PTHREAD_MUTEX_INITIALIZER;
+
+// The thread that forked is the only one in the child, so its own identity is the only stale one.
+const int kForkWatch = ::pthread_atfork([] { ::pthread_mutex_lock(&local_time); },
+                                        [] { ::pthread_mutex_unlock(&local_time); },
+                                        [] {
+                                          ::pthread_mutex_unlock(&local_time);
+                                          identity = {};
+                                        });
 
 const Identity& CurrentIdentity() {
   if (identity.process == 0) {
@@ -45,7 +54,10 @@ void SleepMs(std::uint32_t milliseconds) {
 
 bool ToLocalTime(std::int64_t seconds, std::tm& local) {
   const time_t value = seconds;
-  return ::localtime_r(&value, &local) != nullptr;
+  ::pthread_mutex_lock(&local_time);
+  const bool known = ::localtime_r(&value, &local) != nullptr;
+  ::pthread_mutex_unlock(&local_time);
+  return known;
 }
 
 std::uint32_t CurrentProcessId() { return static_cast<std::uint32_t>(CurrentIdentity().process); }

@@ -215,4 +215,12 @@ void ReleaseNamedMutex(NamedMutex* mutex) {
   ::pthread_mutex_unlock(&front.mutex);
 }
 
+void AtFork(void (*before)(), void (*in_parent)(), void (*in_child)()) {
+  ::pthread_atfork(before, in_parent, in_child);
+}
+
+NoCancellation::NoCancellation() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+
+NoCancellation::~NoCancellation() { ::pthread_setcancelstate(before_, nullptr); }
+
 }  // namespace zevra

@@ -70,6 +70,8 @@ std::size_t ModulePathOfAddress(const void* address, char* buffer, std::size_t s
   return Deliver(PathAt(address), buffer, size);
 }
 
+void KeepThisLibrary() {}
+
 std::string FileVersionText(const char*) { return {}; }
 
 }  // namespace zevra

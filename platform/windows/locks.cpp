@@ -44,4 +44,10 @@ int AcquireNamedMutex(NamedMutex* mutex, std::uint32_t timeout_ms) {
 
 void ReleaseNamedMutex(NamedMutex* mutex) { ::ReleaseMutex(HandleOf(mutex)); }
 
+void AtFork(void (*)(), void (*)(), void (*)()) {}
+
+NoCancellation::NoCancellation() = default;
+
+NoCancellation::~NoCancellation() { static_cast<void>(before_); }
+
 }  // namespace zevra

@@ -54,6 +54,12 @@ std::size_t ModulePathOfAddress(const void* address, char* buffer, std::size_t s
   return PathOf(ModuleAt(address), buffer, size);
 }
 
+void KeepThisLibrary() {
+  HMODULE module = nullptr;
+  ::GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCSTR>(&KeepThisLibrary), &module);
+}
+
 std::string FileVersionText(const char* path) {
   struct Translation {
     WORD language;

@@ -1,10 +1,10 @@
 #include <poll.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <set>
 #include <thread>
 
 #include "log/log.h"
@@ -130,24 +130,34 @@ TEST(NamedMutex, OrdersTheThreadsWhereNoMemoryCanBeShared) {
 }
 
 // In a child, since a process has one logger for good.
-TEST_F(Processes, OneLoggerHoweverManyAskForIt) {
+TEST_F(Processes, OneLoggerForAllThreadsAndThroughForks) {
   char directory[kPathBytes];
   const fs::path beside = module_directory(directory, kThisLibrary);
   Write(beside / "zevra.cfu", "[logger]\nlevel=all\nstyle=16\nfile=" + Path("sub/p.log"));
   EXPECT_EQ(StatusOf(InChild([&] {
-              InThreads(8, [](int) {
+              InThreads(8, [](int thread) {
                 SetUpProcessLogger();
-                ZEVRA_LOG_ERROR("ready");
+                for (int i = 0; i < 2000; ++i) {
+                  ZEVRA_LOG_VERBOSE("%d %d", thread, i);
+                  if (thread != 0 || i % 100 != 0) continue;
+                  EXPECT_EQ(StatusOf(InChild([=] {
+                              ::alarm(10);  // ends a child that hangs
+                              ZEVRA_LOG_ERROR("a child of %d", i);
+                            })),
+                            0);
+                }
               });
               EXPECT_EQ(srlog_open(nullptr), -1);
               const Log_Settings& cfg = ProcessLoggerInUse()->cfg();
               EXPECT_STREQ(cfg.title(), "zevra logging");
               EXPECT_EQ(cfg.module(), kThisLibrary);
+              ProcessLoggerInUse()->BeforeFork();  // flushes
             })),
             0);
+  const std::vector<std::string> lines = Lines(Read(dir / "sub/p.log"));
+  EXPECT_EQ(lines.size(), 8u + 8 * 2000 + 20) << "one banner of eight lines, no line lost or twice";
+  EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size() - 1);
   fs::remove(beside / "zevra.cfu");
-  EXPECT_EQ(Lines(Read(dir / "sub/p.log")).size(), 8u + 8u)
-      << "one banner of eight lines, and nobody's line lost";
 }
 
 }  // namespace

@@ -1,0 +1,82 @@
+// The libraries as they are shipped, behind the loader.
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include "log_test.h"
+#include "zevra/zevra.h"
+
+namespace zevra::test {
+namespace {
+
+struct Shipped : LogTest {
+  template <class... Arguments>
+  std::int32_t Call(const char* name, Arguments... arguments) {
+    const auto function = reinterpret_cast<std::int32_t (*)(Arguments...)>(::dlsym(library_, name));
+    return function(arguments...);
+  }
+
+  void CallEverything() {
+    const ZevraAudioFormat format{ZEVRA_SAMPLE_PCM, 1, 16, 16'000, 0, 16, 0};
+    const ZevraCaptureCallback callback = nullptr;
+    auto list = std::make_unique<ZevraDeviceList>();
+    float volume = 0;
+    EXPECT_GE(Call("ZevraInitialize"), 0);
+    for (const char* lister :
+         {"ZevraGetDeviceList", "ZevraGetInnerRecordDeviceList", "ZevraGetOutRecordDeviceList"})
+      Call(lister, list.get());
+    for (const ZevraChar* name : {static_cast<const ZevraChar*>(nullptr), u"no such endpoint"}) {
+      ZevraHandle handle = nullptr;
+      Call("ZevraOpenDevice", &handle, name, std::uint32_t{ZEVRA_FLOW_RENDER});
+      Call("ZevraStartCapture", handle, &format, callback, static_cast<void*>(nullptr));
+      Call("ZevraStartPlay", handle);
+      Call("ZevraGetVolume", handle, &volume);
+      for (const char* stop : {"ZevraStopCapture", "ZevraStopPlay", "ZevraCloseDevice"})
+        Call(stop, handle);
+    }
+    Call("ZevraUninitialize");
+  }
+
+  void* library_ = nullptr;
+};
+
+TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
+  ::setenv("PULSE_SERVER", "unix:/nowhere", 1);
+  for (const char* const path : {ZEVRA_TEST_LIBRARY, ZEVRA_TEST_TWIN}) {
+    const fs::path copy = dir / fs::path(path).filename() / "library.so";
+    fs::create_directory(copy.parent_path());
+    fs::copy_file(path, copy);
+    Write(copy.parent_path() / "zevra.cfu", "[logger]\nmaxsize=65536\n");
+    Write(copy.parent_path() / "zevra.log", std::string(65000, 'x'));  // the first line rotates
+    library_ = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library_, nullptr) << ::dlerror();
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstacksize(&attributes, 160 << 10);
+    pthread_t thread{};
+    const auto run = [](void* test) -> void* {
+      ::pthread_cancel(::pthread_self());  // takes effect where the thread can be cancelled
+      static_cast<Shipped*>(test)->CallEverything();
+      ::pthread_testcancel();
+      return nullptr;
+    };
+    ASSERT_EQ(::pthread_create(&thread, &attributes, run, this), 0);
+    void* result = nullptr;
+    ::pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(std::distance(fs::directory_iterator(copy.parent_path()), {}), 4) << "it rotated";
+
+    for (int round = 0; round < 1100; ++round) {
+      ::dlclose(library_);
+      library_ = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+      EXPECT_GE(Call("ZevraInitialize"), 0);
+      Call("ZevraUninitialize");
+    }
+    const std::string log = Read(copy.parent_path() / "zevra.log");
+    EXPECT_EQ(log.find("Created"), std::string::npos) << "a second logger";
+    EXPECT_NE(log.find("Continued"), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace zevra::test
