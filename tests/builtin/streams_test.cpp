@@ -58,7 +58,7 @@ struct Stream {
       EXPECT_EQ(capture->GetBuffer(&data, &frames, &packet.flags, &packet.position, nullptr), S_OK);
       EXPECT_EQ(frames, announced);
       const auto* const samples = reinterpret_cast<const float*>(data);
-      packet.samples.assign(samples, samples + frames * 2);
+      packet.samples.assign(samples, samples + std::size_t{2} * frames);
       EXPECT_EQ(capture->ReleaseBuffer(frames), S_OK);
       packets.push_back(std::move(packet));
     }

@@ -120,6 +120,7 @@ TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
 // Several threads with an object each share nothing but the flag of the silent streams.
 TEST_F(Handshake, ThreadsWithAnObjectEach) {
   std::vector<std::jthread> threads;
+  threads.reserve(4);
   for (int index = 0; index < 4; ++index)
     threads.emplace_back([index] {
       EXPECT_GE(ZevraInitialize(), 0);
