@@ -21,8 +21,7 @@ class Volume final : public ComObject<IAudioEndpointVolume> {
 
   HRESULT GetMasterVolumeLevelScalar(float* level) override {
     if (level == nullptr) return E_POINTER;
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
-    *level = endpoint_->Volume();
+    *level = endpoint_->config().volume;
     return S_OK;
   }
 
@@ -60,7 +59,6 @@ class Device final : public ComObject<IMMDevice> {
                    void** object) override {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
-    if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
     if (iid == IID_IAudioClient)
       *object = NewAudioClient(endpoint_);
     else if (iid == IID_IAudioEndpointVolume)
@@ -137,10 +135,8 @@ class Enumerator final : public ComObject<IMMDeviceEnumerator> {
  private:
   Endpoints OfFlow(EDataFlow flow) const {
     Endpoints found;
-    for (const auto& endpoint : *endpoints_) {
-      if (endpoint->Removed()) continue;
+    for (const auto& endpoint : *endpoints_)
       if (flow == eAll || endpoint->config().flow == flow) found.push_back(endpoint);
-    }
     return found;
   }
 

@@ -1,7 +1,6 @@
 #ifndef ZEVRA_BUILTIN_BUILTIN_AUDIO_H
 #define ZEVRA_BUILTIN_BUILTIN_AUDIO_H
 
-#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -13,9 +12,7 @@ namespace zevra::builtin {
 // Audio endpoints inside the process, behind IMMDeviceEnumerator and the interfaces that are
 // reached from it. A render endpoint mixes what its streams play, its loopback hears that mix, and
 // a capture endpoint plays a signal. There is no thread: the clock alone moves the packets on. The
-// objects may outlive this one.
-//
-// Endpoints are named here by their index in the configuration. Any thread.
+// objects may outlive this one. Any thread.
 class BuiltinAudio {
  public:
   // std::invalid_argument for a configuration that describes no endpoint.
@@ -24,12 +21,6 @@ class BuiltinAudio {
 
   // A new enumerator of the endpoints, in their order; `iid` is IMMDeviceEnumerator's.
   HRESULT CreateEnumerator(REFIID iid, void** object) const noexcept;
-
-  // The endpoint vanishes: it leaves the lists, and what is open on it fails from now on.
-  void Remove(std::size_t endpoint) { endpoints_->at(endpoint)->Remove(); }
-  void SetVolume(std::size_t endpoint, float volume) {
-    endpoints_->at(endpoint)->SetVolume(volume);
-  }
 
  private:
   std::shared_ptr<const std::vector<std::shared_ptr<Endpoint>>> endpoints_;

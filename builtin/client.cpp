@@ -90,7 +90,6 @@ class AudioClient final : public ComObject<IAudioClient> {
 };
 
 HRESULT AudioClient::Ready() const {
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   return capture_ || render_ ? S_OK : AUDCLNT_E_NOT_INITIALIZED;
 }
 
@@ -105,7 +104,6 @@ HRESULT AudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_T
                                 REFERENCE_TIME periodicity, const WAVEFORMATEX* format,
                                 const GUID* /*session*/) {
   if (format == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (capture_ || render_) return AUDCLNT_E_ALREADY_INITIALIZED;
   if ((flags & ~DWORD{AUDCLNT_STREAMFLAGS_LOOPBACK}) != 0) return E_INVALIDARG;
   if (duration < 0 || periodicity != 0) return E_INVALIDARG;
@@ -144,7 +142,6 @@ HRESULT AudioClient::IsFormatSupported(AUDCLNT_SHAREMODE mode, const WAVEFORMATE
                                        WAVEFORMATEX** closest) {
   if (closest != nullptr) *closest = nullptr;
   if (format == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (mode != AUDCLNT_SHAREMODE_SHARED) return AUDCLNT_E_UNSUPPORTED_FORMAT;
   if (closest == nullptr) return E_POINTER;
   if (Recognise(endpoint_->config(), *format)) return S_OK;
@@ -155,7 +152,6 @@ HRESULT AudioClient::IsFormatSupported(AUDCLNT_SHAREMODE mode, const WAVEFORMATE
 HRESULT AudioClient::GetMixFormat(WAVEFORMATEX** format) {
   if (format == nullptr) return E_POINTER;
   *format = nullptr;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   *format = NewMixFormat(endpoint_->config());
   return *format != nullptr ? S_OK : E_OUTOFMEMORY;
 }
@@ -163,7 +159,6 @@ HRESULT AudioClient::GetMixFormat(WAVEFORMATEX** format) {
 HRESULT AudioClient::GetDevicePeriod(REFERENCE_TIME* default_period,
                                      REFERENCE_TIME* minimum_period) {
   if (default_period == nullptr && minimum_period == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (default_period != nullptr) *default_period = endpoint_->Period();
   if (minimum_period != nullptr) *minimum_period = endpoint_->Period();
   return S_OK;

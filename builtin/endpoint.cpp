@@ -73,8 +73,7 @@ Endpoint::Endpoint(EndpointConfig config, std::shared_ptr<const Clock> clock)
       clock_(std::move(clock)),
       waveform_(MakeWaveform(config_)),
       mixer_(config_.packet_frames, config_.channels,
-             PacketsOf(static_cast<std::uint64_t>(kHistory.count()) * config_.rate)),
-      volume_(config_.volume) {}
+             PacketsOf(static_cast<std::uint64_t>(kHistory.count()) * config_.rate)) {}
 
 std::uint64_t Endpoint::CurrentPacket() const {
   const auto now = static_cast<std::uint64_t>(clock_->Now().count());

@@ -1,7 +1,6 @@
 #ifndef ZEVRA_BUILTIN_ENDPOINT_H
 #define ZEVRA_BUILTIN_ENDPOINT_H
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -76,18 +75,11 @@ class Endpoint {
   // The packets that `frames` need, rounded up.
   std::uint64_t PacketsOf(std::uint64_t frames) const;
 
-  void Remove() { removed_.store(true, std::memory_order_relaxed); }
-  bool Removed() const { return removed_.load(std::memory_order_relaxed); }
-  void SetVolume(float volume) { volume_.store(volume, std::memory_order_relaxed); }
-  float Volume() const { return volume_.load(std::memory_order_relaxed); }
-
  private:
   const EndpointConfig config_;
   const std::shared_ptr<const Clock> clock_;
   const Waveform waveform_;
   Mixer mixer_;
-  std::atomic<bool> removed_{false};
-  std::atomic<float> volume_;
 };
 
 // How long a stream keeps packets that nobody reads, at least.

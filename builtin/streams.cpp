@@ -76,7 +76,6 @@ HRESULT CaptureStream::Stop() {
 
 HRESULT CaptureStream::GetNextPacketSize(UINT32* frames) {
   if (frames == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   *frames = held_ || Prepare() ? endpoint_->config().packet_frames : 0;
   return S_OK;
 }
@@ -84,7 +83,6 @@ HRESULT CaptureStream::GetNextPacketSize(UINT32* frames) {
 HRESULT CaptureStream::GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT64* device_position,
                                  UINT64* counter_position) {
   if (data == nullptr || frames == nullptr || flags == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (held_) return AUDCLNT_E_OUT_OF_ORDER;
   *data = nullptr;
   *frames = 0;
@@ -100,7 +98,6 @@ HRESULT CaptureStream::GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT
 }
 
 HRESULT CaptureStream::ReleaseBuffer(UINT32 frames) {
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if (!held_) return frames == 0 ? S_OK : AUDCLNT_E_OUT_OF_ORDER;
   if (frames == 0) {
     // The packet was not taken and comes again.
@@ -192,7 +189,6 @@ HRESULT RenderStream::Stop() {
 
 HRESULT RenderStream::GetBuffer(UINT32 frames, BYTE** data) {
   if (data == nullptr) return E_POINTER;
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   *data = nullptr;
   if (held_frames_ != 0) return AUDCLNT_E_OUT_OF_ORDER;
   if (frames > queue_.capacity - Padding()) return AUDCLNT_E_BUFFER_TOO_LARGE;
@@ -202,7 +198,6 @@ HRESULT RenderStream::GetBuffer(UINT32 frames, BYTE** data) {
 }
 
 HRESULT RenderStream::ReleaseBuffer(UINT32 frames, DWORD flags) {
-  if (endpoint_->Removed()) return AUDCLNT_E_DEVICE_INVALIDATED;
   if ((flags & ~DWORD{AUDCLNT_BUFFERFLAGS_SILENT}) != 0) return E_INVALIDARG;
   if (held_frames_ == 0) return frames == 0 ? S_OK : AUDCLNT_E_OUT_OF_ORDER;
   if (frames > held_frames_) return AUDCLNT_E_INVALID_SIZE;
