@@ -77,6 +77,7 @@ class CaptureHost : public ScriptedHost {
                counts.contains("stream:CoUninitialize");
       }));
     EXPECT_EQ(ZevraStopCapture(handle), 0);
+    EXPECT_EQ(CurrentScript().open_handles, 0);
     EXPECT_EQ(ZevraCloseDevice(handle), 0);
     return result;
   }
