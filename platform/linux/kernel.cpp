@@ -260,7 +260,7 @@ BOOL CancelWaitableTimer(HANDLE timer) {
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms) {
-  std::array<pollfd, kMostInAWait * kMostSources> sources;
+  std::array<pollfd, kMostInAWait * kMostSources> sources{};
   std::array<pollfd*, kMostInAWait + 1> begins{sources.data()};  // of each handle's sources
   if (count == 0 || count > kMostInAWait || handles == nullptr || wait_all != FALSE) {
     last_error = ERROR_INVALID_PARAMETER;
