@@ -68,6 +68,8 @@ class EndpointGone : public Failure {
 // its callback, so there is a function for each, and at most two at a time in the process.
 class Capture {
  public:
+  using Time = std::chrono::steady_clock::time_point;
+
   // Starts. Failure where it cannot.
   Capture(const Device& device, const AudioFormat& format);
   ~Capture();
@@ -81,14 +83,15 @@ class Capture {
   // Whether the last call took all there was.
   bool IsDrained() const { return drained_; }
 
+  // When the last of the audio arrived; it may be a packet newer than what was taken.
+  Time arrived() const { return Time(Time::duration(arrived_.load(std::memory_order_relaxed))); }
+
   std::uint64_t packets() const { return packets_.load(std::memory_order_relaxed); }
   std::uint64_t silent_packets() const { return silent_.load(std::memory_order_relaxed); }
   // Audio that came faster than it was taken, for longer than the ring could hold it.
   std::uint64_t lost_bytes() const { return lost_.load(std::memory_order_relaxed); }
 
  private:
-  using Time = std::chrono::steady_clock::time_point;
-
   template <std::size_t kSlot>
   static void OnPacket(void* reserved, std::uint32_t silent, const std::uint8_t* data,
                        std::uint32_t length);
@@ -99,6 +102,7 @@ class Capture {
   const Device& device_;
   const AudioFormat format_;
   PacketRing ring_;
+  std::atomic<Time::rep> arrived_{0};
   std::atomic<std::uint64_t> packets_{0};
   std::atomic<std::uint64_t> silent_{0};
   std::atomic<std::uint64_t> lost_{0};

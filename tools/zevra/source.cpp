@@ -70,7 +70,9 @@ void Source::WarnOfLevel() {
   }
 }
 
-double Source::Now() const { return std::chrono::duration<double>(Clock::now() - begun_).count(); }
+double Source::TimeOf(Clock::time_point moment) const {
+  return std::chrono::duration<double>(moment - begun_).count();
+}
 
 std::span<const std::uint8_t> Source::Take() {
   timeline_.Clear();
@@ -80,7 +82,9 @@ std::span<const std::uint8_t> Source::Take() {
   } catch (const EndpointGone& gone) {
     Lose(gone);
   }
-  timeline_.Add(audio, Now(), !capture_ || capture_->IsDrained());
+  // When it arrived, not when this thread looked.
+  const double time = capture_ && !audio.empty() ? TimeOf(capture_->arrived()) : Now();
+  timeline_.Add(audio, time, !capture_ || capture_->IsDrained());
   if (!capture_)
     TryAgain();
   else if (watch_)

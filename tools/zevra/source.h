@@ -38,11 +38,13 @@ struct SourceOptions {
 // The audio of an endpoint in step with the clock, across gaps. One thread.
 class Source {
  public:
+  using Clock = std::chrono::steady_clock;
+
   // Captures at once. Failure where it cannot; also from Take, once the endpoint is gone for good.
   Source(const Session& session, SourceOptions options, Tell tell);
 
   // Seconds since the captures began.
-  double Now() const;
+  double Now() const { return TimeOf(Clock::now()); }
   // What is ready since the last call, whole frames, valid until the next call.
   std::span<const std::uint8_t> Take();
   // The last of it, with silence for what has not come, up to so many frames.
@@ -58,8 +60,7 @@ class Source {
   bool WasSlow() const { return slow_ || (capture_ && capture_->lost_bytes() > 0); }
 
  private:
-  using Clock = std::chrono::steady_clock;
-
+  double TimeOf(Clock::time_point moment) const;
   void Open(const EndpointChoice& choice);
   void Close();
   void WarnOfLevel();
