@@ -29,6 +29,9 @@ if(NOT WIN32)
   install(TARGETS zevra_builtin_library
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zevra" COMPONENT library
                                                             NAMELINK_COMPONENT development)
+  # For Debian's own Python; any other takes the wheel.
+  install(DIRECTORY bindings/python/zevra DESTINATION lib/python3/dist-packages COMPONENT python
+          EXCLUDE_FROM_ALL PATTERN __pycache__ EXCLUDE)
 endif()
 if(WIN32)
   # What the compiler links into the DLL comes with terms of its own.

@@ -1,5 +1,5 @@
-# The files that users take: on Linux a pair of Debian packages and one for the command, made of
-# the components that are installed; on Windows a zip.
+# The files that users take: on Linux a pair of Debian packages, one for the command and one for
+# Python, made of the components that are installed; on Windows a zip.
 set(CPACK_PACKAGE_VENDOR "The zevra developers")
 set(CPACK_PACKAGE_CONTACT "The zevra developers <maintainers@zevra.invalid>")
 set(CPACK_RESOURCE_FILE_LICENSE "${CMAKE_SOURCE_DIR}/LICENSE")
@@ -40,9 +40,22 @@ else()
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION
       "The command that records what the machine plays into a file.")
 
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zevra)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), ${exact}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-numpy)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${CMAKE_SOURCE_DIR}/cmake/debian/python/postinst"
+                                                "${CMAKE_SOURCE_DIR}/cmake/debian/python/prerm")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+      "The Python package: what the machine plays or records, as it comes.")
+
   install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/libzevra1" RENAME copyright
           COMPONENT library)
   install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/libzevra-dev"
           RENAME copyright COMPONENT development)
+  install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-zevra"
+          RENAME copyright COMPONENT python EXCLUDE_FROM_ALL)
 endif()
 include(CPack)

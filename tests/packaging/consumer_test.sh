@@ -23,6 +23,13 @@ case $1 in
     depends=$(dpkg-deb -f "$work"/libzevra-dev_*.deb Depends)
     [[ $depends == "libzevra1 (= "* ]]
     dpkg-deb -f "$work"/libzevra1_*.deb Depends | grep -q libpulse0
+    # The Python package of the wheel has the library in it, Debian's finds the installed one.
+    "$scripts/package" python "$work"
+    python3 -m zipfile -e "$work"/zevra-*.whl "$work/wheel"
+    export ZEVRA_LIBRARY=builtin
+    PYTHONPATH=$work/wheel python3 -c "import zevra; zevra.record('$work/python.wav', 0.1)"
+    PYTHONPATH=$work/usr/lib/python3/dist-packages LD_LIBRARY_PATH=$(echo "$work"/usr/lib/*-gnu) \
+      python3 -c "import zevra; zevra.record('$work/python.wav', 0.1)"
     ;;
 esac
 prefix=$work/usr

@@ -112,3 +112,9 @@ def record(
                 if left == 0:
                     break
     return frames
+
+
+# A traceback shows the names that a host can import.
+for _name in __all__:
+    if isinstance(globals()[_name], type):
+        globals()[_name].__module__ = __name__
