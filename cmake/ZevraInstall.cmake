@@ -32,6 +32,8 @@ if(NOT WIN32)
   # For Debian's own Python; any other takes the wheel.
   install(DIRECTORY bindings/python/zevra DESTINATION lib/python3/dist-packages COMPONENT python
           EXCLUDE_FROM_ALL PATTERN __pycache__ EXCLUDE)
+  install(DIRECTORY examples/python/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/python3-zevra/examples"
+          COMPONENT python EXCLUDE_FROM_ALL)
 endif()
 if(WIN32)
   # What the compiler links into the DLL comes with terms of its own.
