@@ -33,7 +33,10 @@
  *
  * Threads. Call ZevraInitialize on each thread that calls ZevraOpenDevice or a list function, and
  * ZevraUninitialize on the same thread afterwards. Use a handle from one thread at a time.
- * Different handles are independent, with one exception: see ZevraStopPlay.
+ * Different handles are independent, with one exception: see ZevraStopPlay. At default settings a
+ * thread that calls needs a stack of 160 KiB. No function is a point where a thread is cancelled.
+ * In a child of fork only the log goes on: streams and the connections to the sound server belong
+ * to threads of the parent. Once initialised, the library stays loaded to the end of the process.
  *
  * Text is UTF-16, zero-terminated.
  */
