@@ -3,7 +3,9 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include "log/log.h"
 #include "log_test.h"
+#include "support/counting_heap.h"
 #include "zevra/zevra.h"
 
 namespace zevra::test {
@@ -76,6 +78,21 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     EXPECT_EQ(log.find("Created"), std::string::npos) << "a second logger";
     EXPECT_NE(log.find("Continued"), std::string::npos);
   }
+}
+
+TEST_F(Shipped, ADefaultLineTakesNothingFromTheHeap) {
+  Process_Logger logger;
+  settings.values.level = 0xFF;
+  ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
+  process_logger = &logger;
+  ZEVRA_LOG_VERBOSE("first %d", 1);  // looks at the settings file, as one line in 11 seconds does
+  const long before = Allocations();
+  for (int i = 0; i < 100; ++i) {
+    ZEVRA_LOG_VERBOSE("::ZevraGetDeviceList | error | GetCount %x", 0x80004005u);
+    ZEVRA_LOG_ERROR("%s | enter.", "::ZevraGetDeviceList");
+  }
+  EXPECT_EQ(Allocations(), before);
+  process_logger = nullptr;
 }
 
 }  // namespace
