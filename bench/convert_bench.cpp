@@ -224,7 +224,8 @@ void Own(benchmark::State& state, const Pair& pair) {
   const Packet packet(pair.source);
   zevra::bench::Polyphase kernel(pair.source.samples_per_second, pair.target.samples_per_second,
                                  pair.target.channels);
-  const Bytes output(pair.target.samples_per_second / 50 * pair.target.channels * sizeof(float));
+  const Bytes output(std::size_t{pair.target.samples_per_second} / 50 * pair.target.channels *
+                     sizeof(float));
   const auto convert = [&] {
     benchmark::DoNotOptimize(kernel.Convert(reinterpret_cast<const float*>(packet.Data()),
                                             packet.Frames(),
@@ -237,8 +238,8 @@ void Own(benchmark::State& state, const Pair& pair) {
 std::string NameOf(const char* who, const Pair& pair) { return who + std::string("/") + pair.name; }
 
 struct Verdict {
-  char bound[32];
-  bool met;
+  char bound[32] = {};
+  bool met = false;
 };
 
 Verdict Judge(const Pair& pair, double own, double peer) {

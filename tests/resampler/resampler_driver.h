@@ -70,12 +70,13 @@ class ResamplerDriver {
   ResamplerDriver(const Format& input, const Format& output) {
     context_.source_format = input;
     context_.target_format = output;
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): the formats come first
     status_ = StartConversion(context_);
   }
   HRESULT Status() const { return status_; }
   IMFTransform* operator->() const { return context_.transform.Get(); }
 
-  HRESULT Push(const BYTE* data, std::size_t bytes) {
+  HRESULT Push(const BYTE* data, std::size_t bytes) const {
     ComPtr<IMFSample> sample;
     ComPtr<IMFMediaBuffer> buffer;
     MFCreateMemoryBuffer(static_cast<DWORD>(bytes), buffer.Put());
@@ -113,7 +114,7 @@ class ResamplerDriver {
 
  private:
   ZevraConversionContext context_;
-  HRESULT status_;
+  HRESULT status_ = S_OK;
 };
 
 // What becomes of `samples`, from the first to the last.
