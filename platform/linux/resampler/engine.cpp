@@ -189,7 +189,7 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
   // What PackPcm takes and what float output is: libswresample would only copy it.
   passes_ = input.is_float && !rate_changes && !mixes_ && (output.is_float || !direct_);
   only_mixes_ = input.is_float && !rate_changes && mixes_ && output.is_float &&
-                output.channels <= input.channels;
+                output.channels <= std::min(input.channels, 2U);
   // The filter's own noise lies above the last bits that a double would add.
   double_inside_ = !passes_ && !rate_changes && (NeedsDouble(input) || NeedsDouble(output));
   const HRESULT result = SetUp(half_filter_length);
@@ -200,7 +200,7 @@ HRESULT SwrEngine::Open(const ResamplerFormat& input, const ResamplerFormat& out
 
 HRESULT SwrEngine::SetUp(UINT32 half_filter_length) {
   if (!MakeScratch()) return E_OUTOFMEMORY;
-  if (passes_) return S_OK;
+  if (passes_ || only_mixes_) return S_OK;
   const AVSampleFormat inside = double_inside_ ? AV_SAMPLE_FMT_DBLP : AV_SAMPLE_FMT_FLTP;
   context_.reset(swr_alloc());
   if (MixesFirst()) mixer_.reset(swr_alloc());
@@ -280,6 +280,12 @@ HRESULT SwrEngine::ConvertPrepared(const BYTE* input, UINT32 input_frames, BYTE*
   *written = 0;
   if (passes_) {
     Write(input, input_frames, output);
+    *written = input_frames;
+    return S_OK;
+  }
+  if (only_mixes_) {
+    MixFrames(gains_, reinterpret_cast<const float*>(input), input_.channels,
+              reinterpret_cast<float*>(output), output_.channels, input_frames);
     *written = input_frames;
     return S_OK;
   }

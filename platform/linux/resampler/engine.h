@@ -92,8 +92,9 @@ class SwrEngine {
   bool mixes_ = false;
   bool is_open_ = false;
   bool passes_ = false;  // samples as they come; nothing is left to do for libswresample
-  // Float frames in and out, fewer samples afterwards, each made of its own frame alone: so it is
-  // there that wild ones are looked for.
+  // Float frames to fewer channels, one or two, at the same rate: mixed here at once, where
+  // libswresample would take every channel apart first. Wild samples are looked for in what comes
+  // out, which is less.
   bool only_mixes_ = false;
   bool direct_ = false;  // libswresample writes the output's own layout
   bool double_inside_ = false;

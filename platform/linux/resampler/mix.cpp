@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <iterator>
 
 #include "platform/linux/speakers.h"
@@ -153,6 +154,38 @@ MixMatrix MixWithoutPositions(UINT32 inputs, UINT32 outputs) {
   return gains;
 }
 
+// The sums of a few frames at once, one in each lane.
+template <UINT32 kOutputs>
+void MixInto(const MixMatrix& gains, const float* input, std::size_t inputs, float* output,
+             std::size_t frames) {
+  using Lanes [[gnu::vector_size(16)]] = float;
+  constexpr std::size_t kLanes = sizeof(Lanes) / sizeof(float);
+  constexpr std::size_t kFrames = kLanes / kOutputs;
+  std::array<Lanes, kMixChannels> factors{};
+  for (std::size_t channel = 0; channel < inputs; ++channel)
+    for (std::size_t lane = 0; lane < kLanes; ++lane)
+      factors[channel][lane] = static_cast<float>(gains[lane % kOutputs][channel]);
+  for (; frames >= kFrames; frames -= kFrames, input += kFrames * inputs, output += kLanes) {
+    Lanes sums{};
+    for (std::size_t channel = 0; channel < inputs; ++channel) {
+      const float* const at = input + channel;
+      if constexpr (kOutputs == 1)
+        sums += factors[channel] * Lanes{at[0], at[inputs], at[2 * inputs], at[3 * inputs]};
+      else
+        sums += factors[channel] * Lanes{at[0], at[0], at[inputs], at[inputs]};
+    }
+    std::memcpy(output, &sums, sizeof sums);
+  }
+  for (; frames > 0; --frames, input += inputs, output += kOutputs) {
+    for (std::size_t lane = 0; lane < kOutputs; ++lane) {
+      float sum = 0;
+      for (std::size_t channel = 0; channel < inputs; ++channel)
+        sum += factors[channel][lane] * input[channel];
+      output[lane] = sum;
+    }
+  }
+}
+
 }  // namespace
 
 MixMatrix BuildMixMatrix(ChannelLayout input, ChannelLayout output) {
@@ -175,6 +208,14 @@ MixMatrix BuildMixMatrix(ChannelLayout input, ChannelLayout output) {
   if (to_mono)
     for (double& gain : gains[0]) gain *= kMinus3dB;
   return gains;
+}
+
+void MixFrames(const MixMatrix& gains, const float* input, UINT32 inputs, float* output,
+               UINT32 outputs, std::size_t frames) {
+  if (outputs == 1)
+    MixInto<1>(gains, input, inputs, output, frames);
+  else
+    MixInto<2>(gains, input, inputs, output, frames);
 }
 
 bool IsIdentity(const MixMatrix& gains, UINT32 channels) {

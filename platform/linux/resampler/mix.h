@@ -33,6 +33,11 @@ MixMatrix BuildMixMatrix(ChannelLayout input, ChannelLayout output);
 // True if each of `channels` channels goes to itself alone, unchanged.
 bool IsIdentity(const MixMatrix& gains, UINT32 channels);
 
+// Mixes interleaved frames of `inputs` channels into frames of one or two. Neither may overlap the
+// other.
+void MixFrames(const MixMatrix& gains, const float* input, UINT32 inputs, float* output,
+               UINT32 outputs, std::size_t frames);
+
 }  // namespace zevra
 
 #endif
