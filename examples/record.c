@@ -72,7 +72,9 @@ int main(int argc, char** argv) {
   ZevraDeviceList list = {{{0}}, 0};
   unsigned seconds = argc > 2 ? (unsigned)strtoul(argv[2], NULL, 10) : 5;
   unsigned long row = argc > 3 ? strtoul(argv[3], NULL, 10) : 0;
-  int32_t result = ZevraInitialize();
+  int32_t initialized = ZevraInitialize();
+  /* A thread that is in a multithreaded apartment already can use the library as it is. */
+  int32_t result = initialized == ZEVRA_E_CHANGED_MODE ? 0 : initialized;
   if (result >= 0 && (argc < 2 || argc > 3)) result = ZevraGetOutRecordDeviceList(&list);
   if (result >= 0 && argc < 2) {
     print_list(&list);
@@ -86,6 +88,6 @@ int main(int argc, char** argv) {
     printf("%s: %.2f seconds\n", argv[1], bytes / (2.0 * RATE));
   }
   if (result != 0) fprintf(stderr, "failed: 0x%08lX\n", (unsigned long)(uint32_t)result);
-  ZevraUninitialize();
+  if (initialized >= 0) ZevraUninitialize();
   return result != 0;
 }

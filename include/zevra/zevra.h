@@ -15,7 +15,7 @@
  *     format.valid_bits_per_sample = 16;
  *     format.samples_per_second = 48000;
  *
- *     ZevraInitialize();
+ *     int32_t initialized = ZevraInitialize();
  *     if (ZevraOpenDevice(&device, NULL, ZEVRA_FLOW_RENDER) >= 0) {
  *         if (ZevraStartCapture(device, &format, on_audio, NULL) == 0) {
  *             ...
@@ -23,7 +23,7 @@
  *         ZevraStopCapture(device);
  *         ZevraCloseDevice(device);
  *     }
- *     ZevraUninitialize();
+ *     if (initialized >= 0) ZevraUninitialize();
  *
  * Results. Every function returns a signed 32-bit result: 0 or above is success, negative is
  * failure. The platform's own codes are passed on unchanged; the names below cover the common
@@ -32,11 +32,12 @@
  * ends the process.
  *
  * Threads. Call ZevraInitialize on each thread that calls ZevraOpenDevice or a list function, and
- * ZevraUninitialize on the same thread afterwards. Use a handle from one thread at a time.
- * Different handles are independent, with one exception: see ZevraStopPlay. At default settings a
- * thread that calls needs a stack of 160 KiB. No function is a point where a thread is cancelled.
- * In a child of fork only the log goes on: streams and the connections to the sound server belong
- * to threads of the parent. Once initialised, the library stays loaded to the end of the process.
+ * ZevraUninitialize on the same thread afterwards. Close all handles before the process's last
+ * ZevraUninitialize: they hold COM objects. Use a handle from one thread at a time. Different
+ * handles are independent, with one exception: see ZevraStopPlay. At default settings a thread that
+ * calls needs a stack of 160 KiB. No function is a point where a thread is cancelled. In a child of
+ * fork only the log goes on: streams and the connections to the sound server belong to threads of
+ * the parent. Once initialised, the library stays loaded to the end of the process.
  *
  * Text is UTF-16, zero-terminated.
  */
@@ -88,6 +89,8 @@ typedef struct ZevraImpl* ZevraHandle;
 #define ZEVRA_E_INVALIDARG ((int32_t)0x80070057)
 /* No endpoint has that name, or there is no default endpoint. */
 #define ZEVRA_E_NOT_FOUND ((int32_t)0x80070490)
+/* From ZevraInitialize: the thread is in a multithreaded apartment, where all functions work. */
+#define ZEVRA_E_CHANGED_MODE ((int32_t)0x80010106)
 /* The thread has not called ZevraInitialize. */
 #define ZEVRA_E_NOT_INITIALIZED ((int32_t)0x800401F0)
 /* The endpoint was removed, or the audio service ended. */
@@ -124,7 +127,8 @@ typedef struct ZevraAudioFormat {
   uint16_t channels;              /* samples per frame, 1 to 8 */
   uint16_t bits_per_sample;       /* container size: 8, 16, 24 or 32 for PCM, 32 for float */
   uint32_t samples_per_second;    /* frames per second, 4000 to 384000 */
-  uint32_t channel_mask;          /* speaker positions, one bit each; 0: the converter chooses */
+  uint32_t channel_mask;          /* speaker positions, one bit for each of the channels; 0: the
+                                     converter chooses */
   uint16_t valid_bits_per_sample; /* significant bits, the upper ones of the container;
                                      bits_per_sample if all of them are */
   uint16_t reserved;              /* neither read nor written */
@@ -179,16 +183,22 @@ ZEVRA_LAYOUT_ASSERT(zevra_count_at_4096, offsetof(ZevraDeviceList, count) == 409
  * stream of its handle, and call ZevraStopCapture for its own handle. That stop returns without
  * waiting. Packets already queued may still be delivered after it; none later.
  *
- * The callback must not keep the pointer, throw, or leave by longjmp. It must not block for longer
- * than the endpoint buffers (about a second), or audio is lost.
+ * The callback must not keep the pointer, throw, or leave by longjmp. If it throws, the capture
+ * ends with a line in the log. It must not block for longer than the endpoint buffers, or audio is
+ * lost: on Windows about a second; on Linux about 11 s of 48 kHz stereo, and the sound servers do
+ * not report the hole.
  */
 typedef void (*ZevraCaptureCallback)(void* reserved, uint32_t silent, const uint8_t* data,
                                      uint32_t length);
 
 /*
  * Initialises the library and COM on the calling thread. The first call in a process also opens
- * the log. Pair every successful call with ZevraUninitialize on the same thread.
- * Results: ZEVRA_OK; ZEVRA_ALREADY_INITIALIZED, which is a success too; other platform codes.
+ * the log. Pair every call that gave 0 or 1, and no other, with ZevraUninitialize on the same
+ * thread. On Windows the first call also sets the locale of the process, so that a host that shares
+ * msvcrt.dll may find a decimal comma in strtod and printf; `locale=skip` in zevra.cfu prevents it.
+ * Results: ZEVRA_OK; ZEVRA_ALREADY_INITIALIZED, which is a success too; ZEVRA_E_CHANGED_MODE on a
+ * thread that the host has put into a multithreaded apartment, as services and .NET do: go on, and
+ * do not call ZevraUninitialize, which would end the host's own COM; other platform codes.
  * Thread: any.
  */
 ZEVRA_API int32_t ZevraInitialize(void);
@@ -196,14 +206,14 @@ ZEVRA_API int32_t ZevraInitialize(void);
 /*
  * Undoes one ZevraInitialize on the calling thread. The log stays open.
  * Result: always ZEVRA_OK.
- * Thread: one that has called ZevraInitialize.
+ * Thread: one on which a ZevraInitialize that gave 0 or 1 is not undone yet.
  */
 ZEVRA_API int32_t ZevraUninitialize(void);
 
 /*
  * List the names of the active endpoints: all, those that play, and those that record. Each
  * function writes at most 8 names, in the platform's order, and truncates a name to 255 units. It
- * writes only count and that many rows of names.
+ * writes only count and that many rows of names. A name that was cut does not open its endpoint.
  * Results: that of the last endpoint queried; count is valid whatever the result. ZEVRA_OK;
  * ZEVRA_E_POINTER (nothing is written); ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING;
  * other platform codes.
@@ -251,9 +261,10 @@ ZEVRA_API int32_t ZevraCloseDevice(ZevraHandle handle);
 ZEVRA_API int32_t ZevraStartPlay(ZevraHandle handle);
 
 /*
- * Stops the silence and joins its thread, which takes up to half a second. Stopping one silent
- * stream stops feeding all others in the process: they stay idle until they are stopped. Streams
- * started by the next ZevraStartPlay or later are not affected.
+ * Stops the silence and joins its thread, which takes up to half a second, or about three if the
+ * sound server does not answer. Stopping one silent stream stops feeding all others in the
+ * process: they stay idle until they are stopped. Streams started by the next ZevraStartPlay or
+ * later are not affected.
  * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
  * already ended.
  * Thread: any, one at a time per handle.
@@ -263,7 +274,9 @@ ZEVRA_API int32_t ZevraStopPlay(ZevraHandle handle);
 /*
  * Starts capturing: `callback` receives the endpoint's audio in `format`. Returns when the stream
  * is running; the first callback may come before that. If the stream fails later, the callbacks
- * end and the log says why.
+ * end. The log says why, but for the two most frequent reasons, which leave no line: the endpoint
+ * was removed, or the audio service ended. A host that must know calls ZevraGetVolume now and then.
+ * Loopback on Linux hears the endpoint behind its volume and mute.
  * format: copied. If the converter does not support it, the start still succeeds, and the callback
  *       receives null and 0 for every packet.
  * callback: may be null; the audio is then dropped.
@@ -278,9 +291,10 @@ ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* 
                                     ZevraCaptureCallback callback, void* context);
 
 /*
- * Stops the capture and joins its thread; no callback runs afterwards. When called from the
- * handle's own callback, it signals the thread and returns at once. The next stop, start or close
- * of the handle then frees what the stream held.
+ * Stops the capture and joins its thread; no callback runs afterwards. It takes about three seconds
+ * if the sound server does not answer. When called from the handle's own callback, it signals the
+ * thread and returns at once. The next stop, start or close of the handle then frees what the
+ * stream held.
  * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
  * already ended.
  * Thread: any, one at a time per handle.
@@ -290,7 +304,8 @@ ZEVRA_API int32_t ZevraStopCapture(ZevraHandle handle);
 /*
  * Writes the endpoint's master volume to `*volume`: 0.0 to 1.0, on the scale of the system's
  * mixer, not in decibels. Muting does not change it. On Linux it is the average of the channels,
- * and a volume above 100 % is reported as 1.0. On failure `*volume` is unchanged.
+ * and a volume above 100 % is reported as 1.0; a server that does not answer makes the call fail
+ * after about three seconds. On failure `*volume` is unchanged.
  * Results: ZEVRA_OK; ZEVRA_E_HANDLE; ZEVRA_E_POINTER; ZEVRA_E_DEVICE_INVALIDATED; other platform
  * codes.
  * Thread: any; streams may be running.
