@@ -6,17 +6,19 @@
 
 #include <cstdint>
 
+// The names are the compiler's.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-identifier-naming)
 extern "C" {
 
-std::uintptr_t __stack_chk_guard = 0;  // NOLINT(bugprone-reserved-identifier): the compiler's name
+std::uintptr_t __stack_chk_guard = 0;
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
 [[noreturn]] void __stack_chk_fail() {
   constexpr UINT kStackBufferOverrun = 0xC0000409;
   ::TerminateProcess(::GetCurrentProcess(), kStackBufferOverrun);
   __builtin_trap();
 }
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,readability-identifier-naming)
 
 namespace {
 

@@ -177,9 +177,9 @@ std::uintptr_t FreeHandle() {
 
 // The pauses of the silent streams run side by side.
 void StartAndStop(int rounds_each) {
-  std::vector<std::jthread> hosts;
-  for (int host = 0; host < 20; ++host) {
-    hosts.emplace_back([=] {
+  std::vector<std::jthread> hosts(20);
+  for (std::jthread& host : hosts) {
+    host = std::jthread([=] {
       EXPECT_GE(ZevraInitialize(), 0);
       {
         const Device speakers;
