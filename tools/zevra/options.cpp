@@ -191,14 +191,7 @@ CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
   return command;
 }
 
-void AddRecord(CLI::App& app, Options& options) {
-  CLI::App& command = AddCommand(
-      app, options, Options::Command::kRecord, "record",
-      "Record what an endpoint plays, or what a capture endpoint records, into a file. "
-      "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
-      "nothing plays. What an endpoint plays is recorded as loud as its volume lets it, and muted "
-      "it is silence. The file keeps the clock: silence takes the place of what is lost, each "
-      "place is told, and the exit status is 1.");
+void AddTarget(CLI::App& command, Options& options) {
   command
       .add_option("FILE", options.file,
                   "Where to: a name that ends in .wav, .flac, .ogg, .opus or .mp3, which is "
@@ -206,10 +199,6 @@ void AddRecord(CLI::App& app, Options& options) {
                   "the time of its start, %% for a percent sign.")
       ->type_name("")
       ->required();
-  AddDevice(command, options, "record");
-  AddFlow(command, options);
-  AddSeconds(command, options);
-  AddLayout(command, options);
   command
       .add_option("--format,-f", options.format.type,
                   "Samples: unsigned 8 bits, signed 16, 24 (packed) or 32 bits, or float. FLAC "
@@ -230,6 +219,9 @@ void AddRecord(CLI::App& app, Options& options) {
                   "frame. Files whose names do not differ by their time are numbered.")
       ->type_name("TIME")
       ->transform(Duration());
+}
+
+void AddPersistence(CLI::App& command, Options& options) {
   command.add_flag(
       "--follow-default", options.follow_default,
       "When the default endpoint becomes another, go on with that one, in the same file "
@@ -239,6 +231,22 @@ void AddRecord(CLI::App& app, Options& options) {
       [&options](double seconds) { options.patience = seconds; },
       "When the endpoint or the sound server goes away, record silence until it is back, for so "
       "long at most.");
+}
+
+void AddRecord(CLI::App& app, Options& options) {
+  CLI::App& command = AddCommand(
+      app, options, Options::Command::kRecord, "record",
+      "Record what an endpoint plays, or what a capture endpoint records, into a file. "
+      "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
+      "nothing plays. What an endpoint plays is recorded as loud as its volume lets it, and muted "
+      "it is silence. The file keeps the clock: silence takes the place of what is lost, each "
+      "place is told, and the exit status is 1.");
+  AddTarget(command, options);
+  AddDevice(command, options, "record");
+  AddFlow(command, options);
+  AddSeconds(command, options);
+  AddLayout(command, options);
+  AddPersistence(command, options);
   AddTracks(command, options);
   AddGates(command, options);
   command.add_flag(
