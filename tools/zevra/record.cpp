@@ -66,7 +66,7 @@ class Report {
   void Say(const std::string& line) {
     if (IsForPeople()) terminal_.Line(line);
   }
-  void Event(const char* kind, Json facts) {
+  void Event(const char* kind, const Json& facts) const {
     if (!options_.json) return;
     Json event = {{"event", kind}, {"time", TimeStamp()}};
     event.update(facts);

@@ -35,7 +35,7 @@ void Timeline::Begin(double now) {
 
 void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained) {
   pending_.insert(pending_.end(), audio.begin(), audio.end());
-  frames_ += audio.size() / format_.FrameBytes();
+  frames_ += FramesIn(audio);
   if (!keeps_clock_) return Flush();
   if (gone_) {
     const double missing = Lag(now) - usual_lag_ - kGoneMargin * format_.rate;
@@ -54,7 +54,7 @@ void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained
     best_lag_ = std::min(best_lag_, lag);
     return;
   }
-  Follow(lag, now, static_cast<double>(audio.size() / format_.FrameBytes()));
+  Follow(lag, now, static_cast<double>(FramesIn(audio)));
 }
 
 void Timeline::Follow(double lag, double now, double new_frames) {
@@ -97,10 +97,8 @@ void Timeline::SetGone(bool gone, bool planned) {
 // Before what is pending.
 void Timeline::PutSilence(double frames) {
   const auto whole = static_cast<std::uint64_t>(std::llround(std::max(frames, 0.0)));
-  if (hole_frames_ == 0) {
-    const std::uint64_t pending = pending_.size() / format_.FrameBytes();
-    hole_begin_ = static_cast<double>(frames_ - pending) / format_.rate;
-  }
+  if (hole_frames_ == 0)
+    hole_begin_ = static_cast<double>(frames_ - FramesIn(pending_)) / format_.rate;
   hole_frames_ += static_cast<double>(whole);
   frames_ += whole;
   ready_.resize(ready_.size() + whole * format_.FrameBytes(),
@@ -125,8 +123,7 @@ void Timeline::End(double now, std::uint64_t most_frames) {
     if (waits_) Align(latency());
     if (late_) PutSilence(best_lag_ - usual_lag_);
     Flush();
-    const double room = static_cast<double>(most_frames) -
-                        static_cast<double>(ready_.size() / format_.FrameBytes());
+    const double room = static_cast<double>(most_frames) - static_cast<double>(FramesIn(ready_));
     const double missing = Lag(now) - usual_lag_;
     if (gone_ || missing > kTolerance * format_.rate) PutSilence(std::min(missing, room));
   }

@@ -55,6 +55,9 @@ class Timeline {
 
  private:
   double Lag(double now) const { return now * format_.rate - static_cast<double>(frames_); }
+  std::uint64_t FramesIn(std::span<const std::uint8_t> audio) const {
+    return audio.size() / format_.FrameBytes();
+  }
   void Begin(double now);
   void Follow(double lag, double now, double new_frames);
   void Settle();
