@@ -148,7 +148,6 @@ TEST_F(OnLinux, ConsoleAndBoxHaveTheirOwnGates) {
   logger.log_error("one");
   logger.log_warn("two\nlines");
   logger.log_trace("none");
-  std::fflush(stdout);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "two\nlines\n");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "+---- Caption ---- error\n| one\n+----\n"
