@@ -20,7 +20,10 @@ namespace zevra {
 namespace {
 
 constexpr std::size_t kBufferBytes = 4096;
-constexpr int kTurnTries = 200;
+// A rotation may take long, and its lines are safe without a turn. A write takes microseconds; only
+// a process that was stopped in the midst of one lets others wait so long.
+constexpr std::uint64_t kLongestRotationMs = 200;
+constexpr std::uint64_t kLongestWriteMs = 3000;
 constexpr int kBriefTries = 20;  // a line takes microseconds
 
 HANDLE HandleOf(std::FILE* stream) {
@@ -37,9 +40,10 @@ OVERLAPPED PlaceOf(DWORD high) {
   return place;
 }
 
-// True if the byte is held from now on; a fifth of a second is enough for any that is alive.
-bool LockByte(std::FILE* stream, DWORD byte) {
-  for (int i = 0; i < kTurnTries; ++i) {
+// True if the byte is held from now on.
+bool LockByte(std::FILE* stream, DWORD byte, std::uint64_t longest_ms) {
+  const std::uint64_t begin = TickCountMs();
+  for (int i = 0; TickCountMs() - begin < longest_ms; ++i) {
     OVERLAPPED place = PlaceOf(byte);
     if (::LockFileEx(HandleOf(stream), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
                      &place) != 0)
@@ -60,7 +64,8 @@ void UnlockByte(std::FILE* stream, DWORD byte) {
 // process's write would be lost.
 class WriteTurn {
  public:
-  explicit WriteTurn(std::FILE* stream) : held_(LockByte(stream, kWriteByte) ? stream : nullptr) {}
+  explicit WriteTurn(std::FILE* stream)
+      : held_(LockByte(stream, kWriteByte, kLongestWriteMs) ? stream : nullptr) {}
   ~WriteTurn() {
     if (held_ != nullptr) UnlockByte(held_, kWriteByte);
   }
@@ -212,7 +217,7 @@ std::int64_t LengthOf(std::FILE* stream) {
 int EmptyFile(std::FILE* stream) { return ::_chsize(::_fileno(stream), 0) == 0 ? 0 : errno; }
 
 RotationTurn::RotationTurn(std::FILE* stream) {
-  if (stream != nullptr && LockByte(stream, kRotationByte)) held_ = stream;
+  if (stream != nullptr && LockByte(stream, kRotationByte, kLongestRotationMs)) held_ = stream;
 }
 
 RotationTurn::~RotationTurn() {
