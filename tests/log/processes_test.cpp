@@ -11,9 +11,9 @@ namespace {
 constexpr int kProcesses = 4, kThreads = 4, kLines = 2500;  // lines of a thread
 
 void InThreads(int count, const std::function<void(int)>& work) {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int thread = 0; thread < count; ++thread) threads.emplace_back(work, thread);
-  for (std::thread& thread : threads) thread.join();
 }
 
 class Processes : public LogTest {
@@ -74,6 +74,7 @@ TEST_F(Processes, LoseAndTearNothing) {
                                   Path(row.folder) + "/z.log " + row.maxsize + " " +
                                   std::to_string(process) + " > " +
                                   Path("output" + std::to_string(process));
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): it only starts a process
       EXPECT_EQ(std::system(command.c_str()), 0) << command;
     });
     EXPECT_GE(std::distance(fs::directory_iterator(dir / row.folder), {}), row.files);
