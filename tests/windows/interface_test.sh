@@ -24,7 +24,7 @@ system="advapi32.dll avrt.dll kernel32.dll msvcrt.dll ole32.dll user32.dll versi
 comm -23 <(sed -n 's/^.*DLL Name: //p' "$work/headers" | tr '[:upper:]' '[:lower:]' | sorted) \
   <(sorted <<<"$system") | { ! grep .; }
 
-! grep CryptAcquireContext "$work/headers"
+grep CryptAcquireContext "$work/headers" && exit 1
 
 echo "load flags:"
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
@@ -53,4 +53,3 @@ compiler=${objdump%objdump}
 "${compiler}gcc" -std=c99 "${flags[@]}" "$work/host.c" "$import_library" -o "$work/host.exe"
 "${compiler}g++" -std=c++17 "${flags[@]}" "$work/host.cpp" "$import_library" -o "$work/host.exe"
 "$objdump" -p "$work/host.exe" | grep 'DLL Name: zevra\.dll' >/dev/null
-echo "all passed"

@@ -7,7 +7,6 @@
 #include <io.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -23,8 +22,6 @@
 
 namespace zevra::test {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr const char* kSettings =
     "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\ntitle=Caption\r\n";
@@ -145,8 +142,8 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   for (const std::string& line : lines) in_file += line.substr(0, line.size() - 1) + "\r\n";
   const std::string log = Read("zevra.log");
   EXPECT_THAT(log, ::testing::EndsWith(in_file));
-  EXPECT_THAT(log, HasSubstr("\\zevra.dll 20"));
-  EXPECT_THAT(log, HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
+  EXPECT_THAT(log, ::testing::HasSubstr("\\zevra.dll 20"));
+  EXPECT_THAT(log, ::testing::HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
 }
 
 // The texts of the log and its backups.

@@ -11,10 +11,10 @@ while [[ ! -s $number ]]; do
   kill -0 $server || exit 1
   sleep 0.05
 done
-export LC_ALL=C.UTF-8 DISPLAY=:$(<"$number")
+DISPLAY=:$(<"$number")
+export DISPLAY LC_ALL=C.UTF-8
 folder="$ZEVRA_WINE/Ωδός 日本"
-mkdir "$folder"
-cp "$(dirname "$1")"/*.{exe,dll} "$folder"
+mkdir "$folder" && cp "$(dirname "$1")"/*.{exe,dll} "$folder"
 cd "$folder"
 for test in WaitsForItsMutexAndReachesEveryOutput RotatesAndFollowsItsSettings; do
   wine "$(basename "$1")" --gtest_filter="*.$test"

@@ -56,4 +56,3 @@ cp "$work/host/host.exe" bin/by-cmake.exe
     list=$(wine "bin/$host.exe")
     [[ $list == *"  Monitor of Zevra Speakers"* ]] || { echo "$host.exe lists: $list" && exit 1; }
   done'
-echo "all passed"

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <windows.h>
 
+#include <objbase.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -202,6 +204,16 @@ TEST_F(Monitor, AThousandStartsAndStopsLeaveNoHandle) {
   const std::uintptr_t before = FreeHandle();
   StartAndStop(50);
   EXPECT_LT(FreeHandle(), before + 1000);
+}
+
+TEST_F(Monitor, AMultithreadedApartmentDoes) {
+  std::jthread([] {
+    ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    EXPECT_EQ(ZevraInitialize(), ZEVRA_E_CHANGED_MODE);
+    const Recording recording;
+    const Device monitor(kMonitor, ZEVRA_FLOW_CAPTURE);
+    EXPECT_TRUE(monitor.Start(recording) == 0 && recording.Goes());
+  });
 }
 
 // Where Wine has loopback.
