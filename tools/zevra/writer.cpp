@@ -181,10 +181,10 @@ const std::map<std::string, Container>& ContainerNames() {
   return names;
 }
 
-void CheckWritable(const Target& asked) {
-  Target target = asked;
-  target.container = ContainerOf(asked);
-  if (target.container == Container::kByName) {
+void CheckWritable(const Target& target) {
+  Target known = target;
+  known.container = ContainerOf(target);
+  if (known.container == Container::kByName) {
     throw BadArgument("can't tell what to write into " + target.file +
                       ": end the name in .wav, .flac, .ogg, .opus or .mp3, or give - for standard "
                       "output");
@@ -197,15 +197,15 @@ void CheckWritable(const Target& asked) {
   const std::string name = target.file.substr(target.file.rfind('/') + 1);
   if (target.split_seconds && name.rfind('.') == std::string::npos)
     throw BadArgument("only a file whose name has an ending can be split");
-  CheckEncodable(target);
+  CheckEncodable(known);
 }
 
-std::unique_ptr<AudioWriter> OpenWriter(const Target& asked) {
-  Target target = asked;
-  target.container = ContainerOf(asked);
-  if (target.split_seconds) return std::make_unique<SplitWriter>(target);
-  target.file = Formatted(target.file);
-  return OpenOne(target);
+std::unique_ptr<AudioWriter> OpenWriter(const Target& target) {
+  Target known = target;
+  known.container = ContainerOf(target);
+  if (target.split_seconds) return std::make_unique<SplitWriter>(known);
+  known.file = Formatted(target.file);
+  return OpenOne(known);
 }
 
 std::string TimeStamp() { return Formatted("%Y-%m-%dT%H:%M:%S%z"); }
