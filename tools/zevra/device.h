@@ -19,18 +19,18 @@ struct Library {
   // Full path of the file that was loaded.
   std::string Path() const;
 
-  decltype(&ZevraInitialize) Initialize;
-  decltype(&ZevraUninitialize) Uninitialize;
-  decltype(&ZevraGetDeviceList) GetDeviceList;
-  decltype(&ZevraGetInnerRecordDeviceList) GetInnerRecordDeviceList;
-  decltype(&ZevraGetOutRecordDeviceList) GetOutRecordDeviceList;
-  decltype(&ZevraOpenDevice) OpenDevice;
-  decltype(&ZevraCloseDevice) CloseDevice;
-  decltype(&ZevraStartPlay) StartPlay;
-  decltype(&ZevraStopPlay) StopPlay;
-  decltype(&ZevraStartCapture) StartCapture;
-  decltype(&ZevraStopCapture) StopCapture;
-  decltype(&ZevraGetVolume) GetVolume;
+  decltype(&ZevraInitialize) Initialize = nullptr;
+  decltype(&ZevraUninitialize) Uninitialize = nullptr;
+  decltype(&ZevraGetDeviceList) GetDeviceList = nullptr;
+  decltype(&ZevraGetInnerRecordDeviceList) GetInnerRecordDeviceList = nullptr;
+  decltype(&ZevraGetOutRecordDeviceList) GetOutRecordDeviceList = nullptr;
+  decltype(&ZevraOpenDevice) OpenDevice = nullptr;
+  decltype(&ZevraCloseDevice) CloseDevice = nullptr;
+  decltype(&ZevraStartPlay) StartPlay = nullptr;
+  decltype(&ZevraStopPlay) StopPlay = nullptr;
+  decltype(&ZevraStartCapture) StartCapture = nullptr;
+  decltype(&ZevraStopCapture) StopCapture = nullptr;
+  decltype(&ZevraGetVolume) GetVolume = nullptr;
 };
 
 // The library initialised on the calling thread, with the machine's endpoints or the built-in ones.
