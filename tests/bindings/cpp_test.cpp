@@ -98,8 +98,7 @@ TEST(CppBinding, CapturesAtOnceShareNothing) {
   const Device speakers, headphones("Built-in Headphones");
   const Silence awake(headphones);
   Counter heard{0}, unheard{0}, packets{0}, allocated{0};
-  // Last, more than the second that is queued when the other silence ends.
-  for (const int enough : {5, 250}) {
+  for (int round = 0; round < 2; ++round) {
     heard = packets = 0;
     const TwoAtOnce one(speakers, kSpeech,
                         [&](const Packet& p) { heard += PeakOf(p, kSpeech) > 0; });
@@ -114,8 +113,7 @@ TEST(CppBinding, CapturesAtOnceShareNothing) {
     EXPECT_THAT(
         [] { TwoAtOnce(Device(), kSpeech, nullptr); },
         ThrowsMessage<Error>("all 2 callbacks are in use: ZEVRA_E_OUTOFMEMORY (0x8007000E)"));
-    { const Silence ended((Device())); }
-    EXPECT_TRUE(Eventually([&] { return heard > enough && packets > enough; }));
+    EXPECT_TRUE(Eventually([&] { return heard > 5 && packets > 30; }));
   }
   EXPECT_EQ(unheard, 0);
   EXPECT_EQ(allocated, 0);
