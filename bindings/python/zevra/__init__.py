@@ -32,7 +32,8 @@ from ._library import (
     ServiceNotRunningError,
     endpoints,
 )
-from ._tap import DTYPES, Blocks, OverflowWarning, Tap
+from ._stream import DTYPES
+from ._tap import Blocks, OverflowWarning, Tap
 
 __all__ = [
     "Blocks",
