@@ -15,7 +15,9 @@ namespace {
 thread_local int allocations = 0;
 }  // namespace
 
-#ifndef __clang_analyzer__  // it takes every block for malloc's, and for lost
+// The analyzer takes every block for malloc's, and for lost; the sanitizer has operators of its
+// own.
+#if !defined(__clang_analyzer__) && !defined(__SANITIZE_ADDRESS__)
 void* operator new(std::size_t size) {
   ++allocations;
   if (void* const block = std::malloc(size)) return block;
