@@ -12,10 +12,10 @@ using testing::MatchesRegex;
 
 // One run each; what it says contains the text given, or is empty.
 struct Row {
-  const char* arguments;
-  int exit_code;
-  const char* out;
-  const char* err;
+  const char* arguments = nullptr;
+  int exit_code = 0;
+  const char* out = nullptr;
+  const char* err = nullptr;
   const char* before = "";
 };
 

@@ -22,7 +22,7 @@ class PacketRing {
   explicit PacketRing(std::size_t capacity_bytes)
       : size_(capacity_bytes), bytes_(new std::uint8_t[capacity_bytes]) {}
 
-  // Whole or not at all: false if there is no room for `packet`.
+  // Whole or not at all: false if `packet` does not fit.
   bool Push(std::span<const std::uint8_t> packet);
   // Moves what waits into `out`, as much as fits, and gives the number of bytes.
   std::size_t Take(std::span<std::uint8_t> out);

@@ -123,9 +123,9 @@ void Timeline::End(double now, std::uint64_t most_frames) {
     if (waits_) Align(latency());
     if (late_) PutSilence(best_lag_ - usual_lag_);
     Flush();
-    const double room = static_cast<double>(most_frames) - static_cast<double>(FramesIn(ready_));
+    const double left = static_cast<double>(most_frames) - static_cast<double>(FramesIn(ready_));
     const double missing = Lag(now) - usual_lag_;
-    if (gone_ || missing > kTolerance * format_.rate) PutSilence(std::min(missing, room));
+    if (gone_ || missing > kTolerance * format_.rate) PutSilence(std::min(missing, left));
   }
   Settle();
 }
