@@ -19,16 +19,15 @@ struct Row {
   const char* before = "";
 };
 
-TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
-  const Row rows[] = {
-      {"list --builtin", 0,
-       "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT\n"
-       "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels\n"
-       "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels\n"
-       "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel\n",
-       ""},
-      {"list --builtin --json", 0,
-       R"("Built-in Microphone",
+constexpr Row kRows[] = {
+    {"list --builtin", 0,
+     "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT\n"
+     "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels\n"
+     "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels\n"
+     "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel\n",
+     ""},
+    {"list --builtin --json", 0,
+     R"("Built-in Microphone",
     "flow": "capture",
     "default": true,
     "volume": 0.5,
@@ -41,76 +40,76 @@ TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
     }
   }
 ])",
-       ""},
-      {"volume --builtin", 0, "Built-in Speakers: 75 %\n", ""},
-      {"volume --builtin --flow capture", 0, "Built-in Microphone: 50 %\n", ""},
-      {"volume --builtin -d 'built-in headphones'", 0, "Built-in Headphones: 100 %\n", ""},
-      {"meter --builtin -s 1.2 -c 1", 0, "  peak  M -", ""},
-      {"silence --builtin -s 0.4", 0, "Played silence for 00:00.4", ""},
-      {"silence --builtin -d 'Built-in Microphone'", 1, "",
-       "no render endpoint is named \"Built-in Microphone\""},
-      {"record --builtin -s 1.25 told.wav", 0,
-       "00:01.2, 60000 frames, 0.2 MB of audio\n  Peak      -8.6 dBFS (L -8.6, R -8.6)\n", ""},
-      {"record --builtin -s 0.5 -f s24 -c 3 -r 16000 -q - | wc -c", 0, "72000\n", ""},
-      {"record --builtin -s 9 -q - | head -c 1000 | wc -c", 0, "1000\n",
-       "zevra: whoever read standard output has gone\n"},
-      {"doctor --builtin", 0, "frames in a second at 48000 Hz, the first after ", ""},
-      {"doctor --json", 1, "\"subject\": \"Sound server\",\n    \"state\": \"problem\"",
-       "something is wrong", "export PULSE_SERVER=unix:/nowhere;"},
-      {"log --library lib.so", 0, "\nflush          file     0\n",
-       "warning: flush=yes is no number",
-       "touch lib.so; printf '[logger]\nflush=yes\n' >zevra.cfu;"},
-      {"log --library nowhere.so", 1, "", "there is no library nowhere.so"},
-      {"log", 0, "zevra.cfu", ""},
-      {"", 2, "", "A command is required"},
-      {"frobnicate", 2, "", "no command 'frobnicate'; see zevra --help"},
-      {"rec -s 1 x.wav", 2, "", "no command 'rec'; did you mean 'record'?"},
-      {"record --secnds 1 x.wav", 2, "", "no option '--secnds'; did you mean '--seconds'?"},
-      {"list --builtin >/dev/full", 1, "", "can't write to standard output: No space left"},
-      {"--help >/dev/full", 1, "", "can't write to standard output: No space left"},
-      {"record --builtin -s 0.2 -q shut.wav >&-", 0, "", ""},
-      {"record", 2, "", "FILE is required"},
-      {"record x.wav more", 2, "", "not expected: more"},
-      {"record x.tune", 2, "", "end the name in .wav"},
-      {"record -f f32 x.flac", 2, "", "FLAC has no f32 samples"},
-      {"record -r 96001 x.flac", 2, "", "FLAC has no rate of 96001 Hz"},
-      {"record -r 44100 x.opus", 2, "", "Opus takes rates of"},
-      {"record -c 3 x.mp3", 2, "", "MP3 takes 1 or 2 channels"},
-      {"record --split 1d x.wav", 2, "", "1d is no time of a second to a year"},
-      {"record --builtin -s 9 -q p.wav", 1, "RIFF\xff\xff\xff\xffWAVE",
-       "whoever read p.wav has gone", "mkfifo p.wav; head -c 12 p.wav &"},
-      {"record -f s12 x.wav", 2, "", "s12 is none of f32, s16, s24, s32, u8"},
-      {"record -r 3999 x.wav", 2, "", "3999 not in range 4000 to 384000"},
-      {"record -c 9 x.wav", 2, "", "9 not in range 1 to 8"},
-      {"record -s inf x.wav", 2, "", "inf is no number above 0"},
-      {"record -q x.wav", 1, "", "no sound server answers; start one, or try",
-       "export PULSE_SERVER=unix:/nowhere;"},
-      {"record --builtin no/such/x.wav", 1, "", "can't write no/such/x.wav: No such file"},
-      {"record --builtin -d built x.wav", 1, "",
-       "no endpoint is named \"built\"; did you mean \"Built-in Speakers\", \"Built-in "
-       "Headphones\", \"Built-in Microphone\"?"},
-      {"record --builtin -d microphone --flow render x.wav", 1, "",
-       "no render endpoint is named \"microphone\"; there are \"Built-in Speakers\""},
-      {"record --builtin -q full.wav", 1, "", "No space left on device",
-       "ln -s /dev/full full.wav;"},
-      {"record --builtin -q big.wav", 1, "", "File too large; big.wav keeps", "ulimit -f 100;"},
-      {"record --builtin -q big.flac", 1, "", "File too large; big.flac keeps", "ulimit -f 50;"},
-  };
+     ""},
+    {"volume --builtin", 0, "Built-in Speakers: 75 %\n", ""},
+    {"volume --builtin --flow capture", 0, "Built-in Microphone: 50 %\n", ""},
+    {"volume --builtin -d 'built-in headphones'", 0, "Built-in Headphones: 100 %\n", ""},
+    {"meter --builtin -s 1.2 -c 1", 0, "  peak  M -", ""},
+    {"silence --builtin -s 0.4", 0, "Played silence for 00:00.4", ""},
+    {"silence --builtin -d 'Built-in Microphone'", 1, "",
+     "no render endpoint is named \"Built-in Microphone\""},
+    {"record --builtin -s 1.25 told.wav", 0,
+     "00:01.2, 60000 frames, 0.2 MB of audio\n  Peak      -8.6 dBFS (L -8.6, R -8.6)\n", ""},
+    {"record --builtin -s 0.5 -f s24 -c 3 -r 16000 -q - | wc -c", 0, "72000\n", ""},
+    {"record --builtin -s 9 -q - | head -c 1000 | wc -c", 0, "1000\n",
+     "zevra: whoever read standard output has gone\n"},
+    {"doctor --builtin", 0, "frames in a second at 48000 Hz, the first after ", ""},
+    {"doctor --json", 1, "\"subject\": \"Sound server\",\n    \"state\": \"problem\"",
+     "something is wrong", "export PULSE_SERVER=unix:/nowhere;"},
+    {"log --library lib.so", 0, "\nflush          file     0\n", "warning: flush=yes is no number",
+     "touch lib.so; printf '[logger]\nflush=yes\n' >zevra.cfu;"},
+    {"log --library nowhere.so", 1, "", "there is no library nowhere.so"},
+    {"log", 0, "zevra.cfu", ""},
+    {"", 2, "", "A command is required"},
+    {"frobnicate", 2, "", "no command 'frobnicate'; see zevra --help"},
+    {"rec -s 1 x.wav", 2, "", "no command 'rec'; did you mean 'record'?"},
+    {"record --secnds 1 x.wav", 2, "", "no option '--secnds'; did you mean '--seconds'?"},
+    {"list --builtin >/dev/full", 1, "", "can't write to standard output: No space left"},
+    {"--help >/dev/full", 1, "", "can't write to standard output: No space left"},
+    {"record --builtin -s 0.2 -q shut.wav >&-", 0, "", ""},
+    {"record", 2, "", "FILE is required"},
+    {"record x.wav more", 2, "", "not expected: more"},
+    {"record x.tune", 2, "", "end the name in .wav"},
+    {"record -f f32 x.flac", 2, "", "FLAC has no f32 samples"},
+    {"record -r 96001 x.flac", 2, "", "FLAC has no rate of 96001 Hz"},
+    {"record -r 44100 x.opus", 2, "", "Opus takes rates of"},
+    {"record -c 3 x.mp3", 2, "", "MP3 takes 1 or 2 channels"},
+    {"record --split 1d x.wav", 2, "", "1d is no time of a second to a year"},
+    {"record --builtin -s 9 -q p.wav", 1, "RIFF\xff\xff\xff\xffWAVE", "whoever read p.wav has gone",
+     "mkfifo p.wav; head -c 12 p.wav &"},
+    {"record -f s12 x.wav", 2, "", "s12 is none of f32, s16, s24, s32, u8"},
+    {"record -r 3999 x.wav", 2, "", "3999 not in range 4000 to 384000"},
+    {"record -c 9 x.wav", 2, "", "9 not in range 1 to 8"},
+    {"record -s inf x.wav", 2, "", "inf is no number above 0"},
+    {"record -q x.wav", 1, "", "no sound server answers; start one, or try",
+     "export PULSE_SERVER=unix:/nowhere;"},
+    {"record --builtin no/such/x.wav", 1, "", "can't write no/such/x.wav: No such file"},
+    {"record --builtin -d built x.wav", 1, "",
+     "no endpoint is named \"built\"; did you mean \"Built-in Speakers\", \"Built-in "
+     "Headphones\", \"Built-in Microphone\"?"},
+    {"record --builtin -d microphone --flow render x.wav", 1, "",
+     "no render endpoint is named \"microphone\"; there are \"Built-in Speakers\""},
+    {"record --builtin -q full.wav", 1, "", "No space left on device", "ln -s /dev/full full.wav;"},
+    {"record --builtin -q big.wav", 1, "", "File too large; big.wav keeps", "ulimit -f 100;"},
+    {"record --builtin -q big.flac", 1, "", "File too large; big.flac keeps", "ulimit -f 50;"},
+};
+
+TEST(Commands, SayWhatTheyDidOrInOneLineWhyNot) {
   const ScratchFolder folder;
   std::vector<CommandRun> runs;
-  for (const Row& row : rows) runs.push_back(folder.Start(row.arguments, row.before));
+  for (const Row& row : kRows) runs.push_back(folder.Start(row.arguments, row.before));
   for (std::size_t i = 0; i < runs.size(); ++i) {
-    SCOPED_TRACE(rows[i].arguments);
+    SCOPED_TRACE(kRows[i].arguments);
     const Outcome outcome = runs[i].Wait();
-    EXPECT_EQ(outcome.exit_code, rows[i].exit_code);
+    EXPECT_EQ(outcome.exit_code, kRows[i].exit_code);
     EXPECT_THAT(outcome.out, testing::Not(HasSubstr("\x1b")));  // no terminal
-    EXPECT_THAT(outcome.out, *rows[i].out == '\0' ? testing::Matcher<std::string>(IsEmpty())
-                                                  : HasSubstr(rows[i].out));
-    if (*rows[i].err == '\0') {
+    EXPECT_THAT(outcome.out, *kRows[i].out == '\0' ? testing::Matcher<std::string>(IsEmpty())
+                                                   : HasSubstr(kRows[i].out));
+    if (*kRows[i].err == '\0') {
       EXPECT_THAT(outcome.err, IsEmpty());
     } else {
       EXPECT_THAT(outcome.err, MatchesRegex("zevra: [^\n]*\n"));
-      EXPECT_THAT(outcome.err, HasSubstr(rows[i].err));
+      EXPECT_THAT(outcome.err, HasSubstr(kRows[i].err));
     }
   }
   EXPECT_FALSE(std::filesystem::exists(folder.File("x.wav")));

@@ -26,58 +26,46 @@ CLI::Validator OneOf(const std::map<std::string, Value>& names) {
   return {replace, ""};
 }
 
-CLI::Validator Seconds() {
-  const auto check = [](std::string& text) {
-    double seconds = 0;
-    const bool good =
-        CLI::detail::lexical_cast(text, seconds) && seconds > 0 && seconds <= kLongest;
-    return good ? std::string() : text + " is no number above 0 and up to a year of seconds";
-  };
-  return {check, ""};
+// These three give the error of a text, "" for a good one.
+std::string Seconds(std::string& text) {
+  double seconds = 0;
+  const bool good = CLI::detail::lexical_cast(text, seconds) && seconds > 0 && seconds <= kLongest;
+  return good ? std::string() : text + " is no number above 0 and up to a year of seconds";
 }
 
 // "90", "90s", "15m", "1h" or several of them, as seconds.
-CLI::Validator Duration() {
-  const auto replace = [](std::string& text) {
-    double seconds = 0;
-    bool good = !text.empty();
-    for (std::size_t at = 0; good && at < text.size();) {
-      const std::size_t end = std::min(text.find_first_not_of("0123456789.", at), text.size());
-      double number = 0;
-      good = CLI::detail::lexical_cast(text.substr(at, end - at), number);
-      const char unit = end < text.size() ? text[end] : 's';
-      good = good && (unit == 's' || unit == 'm' || unit == 'h');
-      seconds += number * (unit == 'h' ? 3600 : unit == 'm' ? 60 : 1);
-      at = end + 1;
-    }
-    if (!good || seconds < 1 || seconds > kLongest)
-      return text + " is no time of a second to a year, such as 90s, 15m or 1h";
-    text = std::to_string(seconds);
-    return std::string();
-  };
-  return {replace, ""};
+std::string Duration(std::string& text) {
+  double seconds = 0;
+  bool good = !text.empty();
+  for (std::size_t at = 0; good && at < text.size();) {
+    const std::size_t end = std::min(text.find_first_not_of("0123456789.", at), text.size());
+    double number = 0;
+    good = CLI::detail::lexical_cast(text.substr(at, end - at), number);
+    const char unit = end < text.size() ? text[end] : 's';
+    good = good && (unit == 's' || unit == 'm' || unit == 'h');
+    seconds += number * (unit == 'h' ? 3600 : unit == 'm' ? 60 : 1);
+    at = end + 1;
+  }
+  if (!good || seconds < 1 || seconds > kLongest)
+    return text + " is no time of a second to a year, such as 90s, 15m or 1h";
+  text = std::to_string(seconds);
+  return std::string();
 }
 
 // "-50" or "-50dB", below full scale.
-CLI::Validator Decibels() {
-  const auto replace = [](std::string& text) {
-    std::string number = text;
-    if (number.size() > 2 && EqualIgnoringCase(number.substr(number.size() - 2), "dB"))
-      number.resize(number.size() - 2);
-    double decibels = 0;
-    if (!CLI::detail::lexical_cast(number, decibels) || decibels > 0 || decibels < -200)
-      return text + " is no level from -200dB to 0dB";
-    text = number;
-    return std::string();
-  };
-  return {replace, ""};
+std::string Decibels(std::string& text) {
+  std::string number = text;
+  if (number.size() > 2 && EqualIgnoringCase(number.substr(number.size() - 2), "dB"))
+    number.resize(number.size() - 2);
+  double decibels = 0;
+  if (!CLI::detail::lexical_cast(number, decibels) || decibels > 0 || decibels < -200)
+    return text + " is no level from -200dB to 0dB";
+  text = number;
+  return std::string();
 }
 
-const std::map<std::string, Flow>& FlowNames() {
-  static const std::map<std::string, Flow> names = {
-      {"render", Flow::kRender}, {"capture", Flow::kCapture}, {"both", Flow::kBoth}};
-  return names;
-}
+const std::map<std::string, Flow> kFlowNames = {
+    {"render", Flow::kRender}, {"capture", Flow::kCapture}, {"both", Flow::kBoth}};
 
 void AddBuiltin(CLI::App& command, Options& options) {
   command.add_flag("--builtin", options.endpoint.builtin,
@@ -101,16 +89,15 @@ void AddFlow(CLI::App& command, Options& options) {
                   "Where to look: at endpoints that play (render), at those that record (capture), "
                   "or at both. Without a name, render and both mean the default render endpoint.")
       ->type_name("render|capture|both")
-      ->transform(OneOf(FlowNames()));
+      ->transform(OneOf(kFlowNames));
 }
 
 void AddSeconds(CLI::App& command, Options& options) {
   command
       .add_option("--seconds,-s", options.seconds,
-                  "End after so many seconds. Without it Ctrl-C "
-                  "ends it.")
+                  "End after so many seconds. Without it Ctrl-C ends it.")
       ->type_name("N")
-      ->check(Seconds());
+      ->check(CLI::Validator(Seconds, ""));
 }
 
 void AddLayout(CLI::App& command, Options& options) {
@@ -171,11 +158,11 @@ CLI::Option& AddFlagWithValue(CLI::App& command, const std::string& name,
 
 void AddGates(CLI::App& command, Options& options) {
   CLI::Option& skip = AddFlagWithValue(
-      command, "--skip-silence", "-50dB", Decibels(),
+      command, "--skip-silence", "-50dB", CLI::Validator(Decibels, ""),
       [&options](double decibels) { options.skip_silence = decibels; },
       "Leave out what stays quieter than that for longer than half a second.");
   AddFlagWithValue(
-      command, "--start-on-sound", "-50dB", Decibels(),
+      command, "--start-on-sound", "-50dB", CLI::Validator(Decibels, ""),
       [&options](double decibels) { options.start_on_sound = decibels; },
       "Begin with the first sound that is as loud as that.")
       .excludes(&skip);
@@ -218,7 +205,7 @@ void AddTarget(CLI::App& command, Options& options) {
                   "Go on in a new file after so long, such as 90s, 15m or 1h, without losing a "
                   "frame. Files whose names do not differ by their time are numbered.")
       ->type_name("TIME")
-      ->transform(Duration());
+      ->transform(CLI::Validator(Duration, ""));
 }
 
 void AddPersistence(CLI::App& command, Options& options) {
@@ -227,7 +214,7 @@ void AddPersistence(CLI::App& command, Options& options) {
       "When the default endpoint becomes another, go on with that one, in the same file "
       "and in step with the clock.");
   AddFlagWithValue(
-      command, "--reconnect", "8760h", Duration(),
+      command, "--reconnect", "8760h", CLI::Validator(Duration, ""),
       [&options](double seconds) { options.patience = seconds; },
       "When the endpoint or the sound server goes away, record silence until it is back, for so "
       "long at most.");
