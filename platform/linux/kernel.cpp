@@ -209,9 +209,10 @@ BOOL SetEvent(HANDLE event) {
   return Signal(*object) ? TRUE : Fail(ErrorFromErrno(errno));
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): the signature is given
+// NOLINTBEGIN(readability-non-const-parameter): the signature is given
 HANDLE CreateThread(SECURITY_ATTRIBUTES* security, std::size_t stack_bytes,
                     PTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags, DWORD* thread_id) {
+  // NOLINTEND(readability-non-const-parameter)
   if (security != nullptr || stack_bytes != 0 || entry == nullptr || flags != 0 ||
       thread_id != nullptr) {
     last_error = ERROR_INVALID_PARAMETER;
