@@ -123,18 +123,18 @@ class Handle {
 
 // Copies from `copied` to the end as it is when the copy gets there. 0 or the system's error code.
 int CopyRest(std::FILE* source, HANDLE target, std::int64_t& copied) {
-  std::array<char, 8192> block;  // a thread that logs has little stack left
+  char block[8192];  // a thread that logs has little stack left
   for (;;) {
     OVERLAPPED place{};
     place.Offset = static_cast<DWORD>(copied);
     place.OffsetHigh = static_cast<DWORD>(copied >> 32);
     DWORD count = 0;
     DWORD written = 0;
-    const bool read = ::ReadFile(HandleOf(source), block.data(), static_cast<DWORD>(block.size()),
-                                 &count, &place) != 0;
+    const bool read =
+        ::ReadFile(HandleOf(source), block, static_cast<DWORD>(sizeof block), &count, &place) != 0;
     if (!read && ::GetLastError() != ERROR_HANDLE_EOF) return static_cast<int>(::GetLastError());
     if (count == 0) return 0;
-    if (::WriteFile(target, block.data(), count, &written, nullptr) == 0)
+    if (::WriteFile(target, block, count, &written, nullptr) == 0)
       return static_cast<int>(::GetLastError());
     if (written != count) return ERROR_DISK_FULL;
     copied += count;
