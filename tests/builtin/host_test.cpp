@@ -1,5 +1,6 @@
-// Many captures at once through the exported functions, with time that passes faster than life.
+// Many captures at once through the exported functions.
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -7,14 +8,13 @@
 #include "log/process_logger.h"
 #include "support/builtin_endpoints.h"
 #include "support/host.h"
-#include "support/manual_clock.h"
 
 namespace zevra::test {
 namespace {
 
 struct Heard {
-  std::uint64_t frames = 0;
-  std::uint64_t breaks = 0;
+  std::atomic<int> frames = 0;
+  int breaks = 0;
   std::int16_t next = 0;
 };
 
@@ -38,8 +38,7 @@ TEST(HostTest, SixtyFourCapturesGetEveryFrame) {
   endpoint.channels = 1;
   endpoint.channel_mask = SPEAKER_FRONT_CENTER;
   endpoint.signal = Ramp();
-  const auto clock = std::make_shared<ManualClock>();
-  const builtin::BuiltinAudio audio({endpoint}, clock);
+  const builtin::BuiltinAudio audio({endpoint});
   const auto registration = RegisterEndpoints(audio);
   ASSERT_EQ(ZevraInitialize(), ZEVRA_OK);
   EXPECT_NE(ProcessLoggerInUse(), nullptr);
@@ -50,13 +49,12 @@ TEST(HostTest, SixtyFourCapturesGetEveryFrame) {
     ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), ZEVRA_OK);
     ASSERT_EQ(ZevraStartCapture(handle, &format, OnAudio, nullptr), ZEVRA_OK);
   }
-  clock->Advance(std::chrono::seconds(2));
+  EXPECT_TRUE(Eventually([] {
+    return std::all_of(heard.begin(), heard.end(),
+                       [](const Heard& stream) { return stream.frames >= 48000; });
+  }));
   for (ZevraHandle const handle : handles) ZevraCloseDevice(handle);
-  for (const Heard& stream : heard) {
-    // But for the packet that ran at the start, and what the converter holds back.
-    EXPECT_GE(stream.frames, 96000U - 480 - 480);
-    EXPECT_EQ(stream.breaks, 0U);
-  }
+  for (const Heard& stream : heard) EXPECT_EQ(stream.breaks, 0);
   ZevraUninitialize();
 }
 

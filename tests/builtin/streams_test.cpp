@@ -2,13 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "builtin/builtin_audio.h"
 #include "platform/owners.h"
 #include "support/builtin_endpoints.h"
-#include "support/manual_clock.h"
 
 namespace zevra::builtin {
 namespace {
@@ -18,6 +16,12 @@ using std::chrono::milliseconds;
 constexpr DWORD kLoopback = AUDCLNT_STREAMFLAGS_LOOPBACK;
 constexpr DWORD kGap = AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY;
 constexpr DWORD kSilent = AUDCLNT_BUFFERFLAGS_SILENT;
+
+struct ManualClock final : Clock {
+  std::chrono::nanoseconds Now() const override { return now; }
+  void Advance(milliseconds by) { now += by; }
+  std::chrono::nanoseconds now{0};
+};
 
 struct Packet {
   std::vector<float> samples;
@@ -117,7 +121,7 @@ class BuiltinStreams : public testing::Test {
     return tap;
   }
 
-  const std::shared_ptr<test::ManualClock> clock_ = std::make_shared<test::ManualClock>();
+  const std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
   std::unique_ptr<BuiltinAudio> audio_;
 };
 
