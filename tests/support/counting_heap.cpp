@@ -8,7 +8,6 @@
 namespace {
 
 long allocations = 0;
-long live_blocks = 0;
 // Counts down to the allocation that is to fail.
 thread_local long left_to_failure = 0;
 thread_local bool has_failed = false;
@@ -20,13 +19,8 @@ bool Fails() {
   return true;
 }
 
-void CountLive(const void* block, int change) {
-  if (block != nullptr) __atomic_fetch_add(&live_blocks, change, __ATOMIC_RELAXED);
-}
-
 void* Count(void* block) {
   __atomic_fetch_add(&allocations, 1, __ATOMIC_RELAXED);
-  CountLive(block, 1);
   return block;
 }
 
@@ -39,7 +33,6 @@ void* __libc_malloc(std::size_t bytes);
 void* __libc_calloc(std::size_t count, std::size_t bytes);
 void* __libc_realloc(void* block, std::size_t bytes);
 void* __libc_memalign(std::size_t alignment, std::size_t bytes);
-void __libc_free(void* block);
 // NOLINTEND(bugprone-reserved-identifier)
 
 #pragma GCC visibility push(default)
@@ -48,21 +41,14 @@ void* calloc(std::size_t count, std::size_t bytes) {
   return Fails() ? nullptr : Count(__libc_calloc(count, bytes));
 }
 void* realloc(void* block, std::size_t bytes) {
-  if (Fails()) return nullptr;
-  CountLive(block, -1);
-  return Count(__libc_realloc(block, bytes));
+  return Fails() ? nullptr : Count(__libc_realloc(block, bytes));
 }
-void* memalign(std::size_t alignment, std::size_t bytes) {
+void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
   return Fails() ? nullptr : Count(__libc_memalign(alignment, bytes));
 }
-void* aligned_alloc(std::size_t alignment, std::size_t bytes) { return memalign(alignment, bytes); }
 int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
-  *block = memalign(alignment, bytes);
+  *block = aligned_alloc(alignment, bytes);
   return *block != nullptr ? 0 : ENOMEM;
-}
-void free(void* block) {
-  CountLive(block, -1);
-  __libc_free(block);
 }
 #pragma GCC visibility pop
 }
@@ -70,7 +56,6 @@ void free(void* block) {
 namespace zevra::test {
 
 long Allocations() { return __atomic_load_n(&allocations, __ATOMIC_RELAXED); }
-long LiveBlocks() { return __atomic_load_n(&live_blocks, __ATOMIC_RELAXED); }
 
 bool FailAllocation(long number) {
   left_to_failure = number;

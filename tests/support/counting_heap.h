@@ -3,10 +3,9 @@
 
 namespace zevra::test {
 
-// What the whole process took from the heap so far, by whatever name, and how many blocks of it are
-// still held. A program that links this has its C library's allocator behind the counts.
+// How often the whole process took from the heap so far, by whatever name. A program that links
+// this has its C library's allocator behind the count.
 long Allocations();
-long LiveBlocks();
 
 // Has the `number`-th allocation of the calling thread from here on fail, once; 0 for none. Tells
 // whether the one that was chosen before has failed.
