@@ -51,13 +51,6 @@ void WithOwnFolder(const char* path, const char* options, Work work) {
   EXPECT_EQ(status, 0);
 }
 
-template <class Work>
-void InThreads(int count, Work work) {
-  std::vector<std::jthread> threads;
-  threads.reserve(static_cast<std::size_t>(count));
-  for (int thread = 0; thread < count; ++thread) threads.emplace_back([=] { work(thread); });
-}
-
 TEST_F(OnLinux, ChildrenDoNotInheritThemAndWideTextIsUtf8) {
   for (const std::int32_t mode : {0, 3}) {
     Log_IO_FILE io;

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "log/process_logger.h"
@@ -36,6 +37,13 @@ inline std::vector<std::string> Lines(const std::string& text) {
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
+}
+
+template <class Work>
+void InThreads(int count, Work work) {
+  std::vector<std::jthread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
+  for (int thread = 0; thread < count; ++thread) threads.emplace_back([=] { work(thread); });
 }
 
 // A fresh directory per test and a clock that stands until the test turns it, in UTC.

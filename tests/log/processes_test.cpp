@@ -1,7 +1,5 @@
 #include <cstdlib>
-#include <functional>
 #include <set>
-#include <thread>
 
 #include "log_test.h"
 
@@ -9,12 +7,6 @@ namespace zevra::test {
 namespace {
 
 constexpr int kProcesses = 4, kThreads = 4, kLines = 2500;  // lines of a thread
-
-void InThreads(int count, const std::function<void(int)>& work) {
-  std::vector<std::jthread> threads;
-  threads.reserve(static_cast<std::size_t>(count));
-  for (int thread = 0; thread < count; ++thread) threads.emplace_back(work, thread);
-}
 
 class Processes : public LogTest {
  protected:

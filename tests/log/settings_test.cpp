@@ -179,7 +179,9 @@ TEST_F(ListFiles, MatchingFilesAndMatchingDirectoriesOnly) {
   for (const char* name : {"z_1.log", "z_2.txt", "z_[a].log", "z_d.log/z_3.log", "other/z_4.log"})
     Write(dir / name, "");
   std::vector<std::string> expected = {Path("z_1.log"), Path("z_[a].log"), Path("z_d.log/z_3.log")};
-  if (MakeFolderLink(dir, dir / "z_loop.log")) expected.push_back(Path("z_loop.log"));
+  std::error_code no_links;
+  fs::create_directory_symlink(dir, dir / "z_loop.log", no_links);
+  if (!no_links) expected.push_back(Path("z_loop.log"));
   std::list<std::string> found;
   EXPECT_EQ(list_files(Path("").c_str(), "z_*.log", found), 0);
   EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));

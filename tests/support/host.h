@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "support/eventually.h"
-#include "support/live_objects.h"
 #include "support/log_capture.h"
 #include "support/scripted_platform.h"
 #include "zevra/zevra.h"

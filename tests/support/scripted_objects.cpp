@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "platform/owners.h"
-#include "support/live_objects.h"
 #include "support/scripted_platform.h"
 
 namespace zevra::test {

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/com_object.h"
 #include "support/replaceable_calls.h"
 
 // A platform that follows a script: endpoints, streams and a resampler of the test's own, behind
@@ -18,6 +19,16 @@
 namespace zevra::test {
 
 using WideString = std::basic_string<WCHAR>;
+
+// Scripted objects that are alive. Code under test that loses a reference leaves one behind.
+inline std::atomic<long> live_objects{0};
+
+template <class... Interfaces>
+class TrackedObject : public ComObject<Interfaces...> {
+ protected:
+  TrackedObject() { ++live_objects; }
+  ~TrackedObject() override { --live_objects; }
+};
 
 // What a call that was told to fail gives: this result, or null with kFailureError as last error.
 inline constexpr HRESULT kFailure = static_cast<HRESULT>(0x88890004);

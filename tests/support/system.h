@@ -50,18 +50,8 @@ inline std::size_t TextModeBytes(const std::string& text) {
   return text.size() + (kOnWindows ? std::count(text.begin(), text.end(), '\n') : 0);
 }
 
-// Makes `link` lead to the folder; false where the system has no such links.
-inline bool MakeFolderLink(const std::filesystem::path& folder, const std::filesystem::path& link) {
-  std::error_code error;
-  std::filesystem::create_directory_symlink(folder, link, error);
-  return !error;
-}
-
 // Local time is UTC from here on. Before any other thread runs.
 void UseUtc();
-
-// True where narrow text is UTF-8: always on Linux, and as the user has chosen on Windows.
-bool NarrowTextIsUtf8();
 
 // A library of the system's, loaded for the life of the object.
 class Library {

@@ -9,8 +9,6 @@ namespace zevra::test {
 
 void UseUtc() { ::setenv("TZ", "UTC", 1); }  // NOLINT(concurrency-mt-unsafe): before any thread
 
-bool NarrowTextIsUtf8() { return true; }
-
 Library::Library() : handle_(::dlopen("libm.so.6", RTLD_NOW)) {}
 
 Library::~Library() { ::dlclose(handle_); }

@@ -20,8 +20,6 @@ void UseUtc() {
   ::_tzset();
 }
 
-bool NarrowTextIsUtf8() { return ::GetACP() == CP_UTF8; }
-
 Library::Library() : handle_(::LoadLibraryA("avrt.dll")) {}
 
 Library::~Library() { ::FreeLibrary(static_cast<HMODULE>(handle_)); }
