@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "support/host.h"
 
@@ -115,26 +113,6 @@ TEST_F(Handshake, ExceptionFromTheCallbackEndsTheStream) {
   EXPECT_EQ(log.Lines().back(), "ZevraImpl::LoopBackCapture | error | callback 8000ffff");
   EXPECT_EQ(ZevraStopCapture(handle), 0);
   EXPECT_EQ(ZevraCloseDevice(handle), 0);
-}
-
-// Several threads with an object each share nothing but the flag of the silent streams.
-TEST_F(Handshake, ThreadsWithAnObjectEach) {
-  std::vector<std::jthread> threads;
-  threads.reserve(4);
-  for (int index = 0; index < 4; ++index)
-    threads.emplace_back([index] {
-      EXPECT_GE(ZevraInitialize(), 0);
-      ZevraHandle handle = nullptr;
-      ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), 0);
-      for (int round = index; round < 20; ++round) {
-        EXPECT_EQ(Start(handle), 0);
-        EXPECT_EQ(ZevraStartPlay(handle), 0);
-        EXPECT_EQ(round % 2 == 0 ? ZevraStopPlay(handle) : ZevraStopCapture(handle), 0);
-        EXPECT_EQ(round % 2 == 0 ? ZevraStopCapture(handle) : ZevraStopPlay(handle), 0);
-      }
-      EXPECT_EQ(ZevraCloseDevice(handle), 0);
-      ZevraUninitialize();
-    });
 }
 
 }  // namespace
