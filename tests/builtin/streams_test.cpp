@@ -31,15 +31,9 @@ struct Packet {
 
 // A stream with one of the two services.
 struct Stream {
-  HRESULT Start() const { return client->Start(); }
   UINT32 Padding() const {
     UINT32 frames = 0;
     EXPECT_EQ(client->GetCurrentPadding(&frames), S_OK);
-    return frames;
-  }
-  UINT32 BufferFrames() const {
-    UINT32 frames = 0;
-    EXPECT_EQ(client->GetBufferSize(&frames), S_OK);
     return frames;
   }
   // Writes samples that count up from `next`, by `step` each.
@@ -82,17 +76,16 @@ class BuiltinStreams : public testing::Test {
     EXPECT_EQ(clock_.use_count(), 1);
   }
 
-  static EndpointConfig Config(EDataFlow flow, Signal signal = {}) {
-    EndpointConfig config;
-    config.flow = flow;
-    config.signal = std::move(signal);
-    return config;
-  }
-  void Build(const EndpointConfig& endpoint) {
+  void Build(EDataFlow flow, Signal signal, UINT32 rate = 48000, UINT32 packet_frames = 480) {
+    EndpointConfig endpoint;
+    endpoint.flow = flow;
+    endpoint.signal = std::move(signal);
+    endpoint.rate = rate;
+    endpoint.packet_frames = packet_frames;
     audio_ = std::make_unique<BuiltinAudio>(std::vector{endpoint}, clock_);
   }
-  // A stream in the mix format that has not been started, with a buffer of so many 100-ns units.
-  Stream Open(bool renders, DWORD flags, REFERENCE_TIME duration = 0) const {
+  // A stream in the mix format that has not been started. What it renders is a second at most.
+  Stream Open(bool renders, DWORD flags = 0) const {
     Stream stream;
     ComPtr<IMMDeviceEnumerator> enumerator;
     EXPECT_EQ(audio_->CreateEnumerator(IID_IMMDeviceEnumerator, enumerator.PutVoid()), S_OK);
@@ -104,20 +97,19 @@ class BuiltinStreams : public testing::Test {
     EXPECT_EQ(device->Activate(IID_IAudioClient, CLSCTX_ALL, nullptr, client.PutVoid()), S_OK);
     TaskMemory<WAVEFORMATEX> format;
     EXPECT_EQ(client->GetMixFormat(format.Put()), S_OK);
-    EXPECT_EQ(
-        client->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, duration, 0, format.Get(), nullptr),
-        S_OK);
+    EXPECT_EQ(client->Initialize(AUDCLNT_SHAREMODE_SHARED, flags, renders ? 10'000'000 : 0, 0,
+                                 format.Get(), nullptr),
+              S_OK);
     EXPECT_EQ(renders ? client->GetService(IID_IAudioRenderClient, stream.render.PutVoid())
                       : client->GetService(IID_IAudioCaptureClient, stream.capture.PutVoid()),
               S_OK);
     return stream;
   }
-  Stream OpenRender() const { return Open(true, 0, 10'000'000); }
   // A tap that runs from the beginning.
   Stream Tap(Signal signal = {}) {
-    Build(Config(eRender, std::move(signal)));
+    Build(eRender, std::move(signal));
     Stream tap = Open(false, kLoopback);
-    EXPECT_EQ(tap.Start(), S_OK);
+    EXPECT_EQ(tap.client->Start(), S_OK);
     return tap;
   }
 
@@ -141,12 +133,9 @@ TEST_F(BuiltinStreams, DeliverEveryFrameOnceAsTimePasses) {
                {eCapture, 8000, 100, milliseconds(990)}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.rate);
-    auto endpoint = Config(c.flow, test::Ramp());
-    endpoint.rate = c.rate;
-    endpoint.packet_frames = c.packet_frames;
-    Build(endpoint);
+    Build(c.flow, test::Ramp(), c.rate, c.packet_frames);
     const Stream stream = Open(false, c.flow == eRender ? kLoopback : 0);
-    ASSERT_EQ(stream.Start(), S_OK);
+    ASSERT_EQ(stream.client->Start(), S_OK);
     std::vector<Packet> packets;
     for (milliseconds at(0); at < milliseconds(5000); at += c.step) {
       clock_->Advance(c.step);
@@ -164,10 +153,9 @@ TEST_F(BuiltinStreams, DeliverEveryFrameOnceAsTimePasses) {
 }
 
 TEST_F(BuiltinStreams, ASlowReaderLosesTheOldestAndIsTold) {
-  Build(Config(eCapture, test::Ramp()));
-  const Stream stream = Open(false, 0);
-  ASSERT_EQ(stream.Start(), S_OK);
-  EXPECT_EQ(stream.BufferFrames(), 96000U);
+  Build(eCapture, test::Ramp());
+  const Stream stream = Open(false);
+  ASSERT_EQ(stream.client->Start(), S_OK);
   clock_->Advance(milliseconds(20));
   EXPECT_EQ(stream.TakeAll().size(), 1U);
   clock_->Advance(milliseconds(5000));
@@ -184,16 +172,16 @@ TEST_F(BuiltinStreams, ASlowReaderLosesTheOldestAndIsTold) {
 // signal.
 TEST_F(BuiltinStreams, WhatStreamsPlayIsHeardOnceInOrderAndTogether) {
   const Stream tap = Tap([](UINT32) { return Waveform{{0.125F}}; });
-  const Stream stream = OpenRender(), other = OpenRender();
+  const Stream stream = Open(true), other = Open(true);
   // A buffer of 100 packets filled again and again crosses its own end many times.
   float next = 0, half = 0.5F;
   stream.Write(48000, next, 1);
   EXPECT_EQ(stream.Padding(), 48000U);
-  ASSERT_EQ(stream.Start(), S_OK);
+  ASSERT_EQ(stream.client->Start(), S_OK);
   other.Write(480, half, 0);
   std::vector<Packet> heard;
   for (int pass = 0; pass < 10; ++pass) {
-    if (pass == 5) ASSERT_EQ(other.Start(), S_OK);
+    if (pass == 5) ASSERT_EQ(other.client->Start(), S_OK);
     clock_->Advance(milliseconds(333));
     stream.Write(48000 - stream.Padding(), next, 1);
     for (Packet& packet : tap.TakeAll()) heard.push_back(std::move(packet));
@@ -207,18 +195,16 @@ TEST_F(BuiltinStreams, WhatStreamsPlayIsHeardOnceInOrderAndTogether) {
   }
   BYTE* data = nullptr;
   EXPECT_EQ(stream.render->GetBuffer(1, &data), AUDCLNT_E_BUFFER_TOO_LARGE);
-  // Without a length asked for it holds two packets.
-  EXPECT_EQ(Open(true, 0).BufferFrames(), 960U);
 }
 
 TEST_F(BuiltinStreams, ATapHearsPacketsOnlyWhileAStreamRuns) {
-  const Stream tap = Tap(), stream = OpenRender();
+  const Stream tap = Tap(), stream = Open(true);
   clock_->Advance(milliseconds(100));
   EXPECT_EQ(tap.TakeAll().size(), 0U);
   float zero = 0, loud = 0.75F;
   stream.Write(480, zero, 0);           // zeros that nobody flagged
   stream.Write(480, loud, 0, kSilent);  // flagged, whatever the bytes say
-  ASSERT_EQ(stream.Start(), S_OK);
+  ASSERT_EQ(stream.client->Start(), S_OK);
   clock_->Advance(milliseconds(49));
   ASSERT_EQ(stream.client->Stop(), S_OK);
   clock_->Advance(milliseconds(100));

@@ -77,6 +77,7 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     const std::string log = Read(copy.parent_path() / "zevra.log");
     EXPECT_EQ(log.find("Created"), std::string::npos) << "a second logger";
     EXPECT_NE(log.find("Continued"), std::string::npos);
+    EXPECT_NE(log.find("\tModule:      " + copy.string() + " 20"), std::string::npos) << "its time";
   }
 }
 

@@ -1,9 +1,6 @@
 #ifndef ZEVRA_TESTS_SUPPORT_BUILTIN_ENDPOINTS_H
 #define ZEVRA_TESTS_SUPPORT_BUILTIN_ENDPOINTS_H
 
-#include <cmath>
-#include <numbers>
-
 #include "builtin/builtin_audio.h"
 #include "support/replaceable_calls.h"
 
@@ -24,18 +21,6 @@ inline builtin::Signal Ramp() {
     for (int step = -32768; step < 32768; ++step)
       ramp.samples.push_back(static_cast<float>(step) / 32768);
     return ramp;
-  };
-}
-
-// A sine of the peak `level`. One second of whole hertz repeats without a step.
-inline builtin::Signal Sine(std::uint32_t hertz, double level) {
-  return [hertz, level](std::uint32_t rate) {
-    builtin::Waveform sine;
-    for (std::uint64_t frame = 0; frame < rate; ++frame) {
-      const double turns = static_cast<double>(frame * hertz % rate) / rate;
-      sine.samples.push_back(static_cast<float>(level * std::sin(2 * std::numbers::pi * turns)));
-    }
-    return sine;
   };
 }
 

@@ -53,21 +53,6 @@ inline std::size_t TextModeBytes(const std::string& text) {
 // Local time is UTC from here on. Before any other thread runs.
 void UseUtc();
 
-// A library of the system's, loaded for the life of the object.
-class Library {
- public:
-  Library();
-  ~Library();
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
-
-  std::intptr_t Handle() const { return reinterpret_cast<std::intptr_t>(handle_); }
-  std::string Path() const;
-
- private:
-  void* handle_;
-};
-
 // The path of the program that runs, as the system tells it.
 std::string ProgramPath();
 
