@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -50,7 +51,8 @@ void InThreads(int count, Work work) {
 class LogTest : public testing::Test {
  protected:
   LogTest() {
-    dir = MakeTemporaryFolder();
+    dir = fs::temp_directory_path() / ("zevra_" + std::to_string(std::random_device()()));
+    fs::create_directory(dir);
     UseUtc();
     now = 1741944413;  // 2025-03-14 09:26:53
     ticks = 5000000;

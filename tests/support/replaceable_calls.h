@@ -11,39 +11,32 @@
 
 namespace zevra::test {
 
-// The functions of calls.h but for CoCreateInstance and GetLastError.
-#define ZEVRA_REPLACEABLE_CALLS(CALL)                                                             \
-  CALL(HRESULT, CoInitialize, (LPVOID reserved), (reserved))                                      \
-  CALL(void, CoUninitialize, (), ())                                                              \
-  CALL(HANDLE, CreateEventW,                                                                      \
-       (SECURITY_ATTRIBUTES * security, BOOL manual_reset, BOOL initial_state, LPCWSTR name),     \
-       (security, manual_reset, initial_state, name))                                             \
-  CALL(BOOL, SetEvent, (HANDLE event), (event))                                                   \
-  CALL(HANDLE, CreateThread,                                                                      \
-       (SECURITY_ATTRIBUTES * security, std::size_t stack_bytes, PTHREAD_START_ROUTINE entry,     \
-        LPVOID argument, DWORD flags, DWORD * thread_id),                                         \
-       (security, stack_bytes, entry, argument, flags, thread_id))                                \
-  CALL(HANDLE, CreateWaitableTimerW,                                                              \
-       (SECURITY_ATTRIBUTES * security, BOOL manual_reset, LPCWSTR name),                         \
-       (security, manual_reset, name))                                                            \
-  CALL(BOOL, SetWaitableTimer,                                                                    \
-       (HANDLE timer, const LARGE_INTEGER* due_time, LONG period_ms, PTIMERAPCROUTINE completion, \
-        LPVOID argument, BOOL resume),                                                            \
-       (timer, due_time, period_ms, completion, argument, resume))                                \
-  CALL(BOOL, CancelWaitableTimer, (HANDLE timer), (timer))                                        \
-  CALL(DWORD, WaitForMultipleObjects,                                                             \
-       (DWORD count, const HANDLE* handles, BOOL wait_all, DWORD timeout_ms),                     \
-       (count, handles, wait_all, timeout_ms))                                                    \
-  CALL(DWORD, WaitForSingleObject, (HANDLE handle, DWORD timeout_ms), (handle, timeout_ms))       \
-  CALL(BOOL, CloseHandle, (HANDLE handle), (handle))                                              \
-  CALL(void, Sleep, (DWORD milliseconds), (milliseconds))                                         \
-  CALL(HANDLE, AvSetMmThreadCharacteristicsW, (LPCWSTR task_name, DWORD * task_index),            \
-       (task_name, task_index))                                                                   \
-  CALL(HRESULT, MFStartup, (ULONG version, DWORD flags), (version, flags))                        \
-  CALL(HRESULT, MFShutdown, (), ())                                                               \
-  CALL(HRESULT, MFCreateMediaType, (IMFMediaType * *type), (type))                                \
-  CALL(HRESULT, MFCreateSample, (IMFSample * *sample), (sample))                                  \
-  CALL(HRESULT, MFCreateMemoryBuffer, (DWORD bytes, IMFMediaBuffer * *buffer), (bytes, buffer))
+// The functions of calls.h but for CoCreateInstance and GetLastError. Their arguments are only
+// passed on.
+#define ZEVRA_REPLACEABLE_CALLS(CALL)                                                            \
+  CALL(HRESULT, CoInitialize, (LPVOID a), (a))                                                   \
+  CALL(void, CoUninitialize, (), ())                                                             \
+  CALL(HANDLE, CreateEventW, (SECURITY_ATTRIBUTES * a, BOOL b, BOOL c, LPCWSTR d), (a, b, c, d)) \
+  CALL(BOOL, SetEvent, (HANDLE a), (a))                                                          \
+  CALL(HANDLE, CreateThread,                                                                     \
+       (SECURITY_ATTRIBUTES * a, std::size_t b, PTHREAD_START_ROUTINE c, LPVOID d, DWORD e,      \
+        DWORD * f),                                                                              \
+       (a, b, c, d, e, f))                                                                       \
+  CALL(HANDLE, CreateWaitableTimerW, (SECURITY_ATTRIBUTES * a, BOOL b, LPCWSTR c), (a, b, c))    \
+  CALL(BOOL, SetWaitableTimer,                                                                   \
+       (HANDLE a, const LARGE_INTEGER* b, LONG c, PTIMERAPCROUTINE d, LPVOID e, BOOL f),         \
+       (a, b, c, d, e, f))                                                                       \
+  CALL(BOOL, CancelWaitableTimer, (HANDLE a), (a))                                               \
+  CALL(DWORD, WaitForMultipleObjects, (DWORD a, const HANDLE* b, BOOL c, DWORD d), (a, b, c, d)) \
+  CALL(DWORD, WaitForSingleObject, (HANDLE a, DWORD b), (a, b))                                  \
+  CALL(BOOL, CloseHandle, (HANDLE a), (a))                                                       \
+  CALL(void, Sleep, (DWORD a), (a))                                                              \
+  CALL(HANDLE, AvSetMmThreadCharacteristicsW, (LPCWSTR a, DWORD * b), (a, b))                    \
+  CALL(HRESULT, MFStartup, (ULONG a, DWORD b), (a, b))                                           \
+  CALL(HRESULT, MFShutdown, (), ())                                                              \
+  CALL(HRESULT, MFCreateMediaType, (IMFMediaType * *a), (a))                                     \
+  CALL(HRESULT, MFCreateSample, (IMFSample * *a), (a))                                           \
+  CALL(HRESULT, MFCreateMemoryBuffer, (DWORD a, IMFMediaBuffer * *b), (a, b))
 
 // A table of them, the system's own to begin with.
 struct Operations {

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <random>
 #include <string>
 
 // What tests need of the system.
@@ -14,15 +13,6 @@ namespace zevra::test {
 
 // Lines of files in text mode end in two bytes there.
 inline constexpr bool kOnWindows = std::filesystem::path::preferred_separator == '\\';
-
-// A fresh folder among the temporary ones.
-inline std::filesystem::path MakeTemporaryFolder() {
-  std::random_device random;
-  auto folder = std::filesystem::temp_directory_path() /
-                ("zevra_" + std::to_string(random()) + "_" + std::to_string(random()));
-  std::filesystem::create_directory(folder);
-  return folder;
-}
 
 // Of a file, in seconds since 1970.
 inline void SetModifiedTime(const std::filesystem::path& path, std::int64_t seconds) {
