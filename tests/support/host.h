@@ -58,8 +58,7 @@ inline std::vector<Delivery> deliveries;
 class CaptureHost : public ScriptedHost {
  protected:
   CaptureHost() {
-    for (const DWORD flags : {DWORD{0}, DWORD{AUDCLNT_BUFFERFLAGS_SILENT}, DWORD{1}})
-      script.packets.push_back({480, flags, std::vector<BYTE>(3840, 0x11)});
+    script.packets = {0, AUDCLNT_BUFFERFLAGS_SILENT, AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY};
     script.pulls = {{1, 2, 3, 4}, {5, 6}};
   }
 

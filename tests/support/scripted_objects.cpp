@@ -69,13 +69,13 @@ class ScriptedStream final
   ZEVRA_SCRIPTED(GetService, (REFIID iid, void** service), {}, return QueryInterface(iid, service))
 
   ZEVRA_SCRIPTED(GetNextPacketSize, (UINT32 * frames), {},
-                 *frames = next_ < script_.packets.size() ? script_.packets[next_].frames : 0)
+                 *frames = next_ < script_.packets.size() ? 480 : 0)
   HRESULT GetBuffer(BYTE** data, UINT32* frames, DWORD* flags, UINT64*, UINT64*) override {
     if (Fails("CaptureClient::GetBuffer")) return kFailure;
-    ScriptedPacket& packet = script_.packets.at(next_);
-    *data = packet.bytes.data();
-    *frames = packet.frames;
-    *flags = packet.flags;
+    block_.assign(std::size_t{480} * frame_bytes_, 0x11);
+    *data = block_.data();
+    *frames = 480;
+    *flags = script_.packets.at(next_);
     return S_OK;
   }
   HRESULT ReleaseBuffer(UINT32 frames) override {

@@ -40,12 +40,6 @@ struct ScriptedEndpoint {
   VARTYPE name_type = VT_LPWSTR;
 };
 
-struct ScriptedPacket {
-  UINT32 frames = 0;
-  DWORD flags = 0;
-  std::vector<BYTE> bytes;
-};
-
 struct Script {
   std::vector<ScriptedEndpoint> endpoints{{ZEVRA_WIDE("Speakers")}};
   // Stereo float at 48 kHz, as most endpoints mix.
@@ -56,7 +50,7 @@ struct Script {
   WAVEFORMATEXTENSIBLE closest_format = mix_format;
   bool mix_format_is_supported = true;
   REFERENCE_TIME device_period = 100'000;
-  std::vector<ScriptedPacket> packets;
+  std::vector<DWORD> packets;            // the flags of each, which has 480 frames
   std::vector<std::vector<BYTE>> pulls;  // what the transform gives for each packet, in turn
   DWORD input_status = MFT_INPUT_STATUS_ACCEPT_DATA;
   UINT32 buffer_frames = 48'000;
