@@ -53,32 +53,24 @@ TEST(Waits, LowestIndexWinsAndSignalsDoNotPileUp) {
   EXPECT_EQ(WaitForMultipleObjects(2, handles, FALSE, 0), WAIT_TIMEOUT);
 }
 
-// Signals the waiting thread all the time.
-DWORD InterruptedWait(const UniqueHandle& handle, DWORD milliseconds) {
+TEST(Waits, GoOnAfterAnInterruption) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   sigaction(SIGUSR1, &action, nullptr);
-  std::atomic<DWORD> result{WAIT_FAILED};
-  std::thread waiter([&] { result = Wait(handle, milliseconds); });
-  while (result == WAIT_FAILED) {
-    pthread_kill(waiter.native_handle(), SIGUSR1);
-    std::this_thread::sleep_for(1ms);
-  }
-  waiter.join();
-  return result;
-}
-
-TEST(Waits, GoOnAfterAnInterruption) {
   const UniqueHandle event = Event();
+  std::atomic<int> timed_out{0};
   const auto start = Clock::now();
-  EXPECT_EQ(InterruptedWait(event, 60), WAIT_TIMEOUT);
-  EXPECT_GE(Clock::now() - start, 60ms);
-  std::thread setter([&] {
-    std::this_thread::sleep_for(20ms);
+  const std::jthread interrupter([&, waiter = pthread_self()] {
+    for (int left = 20; left > 0; left -= timed_out) {
+      pthread_kill(waiter, SIGUSR1);
+      std::this_thread::sleep_for(1ms);
+    }
     SetEvent(event.Get());
   });
-  EXPECT_EQ(InterruptedWait(event, INFINITE), WAIT_OBJECT_0);
-  setter.join();
+  EXPECT_EQ(Wait(event, 60), WAIT_TIMEOUT);
+  EXPECT_GE(Clock::now() - start, 60ms);
+  timed_out = 1;
+  EXPECT_EQ(Wait(event), WAIT_OBJECT_0);
 }
 
 TEST(Timers, MissedTicksDoNotPileUp) {
