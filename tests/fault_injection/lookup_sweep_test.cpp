@@ -237,11 +237,7 @@ TEST_F(LookupSweep, BadArguments) {
 
   std::thread([] {
     ZevraHandle unopened = nullptr;
-    ZevraDeviceList list;
-    list.count = 5;
     EXPECT_EQ(ZevraOpenDevice(&unopened, nullptr, 0), ZEVRA_E_NOT_INITIALIZED);
-    EXPECT_EQ(ZevraGetDeviceList(&list), ZEVRA_E_NOT_INITIALIZED);
-    EXPECT_EQ(list.count, 0U);
   }).join();
 
   EXPECT_EQ(ZevraInitialize(), ZEVRA_ALREADY_INITIALIZED);

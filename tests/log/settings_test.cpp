@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <thread>
 
 #include "log/paths.h"
 #include "log_test.h"
@@ -104,16 +103,14 @@ TEST_F(Reload, ReloadsWhileOthersLog) {
   settings.values.config_file = Path("zevra.cfu");
   Process_Logger logger(clock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
-  const auto log = [&] {
-    for (int i = 0; i < 5000; ++i, now += 11) logger.log_warn("m");
-  };
-  std::thread first(log), second(log);
-  for (int i = 0; i < 50; ++i) {
-    Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
-    SetModifiedTime(dir / "zevra.cfu", 1000 + i);
-  }
-  first.join();
-  second.join();
+  InThreads(3, [&](int thread) {
+    for (int i = 0; i < 5000 && thread < 2; ++i, now += 11) logger.log_warn("m");
+    for (int i = 0; i < 50 && thread == 2; ++i) {
+      Write(dir / "zevra.cfu", "[logger]\nlevel=" + std::to_string(6 + i) + "\nflush=1\n");
+      SetModifiedTime(dir / "zevra.cfu", 1000 + i);
+    }
+  });
+  now += 11;
   logger.log_warn("m");
   EXPECT_EQ(logger.cfg().level(), 55u);
 }
