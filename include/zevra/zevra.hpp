@@ -14,7 +14,6 @@
 
 #include <zevra/zevra.h>
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -32,26 +31,6 @@
 
 namespace zevra {
 
-// The name of a result in zevra.h, or null for a code of the platform's.
-inline const char* ResultName(std::int32_t result) {
-  constexpr std::pair<std::int32_t, const char*> kNames[] = {
-      {ZEVRA_E_POINTER, "ZEVRA_E_POINTER"},
-      {ZEVRA_E_FAIL, "ZEVRA_E_FAIL"},
-      {ZEVRA_E_UNEXPECTED, "ZEVRA_E_UNEXPECTED"},
-      {ZEVRA_E_HANDLE, "ZEVRA_E_HANDLE"},
-      {ZEVRA_E_OUTOFMEMORY, "ZEVRA_E_OUTOFMEMORY"},
-      {ZEVRA_E_INVALIDARG, "ZEVRA_E_INVALIDARG"},
-      {ZEVRA_E_NOT_FOUND, "ZEVRA_E_NOT_FOUND"},
-      {ZEVRA_E_NOT_INITIALIZED, "ZEVRA_E_NOT_INITIALIZED"},
-      {ZEVRA_E_DEVICE_INVALIDATED, "ZEVRA_E_DEVICE_INVALIDATED"},
-      {ZEVRA_E_NOT_STOPPED, "ZEVRA_E_NOT_STOPPED"},
-      {ZEVRA_E_SERVICE_NOT_RUNNING, "ZEVRA_E_SERVICE_NOT_RUNNING"},
-  };
-  for (const auto& [value, name] : kNames)
-    if (value == result) return name;
-  return nullptr;
-}
-
 // A failed call. what() names the call and the result.
 class Error : public std::runtime_error {
  public:
@@ -64,10 +43,24 @@ class Error : public std::runtime_error {
  private:
   static std::string Text(std::int32_t result) {
     if (result > 0) return "system error " + std::to_string(result);
-    std::array<char, 16> code{};
-    std::snprintf(code.data(), code.size(), "0x%08X", static_cast<unsigned>(result));
-    const char* const name = ResultName(result);
-    return name == nullptr ? code.data() : std::string(name) + " (" + code.data() + ")";
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
+    constexpr std::pair<std::int32_t, const char*> kNames[] = {
+        {ZEVRA_E_POINTER, "ZEVRA_E_POINTER"},
+        {ZEVRA_E_FAIL, "ZEVRA_E_FAIL"},
+        {ZEVRA_E_UNEXPECTED, "ZEVRA_E_UNEXPECTED"},
+        {ZEVRA_E_HANDLE, "ZEVRA_E_HANDLE"},
+        {ZEVRA_E_OUTOFMEMORY, "ZEVRA_E_OUTOFMEMORY"},
+        {ZEVRA_E_INVALIDARG, "ZEVRA_E_INVALIDARG"},
+        {ZEVRA_E_NOT_FOUND, "ZEVRA_E_NOT_FOUND"},
+        {ZEVRA_E_NOT_INITIALIZED, "ZEVRA_E_NOT_INITIALIZED"},
+        {ZEVRA_E_DEVICE_INVALIDATED, "ZEVRA_E_DEVICE_INVALIDATED"},
+        {ZEVRA_E_NOT_STOPPED, "ZEVRA_E_NOT_STOPPED"},
+        {ZEVRA_E_SERVICE_NOT_RUNNING, "ZEVRA_E_SERVICE_NOT_RUNNING"},
+    };
+    for (const auto& [value, name] : kNames)
+      if (value == result) return std::string(name) + " (" + code + ")";
+    return code;
   }
 
   std::int32_t result_;
@@ -105,36 +98,19 @@ struct Packet {
 
 namespace detail {
 
-inline void Append(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-    return;
-  }
-  const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-  out += static_cast<char>((0xF0U << (3 - more)) | (c >> (6 * more)));
-  for (int i = more; i-- > 0;) out += static_cast<char>(0x80U | ((c >> (6 * i)) & 0x3FU));
-}
-
-// The character at `at`, which moves behind it; U+FFFD for what is none.
-inline char32_t NextCharacter(std::string_view text, std::size_t& at) {
-  constexpr char32_t kBad = 0xFFFD;
-  constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-  const auto lead = static_cast<std::uint8_t>(text[at++]);
-  if (lead < 0x80) return lead;
-  if (lead < 0xC2 || lead > 0xF4) return kBad;
-  const unsigned more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  char32_t c = lead & (0x3FU >> more);
-  for (unsigned i = 0; i < more; ++i) {
-    if (at == text.size() || (static_cast<std::uint8_t>(text[at]) & 0xC0U) != 0x80) return kBad;
-    c = (c << 6U) | (static_cast<std::uint8_t>(text[at++]) & 0x3FU);
-  }
-  return c < kLeast[more] || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000) ? kBad : c;
-}
-
+// What is no character becomes U+FFFD.
 inline std::basic_string<ZevraChar> ToUtf16(std::string_view text) {
+  constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+  std::size_t at = 0;
+  const auto byte = [&] { return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0U; };
   std::basic_string<ZevraChar> out;
-  for (std::size_t at = 0; at < text.size();) {
-    const char32_t c = NextCharacter(text, at);
+  while (at < text.size()) {
+    const unsigned lead = byte();
+    const int more = lead > 0xF4 ? 0 : (lead >= 0xC2) + (lead >= 0xE0) + (lead >= 0xF0);
+    char32_t c = more > 0 ? lead & (0x3FU >> more) : lead < 0x80 ? lead : 0xFFFD;
+    int left = more;
+    for (++at; left > 0 && (byte() & 0xC0U) == 0x80; --left, ++at) c = c << 6U | (byte() & 0x3FU);
+    if (left > 0 || c < kLeast[more] || c > 0x10FFFF || (c & ~0x7FFU) == 0xD800) c = 0xFFFD;
     if (c >= 0x10000) out += static_cast<ZevraChar>(0xD7C0 + (c >> 10U));
     out += static_cast<ZevraChar>(c < 0x10000 ? c : 0xDC00 + (c & 0x3FFU));
   }
@@ -143,16 +119,16 @@ inline std::basic_string<ZevraChar> ToUtf16(std::string_view text) {
 
 // Half a pair, such as at the end of a name that the library cut, becomes U+FFFD.
 inline std::string ToUtf8(const ZevraChar* text) {
+  constexpr char32_t kLeads[] = {0, 0xC0, 0xE0, 0xF0};
   std::string out;
-  while (*text != 0) {
-    const char32_t c = *text++;
-    const char32_t next = *text;
-    if (c >= 0xD800 && c < 0xDC00 && next >= 0xDC00 && next < 0xE000) {
-      Append(out, 0x10000 + ((c - 0xD800) << 10U) + (next - 0xDC00));
-      ++text;
-    } else {
-      Append(out, c >= 0xD800 && c < 0xE000 ? 0xFFFD : c);
-    }
+  while (char32_t c = *text++) {
+    if ((c & 0xFC00U) == 0xD800 && (*text & 0xFC00U) == 0xDC00)
+      c = 0x10000 + ((c - 0xD800) << 10U) + (*text++ - 0xDC00U);
+    else if ((c & 0xF800U) == 0xD800)
+      c = 0xFFFD;
+    const int more = (c >= 0x80) + (c >= 0x800) + (c >= 0x10000);
+    out += static_cast<char>(kLeads[more] | (c >> (6 * more)));
+    for (int i = more; i-- > 0;) out += static_cast<char>(0x80U | ((c >> (6 * i)) & 0x3FU));
   }
   return out;
 }
@@ -161,8 +137,7 @@ inline void InitializeThread() {
   struct Initialization {
     Initialization() : result(ZevraInitialize()) {
       // A thread whose COM somebody else initialised for many threads does as well.
-      constexpr auto kChangedMode = static_cast<std::int32_t>(0x80010106);
-      if (result < 0 && result != kChangedMode) throw Error("ZevraInitialize", result);
+      if (result < 0 && result != ZEVRA_E_CHANGED_MODE) throw Error("ZevraInitialize", result);
     }
     ~Initialization() {
       if (result >= 0) ZevraUninitialize();
@@ -170,10 +145,7 @@ inline void InitializeThread() {
     const std::int32_t result;
   };
   thread_local const Initialization initialization;
-  (void)initialization;
 }
-
-struct Slot;
 
 // An open handle, shared by a device and its capture: the last of them closes it.
 struct Handle {
@@ -186,19 +158,18 @@ struct Handle {
     if (result < 0) throw Error("ZevraOpenDevice", result);
   }
   ~Handle() { ZevraCloseDevice(handle); }
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
 
   const std::optional<std::string> name;  // none for the default endpoint
   const Flow flow;
   ZevraHandle handle = nullptr;
-  // What the handle was started for last.
-  std::atomic<Slot*> capture{nullptr};
+  // The Slot that the handle was started for last, to tell it from earlier ones.
+  std::atomic<const void*> capture{nullptr};
 };
 
 // The library passes nothing of the host's to a callback, so each running capture needs a function
 // of its own, and this is what that function knows.
 struct Slot {
+  ZevraCaptureCallback function = nullptr;
   std::atomic<bool> taken{false};
   std::atomic<bool> stopped{false};
   std::atomic<std::thread::id> inside{};  // who runs the callback, if anybody does
@@ -227,53 +198,17 @@ struct Slot {
     if (device->capture == this) ZevraStopCapture(device->handle);
     return inside.load(std::memory_order_relaxed) != std::this_thread::get_id();
   }
-
-  void Release() {
-    Slot* self = this;
-    device->capture.compare_exchange_strong(self, nullptr);
-    on_packet = nullptr;
-    failure = nullptr;
-    device.reset();
-    taken.store(false, std::memory_order_release);
-  }
 };
 
 struct EndSlot {
   void operator()(Slot* slot) const {
-    if (slot->End())
-      slot->Release();
-    else
-      // The function runs and its thread may call once more: nobody gets this slot again.
-      slot->device.reset();
-  }
-};
-
-template <std::size_t Size>
-class Pool {
- public:
-  // A free slot and its function. Error if there is none.
-  static std::pair<Slot*, ZevraCaptureCallback> Take() {
-    static constexpr auto kFunctions = Functions(std::make_index_sequence<Size>());
-    for (std::size_t i = 0; i < Size; ++i)
-      if (!Slots()[i].taken.exchange(true, std::memory_order_acquire))
-        return {&Slots()[i], kFunctions[i]};
-    throw Error("all " + std::to_string(Size) + " callbacks are in use", ZEVRA_E_OUTOFMEMORY);
-  }
-
- private:
-  // Never destroyed, because a capture may end at any time.
-  static std::array<Slot, Size>& Slots() {
-    static auto& slots = *new std::array<Slot, Size>;
-    return slots;
-  }
-  template <std::size_t Index>
-  static void Run(void*, std::uint32_t silent, const std::uint8_t* data, std::uint32_t bytes) {
-    Slots()[Index].Deliver(silent, data, bytes);
-  }
-  template <std::size_t... Indices>
-  static constexpr std::array<ZevraCaptureCallback, Size> Functions(
-      std::index_sequence<Indices...>) {
-    return {&Run<Indices>...};
+    const bool has_ended = slot->End();
+    slot->device.reset();
+    // The function runs and its thread may call once more: nobody gets this slot again.
+    if (!has_ended) return;
+    slot->on_packet = nullptr;
+    slot->failure = nullptr;
+    slot->taken.store(false, std::memory_order_release);
   }
 };
 
@@ -345,22 +280,18 @@ template <std::size_t PoolSize>
 class BasicCapture {
  public:
   BasicCapture(const Device& device, const ZevraAudioFormat& format,
-               std::function<void(const Packet&)> on_packet) {
-    const std::pair<detail::Slot*, ZevraCaptureCallback> taken = detail::Pool<PoolSize>::Take();
-    detail::Slot* const slot = taken.first;
-    slot->stopped.store(false, std::memory_order_relaxed);
-    slot->on_packet = std::move(on_packet);
-    slot->format = format;
-    slot->device = device.handle_;
-    detail::Slot* const before = device.handle_->capture.exchange(slot);
-    const std::int32_t result =
-        ZevraStartCapture(device.handle_->handle, &format, taken.second, nullptr);
-    if (result != 0) {
-      device.handle_->capture = before;
-      slot->Release();
-      throw Error("ZevraStartCapture", result);
-    }
-    slot_.reset(slot);
+               std::function<void(const Packet&)> on_packet)
+      : slot_(TakeSlot(std::make_index_sequence<PoolSize>())) {
+    slot_->stopped.store(false, std::memory_order_relaxed);
+    slot_->on_packet = std::move(on_packet);
+    slot_->format = format;
+    slot_->device = device.handle_;
+    detail::Handle& handle = *slot_->device;
+    const void* const before = handle.capture.exchange(slot_.get());
+    const std::int32_t result = ZevraStartCapture(handle.handle, &format, slot_->function, nullptr);
+    if (result == 0) return;
+    handle.capture = before;
+    throw Error("ZevraStartCapture", result);
   }
 
   // No call comes after it. The callback may call it too: it then returns at once. The destructor
@@ -385,6 +316,28 @@ class BasicCapture {
   }
 
  private:
+  // Never destroyed, because a capture may end at any time.
+  static detail::Slot* Slots() {
+    static auto* const slots = new detail::Slot[PoolSize];
+    return slots;
+  }
+  template <std::size_t Index>
+  static void Run(void*, std::uint32_t silent, const std::uint8_t* data, std::uint32_t bytes) {
+    Slots()[Index].Deliver(silent, data, bytes);
+  }
+  // A free slot with its function. Error if there is none.
+  template <std::size_t... Indices>
+  static detail::Slot* TakeSlot(std::index_sequence<Indices...>) {
+    constexpr ZevraCaptureCallback kFunctions[] = {&Run<Indices>...};
+    for (std::size_t i = 0; i < PoolSize; ++i) {
+      detail::Slot& slot = Slots()[i];
+      if (slot.taken.exchange(true, std::memory_order_acquire)) continue;
+      slot.function = kFunctions[i];
+      return &slot;
+    }
+    throw Error("all " + std::to_string(PoolSize) + " callbacks are in use", ZEVRA_E_OUTOFMEMORY);
+  }
+
   std::unique_ptr<detail::Slot, detail::EndSlot> slot_;
 };
 
