@@ -7,7 +7,7 @@
 
 using zevra::test::Require;
 
-// Two paths, split at the first line feed.
+// Two paths, split at the first line feed, and a list of words.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text = zevra::test::Text(data, size);
   const std::string first = text.substr(0, text.find('\n'));
@@ -38,5 +38,16 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
           std::max(first.size(), zevra::kPathLimit));
   zevra::BackupPattern(first);
   zevra::DirectoryOf(first);
+
+  std::vector<std::string> tokens;
+  Require(zevra::split_list(text.c_str(), tokens, ";,") == 0);
+  std::size_t total = 0;
+  for (const std::string& token : tokens) {
+    Require(!token.empty() && token.size() <= 399 && text.find(token) != std::string::npos);
+    Require(static_cast<unsigned char>(token.front()) > 32);
+    Require(static_cast<unsigned char>(token.back()) > 32);
+    total += token.size();
+  }
+  Require(total <= text.size());
   return 0;
 }
