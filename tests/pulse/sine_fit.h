@@ -1,6 +1,7 @@
 #ifndef ZEVRA_TESTS_PULSE_SINE_FIT_H
 #define ZEVRA_TESTS_PULSE_SINE_FIT_H
 
+#include <bit>
 #include <cmath>
 #include <complex>
 #include <cstddef>
@@ -37,16 +38,11 @@ inline SineFit FitSine(std::span<const double> samples, double hertz, double rat
 
 // One sample at -1.0 to 1.0, little-endian as the library delivers it.
 inline double DecodeSample(const std::uint8_t* bytes, const ZevraAudioFormat& format) {
-  if (format.sample_kind != ZEVRA_SAMPLE_PCM) {
-    float value = 0;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-  }
-  if (format.bits_per_sample == 8) return (bytes[0] - 128) / 128.0;
+  const std::size_t width = format.bits_per_sample / 8;
   std::uint32_t upper = 0;  // the sample in the upper bits
-  const int width = format.bits_per_sample / 8;
-  for (int byte = 0; byte < width; ++byte)
-    upper |= std::uint32_t{bytes[byte]} << 8 * (4 - width + byte);
+  std::memcpy(reinterpret_cast<std::uint8_t*>(&upper) + 4 - width, bytes, width);
+  if (format.sample_kind != ZEVRA_SAMPLE_PCM) return std::bit_cast<float>(upper);
+  if (width == 1) upper ^= 0x80000000;
   return static_cast<std::int32_t>(upper) / 2147483648.0;
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -48,35 +47,6 @@ TEST_F(Rounds, LeaveNothingBehind) {
     ASSERT_EQ(ZevraStopCapture(device), 0);
   }
   before->ExpectNoMoreNow();
-}
-
-// Streams of this process on the server, by the kind that pactl calls them.
-std::size_t OwnStreams(const std::string& kind) {
-  const std::string process = "application.process.id = \\\"" + std::to_string(getpid()) + "\\\"";
-  return std::stoul(Shell("pactl list " + kind + " | grep -c \"" + process + "\" || true").at(0));
-}
-
-TEST_F(Streams, ACallbackEndsItsOwnCapture) {
-  for (const auto end : {ZevraStopCapture, ZevraCloseDevice}) {
-    Recording recording;
-    ZevraHandle handle = nullptr;
-    ASSERT_EQ(ZevraOpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER), 0);
-    std::atomic<int> results{0};
-    recording.on_packet = [&] {
-      if (recording.Packets() == 4) results += 1 + end(handle);
-    };
-    const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2);
-    ASSERT_EQ(ZevraStartCapture(handle, &format, recording.Callback(), nullptr), 0);
-    EXPECT_TRUE(Eventually([&] { return results == 1; }));
-    EXPECT_TRUE(Eventually([] { return OwnStreams("source-outputs") == 0; }));
-    if (end == ZevraCloseDevice) continue;
-    const unsigned packets = recording.Packets();
-    EXPECT_EQ(ZevraStopCapture(handle), 0);
-    EXPECT_EQ(recording.Packets(), packets);
-    ASSERT_EQ(ZevraStartCapture(handle, &format, recording.Callback(), nullptr), 0);
-    EXPECT_TRUE(recording.Goes());
-    EXPECT_EQ(ZevraCloseDevice(handle), 0);
-  }
 }
 
 std::atomic<int> silent_packets{0}, sounding_packets{0}, misleading_flags{0};

@@ -10,6 +10,7 @@
 #include <functional>
 #include <vector>
 
+#include "pulse/sine_fit.h"
 #include "stream/conversion.h"
 #include "stream/conversion_arithmetic.h"
 
@@ -46,15 +47,8 @@ inline Bytes Encode(const std::vector<double>& samples, const Format& format) {
 inline std::vector<double> Decode(const Bytes& bytes, const Format& format) {
   const std::size_t width = format.bits_per_sample / 8;
   std::vector<double> samples(bytes.size() / width);
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    float as_float = 0;
-    std::uint32_t value = 0;
-    std::memcpy(reinterpret_cast<BYTE*>(&value) + 4 - width, &bytes[i * width], width);
-    std::memcpy(&as_float, &value, sizeof value);
-    if (width == 1) value ^= 0x80000000;
-    samples[i] = format.sample_kind != 0 ? static_cast<double>(as_float)
-                                         : static_cast<std::int32_t>(value) / 2147483648.0;
-  }
+  for (std::size_t i = 0; i < samples.size(); ++i)
+    samples[i] = DecodeSample(&bytes[i * width], format);
   return samples;
 }
 
