@@ -9,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -17,7 +16,6 @@
 #include <thread>
 #include <vector>
 
-#include "support/eventually.h"
 #include "zevra/zevra.h"
 
 namespace zevra::test {
@@ -66,11 +64,6 @@ LONG WINAPI KeepDebuggerLine(EXCEPTION_POINTERS* pointers) {
   if (record.ExceptionCode == kPrintException && record.NumberParameters >= 2)
     debugger_lines.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
   return EXCEPTION_CONTINUE_SEARCH;
-}
-
-std::string Read(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // The first rows of the process's console, each with a line end in place of the blanks behind it.
@@ -140,43 +133,11 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   // In text mode, behind a banner that tells the library's version.
   std::string in_file = "=\r\n";
   for (const std::string& line : lines) in_file += line.substr(0, line.size() - 1) + "\r\n";
-  const std::string log = Read("zevra.log");
+  std::ifstream file("zevra.log", std::ios::binary);
+  const std::string log(std::istreambuf_iterator<char>(file), {});
   EXPECT_THAT(log, ::testing::EndsWith(in_file));
   EXPECT_THAT(log, ::testing::HasSubstr("\\zevra.dll 20"));
   EXPECT_THAT(log, ::testing::HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
-}
-
-// The texts of the log and its backups.
-std::vector<std::string> Logs() {
-  std::vector<std::string> texts;
-  for (const auto& entry : std::filesystem::directory_iterator("."))
-    if (entry.path().extension() == L".log")
-      texts.push_back(Read(entry.path().filename().string()));
-  return texts;
-}
-
-std::size_t CountLines() {
-  std::size_t count = 0;
-  for (const std::string& text : Logs())
-    for (std::size_t at = 0; (at = text.find("| leave.", at)) != std::string::npos; ++at) ++count;
-  return count;
-}
-
-TEST(DllLog, RotatesAndFollowsItsSettings) {
-  std::ofstream("zevra.cfu") << "[logger]\nlevel=128\nflush=1\nmaxsize=65536\n";
-  ASSERT_GE(ZevraInitialize(), 0);
-  const std::size_t before = CountLines();
-  for (int call = 0; call < 500; ++call) ZevraStopPlay(nullptr);
-  EXPECT_GE(Logs().size(), 2U);
-  EXPECT_EQ(CountLines(), before + 500);
-  ::Sleep(2000);  // an edit shows in the file's time, which counts seconds
-  std::ofstream("zevra.cfu") << "[logger]\nlevel=2\nflush=1\n";
-  EXPECT_TRUE(Eventually([] {
-    const std::size_t count = CountLines();
-    ZevraStopPlay(nullptr);
-    return CountLines() == count;
-  }));
-  ZevraUninitialize();
 }
 
 }  // namespace

@@ -8,9 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,7 +23,6 @@ namespace zevra::test {
 namespace {
 
 using Names = std::vector<std::wstring>;
-using UniqueHandle = std::unique_ptr<void, decltype([](HANDLE handle) { ::CloseHandle(handle); })>;
 
 // A stream takes a moment until it runs smoothly, and a busy machine may take it out of step later:
 // the first whole second behind that is judged, if there is one before the latest.
@@ -141,69 +137,6 @@ TEST_F(Monitor, ATonePassesUnbrokenInEveryFormat) {
   for (const Case& wanted : kCases)
     captures.push_back(std::make_unique<Capture>(kMonitor, ZEVRA_FLOW_CAPTURE, wanted, kPlayed));
   for (const auto& capture : captures) capture->Judge();
-}
-
-std::string Output(const std::string& command) {
-  std::string output;
-  std::FILE* const pipe = ::_popen(command.c_str(), "rt");
-  for (int c = 0; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
-  EXPECT_TRUE(pipe != nullptr && ::_pclose(pipe) == 0) << command;
-  return output;
-}
-
-// The example, a host in plain C.
-TEST_F(Monitor, TheExampleRecordsIt) {
-  const std::string list = Output("record.exe");
-  const std::size_t name = list.find("  Monitor of Zevra Speakers\n");
-  ASSERT_NE(name, std::string::npos) << list;
-  EXPECT_THAT(Output("record.exe recorded.wav 5 " + list.substr(name - 1, 1)),
-              ::testing::StartsWith("recorded.wav"));
-  std::ifstream file("recorded.wav", std::ios::binary);
-  file.seekg(44);
-  const std::vector<std::uint8_t> sound(std::istreambuf_iterator<char>(file), {});
-  const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1);
-  double first = kSettle;
-  while (IsTone(sound, format, first, kPlayed, kCases[3].snr_db) == false) first += kStep;
-  EXPECT_LE(BytesOf(format, first + kJudged), sound.size());
-  file.close();
-  EXPECT_EQ(std::remove("recorded.wav"), 0);
-}
-
-// The system gives the lowest handle that is free, so lost ones move up what it gives; the first
-// few of these fall where handles of the rounds were.
-std::uintptr_t FreeHandle() {
-  std::vector<UniqueHandle> events(1000);
-  for (UniqueHandle& event : events) event.reset(::CreateEventA(nullptr, FALSE, FALSE, nullptr));
-  return reinterpret_cast<std::uintptr_t>(events.back().get());
-}
-
-// The pauses of the silent streams run side by side.
-void StartAndStop(int rounds_each) {
-  std::vector<std::jthread> hosts(20);
-  for (std::jthread& host : hosts) {
-    host = std::jthread([=] {
-      EXPECT_GE(ZevraInitialize(), 0);
-      {
-        const Device speakers;
-        const Device monitor(kMonitor, ZEVRA_FLOW_CAPTURE);
-        const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1);
-        for (int round = 0; round < rounds_each; ++round) {
-          EXPECT_EQ(ZevraStartCapture(monitor, &format, nullptr, nullptr), 0);
-          EXPECT_EQ(ZevraStartPlay(speakers), 0);
-          EXPECT_EQ(ZevraStopCapture(monitor), 0);
-          EXPECT_EQ(ZevraStopPlay(speakers), 0);
-        }
-      }
-      EXPECT_EQ(ZevraUninitialize(), 0);
-    });
-  }
-}
-
-TEST_F(Monitor, AThousandStartsAndStopsLeaveNoHandle) {
-  StartAndStop(1);
-  const std::uintptr_t before = FreeHandle();
-  StartAndStop(50);
-  EXPECT_LT(FreeHandle(), before + 1000);
 }
 
 TEST_F(Monitor, AMultithreadedApartmentDoes) {

@@ -40,6 +40,11 @@ play zevra_headphones 1501 0.25
 trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
 wine "$(basename "$1")" "${@:2}"
 
-# Without Media Foundation, as on some servers, the capture runs all the same.
 row=$(wine record.exe | sed -n 's/  Monitor of Zevra Speakers.*//p')
+# The example, a host in plain C: at 16 kHz and 16 bits, with more than a second of the tone.
+wine record.exe tone.wav 5 "$row"
+sounding=$(tail -c +45 tone.wav | tr -d '\0' | wc -c)
+rm tone.wav
+((sounding > 32000 && sounding <= 160000))
+# Without Media Foundation, as on some servers, the capture runs all the same.
 WINEDLLOVERRIDES="$WINEDLLOVERRIDES;mfplat=" wine record.exe none.wav 1 "$row" | grep -F 'none.wav: 0.00 seconds'
