@@ -6,9 +6,11 @@
 
 #include <io.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -22,7 +24,8 @@ namespace zevra::test {
 namespace {
 
 constexpr const char* kSettings =
-    "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\ntitle=Caption\r\n";
+    "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\nmaxsize=65536\r\ntitle="
+    "Caption\r\n";
 
 // Clicks message boxes away and keeps what they showed.
 class Clicker {
@@ -106,6 +109,7 @@ bool WaitsForTheMutex() {
 // A process has one log for good, so that one test goes through its life.
 TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   std::ofstream("zevra.cfu", std::ios::binary) << kSettings;
+  std::ofstream("zevra.log") << std::string(65536, '.');
   ::AddVectoredExceptionHandler(1, &KeepDebuggerLine);
   // The program and the library share one run-time library and with it the standard output, which
   // the log turns to its console.
@@ -138,6 +142,10 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   EXPECT_THAT(log, ::testing::EndsWith(in_file));
   EXPECT_THAT(log, ::testing::HasSubstr("\\zevra.dll 20"));
   EXPECT_THAT(log, ::testing::HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
+  // The full log that was there is a backup now.
+  EXPECT_EQ(std::count_if(std::filesystem::directory_iterator("."), {},
+                          [](const auto& entry) { return entry.path().extension() == ".log"; }),
+            2);
 }
 
 }  // namespace
