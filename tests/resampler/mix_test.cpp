@@ -24,35 +24,27 @@ TEST_F(ResamplerMixTest, EachChannelGoesWhereItBelongsAtItsLevel) {
     std::size_t channel;
     std::vector<double> gains;  // from input channel `channel` to every output channel
   } cases[] = {
-      {Masked(0x3F), Masked(0x3), 0, {1, 0}},          // 5.1 to stereo: front,
-      {Masked(0x3F), Masked(0x3), 2, {kHalf, kHalf}},  // centre,
+      {Masked(0x3F), Masked(0x3), 2, {kHalf, kHalf}},  // 5.1 to stereo: centre,
       {Masked(0x3F), Masked(0x3), 3, {0, 0}},          // low frequencies,
       {Masked(0x3F), Masked(0x3), 5, {0, kHalf}},      // surround
       {Masked(0x3F), Masked(0x4), 1, {0.5}},           // and to the mean of left and right
-      {Masked(0x3F), Masked(0x4), 2, {kHalf}},
       {Masked(0x3F), Masked(0x4), 4, {kHalf / 2}},
       {Masked(0x63F), Masked(0x3), 6, {kHalf, 0}},
       {Masked(0x63F), Masked(0x3F), 6, {0, 0, 0, 0, kHalf, 0}},  // side joins back,
       {Masked(0x60F), Masked(0x3F), 4, {0, 0, 0, 0, 1, 0}},      // or takes its place
       {Masked(0x500F), Masked(0x3), 4, {kHalf, 0}},              // height is not lost
-      {Masked(0x3), Masked(0x63F), 1, {0, 1, 0, 0, 0, 0, 0, 0}},
-      {Masked(0x3), Masked(0x1), 1, {0.5}},  // one channel is mono, whatever it is called
-      {Masked(0x3), Masked(0x8), 0, {0.5}},
-      {Masked(0x3F), Masked(0x100), 4, {kHalf / 2}},
+      {Masked(0x3), Masked(0x8), 0, {0.5}},  // one channel is mono, whatever it is called
       {Masked(0x1), Masked(0x4), 0, {1}},
       {Masked(0x1), Masked(0x3), 0, {1, 1}},
-      {Masked(0x4), Masked(0x3), 0, {1, 1}},
       {Masked(0x4), Masked(0x60F), 0, {0, 0, 1, 0, 0, 0}},
       {Masked(0x10), Masked(0x33), 0, {0, 0, 1, 0}},
       {Masked(0x4), Masked(0x600), 0, {1, 1}},
       {Masked(0x3), Masked(0x600), 0, {1, 0}},  // no front at all
       {Masked(0x7), Masked(0x600), 2, {kHalf, kHalf}},
       {Masked(0x3), Masked(0x108), 0, {0, kHalf}},
-      {Bare(6), Masked(0x4), 3, {1.0 / 6}},  // nobody says which one has the low frequencies
-      {Bare(6), Masked(0x3), 3, {1.0 / 6, 1.0 / 6}},
+      {Bare(6), Masked(0x3), 3, {1.0 / 6, 1.0 / 6}},  // nobody says which has the low frequencies
       {Bare(3), Masked(0x33), 2, {0, 0, 1, 0}},
       {Bare(2), Masked(0x63F), 1, {0, 1, 0, 0, 0, 0, 0, 0}},
-      {Bare(1), Masked(0x3), 0, {1, 1}},
       {Masked(0xB), Bare(3), 2, {0, 0, 1}},      // the input's own positions,
       {Masked(0x3F), Bare(4), 4, {0, 0, 1, 0}},  // or the usual ones
   };

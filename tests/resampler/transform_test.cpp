@@ -123,19 +123,21 @@ TEST_F(ResamplerTest, ARequestGivesNoMoreThanItsCapacity) {
 }
 
 TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
+  const Format wide{1, 2, 64, 48'000, 0, 64, 0}, half{1, 2, 16, 48'000, 0, 16, 0};
+  const Format padded{1, 2, 32, 48'000, 0, 24, 0};
   const Format refused[] = {Float(3'999, 2),
                             Float(384'001, 2),
                             Float(48'000, 0),
                             Float(48'000, 9),
                             Float(48'000, 2, 7),
                             Float(48'000, 1, 0x80000000),
-                            {1, 2, 64, 48'000, 0, 64, 0},
-                            {1, 2, 16, 48'000, 0, 16, 0},
-                            {1, 2, 32, 48'000, 0, 24, 0},
                             Pcm(12),
                             Pcm(0),
                             Pcm(64),
-                            Pcm(16, 17)};
+                            Pcm(16, 17),
+                            wide,
+                            half,
+                            padded};
   const Format good = Float(48'000, 2);
   for (const Format& format : refused) {
     EXPECT_EQ(ResamplerDriver(format, good).Status(), MF_E_INVALIDMEDIATYPE) << &format - refused;
