@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 
 #include "pulse/server_host.h"
@@ -12,17 +11,6 @@ namespace zevra::test {
 namespace {
 
 using Endpoints = ServerTest;
-using Names = std::vector<std::string>;
-
-Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*)) {
-  ZevraDeviceList list{};
-  EXPECT_EQ(list_function(&list), 0);
-  Names names;
-  for (std::uint32_t row = 0; row < list.count; ++row)
-    names.push_back(std::filesystem::path(list.names[row]).string());  // in UTF-8
-  return names;
-}
-
 // What a person reads; a monitor is no endpoint of its own.
 Names Descriptions(const std::string& kind) {
   return Shell("pactl list " + kind + " | sed -n 's/^\tDescription: //p' | sed '/^Monitor of/d'");

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -31,6 +32,15 @@ ZevraAudioFormat MakeFormat(std::int32_t kind, std::uint16_t bits, std::uint32_t
                             std::uint16_t channels) {
   constexpr std::uint32_t kFivePointOne = 0x3F;
   return {kind, channels, bits, rate, channels == 6 ? kFivePointOne : 0, bits, 0};
+}
+
+Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*)) {
+  ZevraDeviceList list{};
+  EXPECT_EQ(list_function(&list), 0);
+  Names names;
+  for (std::uint32_t row = 0; row < list.count; ++row)
+    names.push_back(std::filesystem::path(list.names[row]).string());
+  return names;
 }
 
 Recording::Recording(std::size_t most_bytes) : most_bytes_(most_bytes) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "zevra/zevra.h"
@@ -59,6 +60,11 @@ class Recording {
   mutable std::mutex mutex_;
   std::vector<std::uint8_t> bytes_;
 };
+
+using Names = std::vector<std::string>;
+
+// What one of the list functions gives, in UTF-8 where the system has that.
+Names NamesIn(std::int32_t (*list_function)(ZevraDeviceList*));
 
 // An open handle, null after a failure.
 class Device {
