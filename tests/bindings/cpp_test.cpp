@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <zevra/zevra.hpp>
 
 #include "support/eventually.h"
@@ -55,16 +54,10 @@ float PeakOf(const Packet& packet, const ZevraAudioFormat& format) {
 }
 
 TEST(CppBinding, EachFormatHasItsSamples) {
-  const std::string names[] = {"uint8", "int16", "int24", "int32", "float32"};
-  std::ifstream table(ZEVRA_TEST_FORMATS);
-  std::string name;
-  std::uint32_t rate = 0;
-  std::uint16_t bits = 0, channels = 0;
-  std::getline(table, name);
-  while (table >> name >> bits >> rate >> channels) {
-    SCOPED_TRACE(name);
-    const auto sample = static_cast<zevra::Sample>(std::find(names, names + 5, name) - names);
-    const ZevraAudioFormat format = zevra::MakeFormat(rate, channels, sample);
+  constexpr unsigned kBytes[] = {1, 2, 3, 4, 4};
+  for (std::size_t sample = 0; sample < 5; ++sample) {
+    SCOPED_TRACE(sample);
+    const auto format = zevra::MakeFormat(44'100, 2, static_cast<zevra::Sample>(sample));
     std::atomic<float> peak = 0;
     std::atomic<std::size_t> frames = 0, bytes = 0;
     Capture capture(
@@ -74,12 +67,11 @@ TEST(CppBinding, EachFormatHasItsSamples) {
           bytes += packet.bytes;
           frames += packet.frames;
         });
-    EXPECT_TRUE(Eventually([&] { return peak > 0.3 && frames > rate / 4; }));
+    EXPECT_TRUE(Eventually([&] { return peak > 0.3 && frames > 11'025; }));
     capture.Stop();
     EXPECT_LT(peak, 0.75);
-    EXPECT_EQ(bytes, frames * bits / 8 * channels);
+    EXPECT_EQ(bytes, frames * 2 * kBytes[sample]);
   }
-  EXPECT_EQ(name, "float32");
 }
 
 TEST(CppBinding, EndpointsHaveNamesAndFailuresToo) {
