@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -56,19 +55,6 @@ std::size_t BytesOf(const ZevraAudioFormat& format, double seconds) {
          format.bits_per_sample / 8;
 }
 
-// Whether a second that begins at `first` is the unbroken tone on every channel; none if the sound
-// ends before.
-std::optional<bool> IsTone(const std::vector<std::uint8_t>& bytes, const ZevraAudioFormat& format,
-                           double first, Tone tone, double snr_db) {
-  if (bytes.size() < BytesOf(format, first + kJudged)) return std::nullopt;
-  for (unsigned channel = 0; channel < format.channels; ++channel) {
-    const SineFit fit = FitSine(Channel(bytes, format, channel, first, kJudged), tone.hertz,
-                                format.samples_per_second);
-    if (fit.snr_db < snr_db || std::abs(fit.level - tone.level) > tone.level * 0.01) return false;
-  }
-  return true;
-}
-
 // A capture from its start to its end, while others run.
 class Capture {
  public:
@@ -80,17 +66,28 @@ class Capture {
   }
   void Judge() const {
     double first = kSettle;
-    std::optional<bool> is_tone;
-    const auto is_decided = [&] {
-      while ((is_tone = IsTone(recording_.Bytes(), format_, first, tone_, wanted_.snr_db)) == false)
-        first += kStep;
-      return is_tone == true || recording_.IsFull();
-    };
-    EXPECT_TRUE(Eventually(is_decided) && is_tone == true) << wanted_.name << ": " << tone_.hertz;
+    EXPECT_TRUE(Eventually([&] {
+      const std::vector<std::uint8_t> bytes = recording_.Bytes();
+      for (; bytes.size() >= BytesOf(format_, first + kJudged); first += kStep)
+        if (IsTone(bytes, first)) return true;
+      return false;
+    })) << wanted_.name
+        << ": " << tone_.hertz;
     EXPECT_EQ(ZevraStopCapture(device_), 0);
   }
 
  private:
+  // Whether the second that begins at `first` is the unbroken tone on every channel.
+  bool IsTone(const std::vector<std::uint8_t>& bytes, double first) const {
+    for (unsigned channel = 0; channel < format_.channels; ++channel) {
+      const SineFit fit = FitSine(Channel(bytes, format_, channel, first, kJudged), tone_.hertz,
+                                  format_.samples_per_second);
+      if (fit.snr_db < wanted_.snr_db || std::abs(fit.level - tone_.level) > tone_.level * 0.01)
+        return false;
+    }
+    return true;
+  }
+
   const Case& wanted_;
   const Tone tone_;
   const ZevraAudioFormat format_ =
