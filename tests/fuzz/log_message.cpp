@@ -13,24 +13,21 @@ constexpr std::size_t kLongestLine = 65536;
 // Looks at each line in place of writing it.
 class Checking_IO final : public zevra::Log_IO_FILE {
  public:
-  int puts(const char* text) override {
-    length = std::strlen(text);
-    Require(length < kLongestLine);
-    last = length > 0 ? text[length - 1] : '\0';
-    return 0;
-  }
-  int puts_w(const wchar_t* text) override {
-    length = std::wcslen(text);
-    Require(length < kLongestLine);
-    last = length > 0 ? static_cast<char>(text[length - 1]) : '\0';
-    return 0;
-  }
+  int puts(const char* text) override { return Look(text, std::strlen(text)); }
+  int puts_w(const wchar_t* text) override { return Look(text, std::wcslen(text)); }
   int write(const void*, std::int32_t count) override {
     Require(count >= 0);
     return count;
   }
-  std::size_t length = 0;
   char last = '\0';
+
+ private:
+  template <typename Unit>
+  int Look(const Unit* text, std::size_t length) {
+    Require(length < kLongestLine);
+    last = length > 0 ? static_cast<char>(text[length - 1]) : '\0';
+    return 0;
+  }
 };
 
 }  // namespace
@@ -57,9 +54,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   const bool ends = !text.empty() && (text.back() == '\n' || text.back() == '\r');
   const auto check = [&](bool narrow_kept) {
-    const bool keyed = settings.values.xor_key != 0;
-    Require(keyed || !narrow_kept || (style & 16) == 0 || io.last == '\n' || io.last == '\r');
-    Require(keyed || !narrow_kept || !ends || io.last == '\n' || io.last == '\r');
+    if (settings.values.xor_key != 0 || !narrow_kept || ((style & 16) == 0 && !ends)) return;
+    Require(io.last == '\n' || io.last == '\r');
   };
   // A text with the excluded word is dropped, and with charset 2 one that is none in the locale
   // gives nothing at all.

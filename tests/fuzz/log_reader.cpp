@@ -13,27 +13,21 @@ using zevra::test::Require;
 namespace {
 
 // In the place of a library's directory, for the length of the run.
-class Directory {
- public:
-  Directory() { std::filesystem::create_directories(path_); }
+struct Directory {
   ~Directory() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(path, ignored);
   }
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-  std::string File(const char* name) const { return (path_ / name).string(); }
-
- private:
-  const std::filesystem::path path_ =
+  const std::filesystem::path path =
       std::filesystem::temp_directory_path() / ("zevra_fuzz_" + std::to_string(::getpid()));
+  const bool made = std::filesystem::create_directories(path);
 };
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Directory directory;
-  const std::string path = directory.File("zevra.cfu");
+  const std::string path = directory.path / "zevra.cfu";
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   Require(file != nullptr);
   std::fputs("[logger]\n", file);
@@ -48,7 +42,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::Log_Settings again(settings);
   again.read_log_config(nullptr, nullptr);
   Require(again.level() == settings.level() && again.console_level() == settings.console_level());
-  zevra::DescribeLog(directory.File("libzevra.so"));
+  zevra::DescribeLog(directory.path / "libzevra.so");
 
   char tiny[3] = {'x', 'x', 'x'};
   Require(
