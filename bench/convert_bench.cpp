@@ -25,7 +25,7 @@ extern "C" {
 #include "platform/linux/resampler/engine.h"
 #include "platform/linux/resampler/mix.h"
 #include "stream/conversion.h"
-#include "stream/conversion_arithmetic.h"
+#include "stream/wave_format.h"
 #include "tests/support/counting_heap.h"
 
 namespace {

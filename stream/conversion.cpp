@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "platform/result.h"
-#include "stream/conversion_arithmetic.h"
+#include "stream/wave_format.h"
 
 namespace zevra {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "platform/linux/com/block_pool.h"
 #include "stream/conversion.h"
-#include "stream/conversion_arithmetic.h"
+#include "stream/wave_format.h"
 #include "support/builtin_endpoints.h"
 #include "support/counting_heap.h"
 

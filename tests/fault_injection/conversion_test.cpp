@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "stream/conversion_arithmetic.h"
+#include "stream/wave_format.h"
 #include "support/host.h"
 
 namespace zevra::test {

@@ -13,7 +13,7 @@
 #include <memory>
 #include <thread>
 
-#include "platform/linux/wake_ups.h"
+#include "platform/linux/kernel/wake_ups.h"
 #include "platform/owners.h"
 #include "support/process_holdings.h"
 

@@ -12,7 +12,7 @@
 
 #include "pulse/sine_fit.h"
 #include "stream/conversion.h"
-#include "stream/conversion_arithmetic.h"
+#include "stream/wave_format.h"
 
 namespace zevra::test {
 

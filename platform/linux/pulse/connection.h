@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "platform/api.h"
-#include "platform/linux/wake_ups.h"
+#include "platform/linux/kernel/wake_ups.h"
 
 namespace zevra {
 

@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "platform/api.h"
-#include "platform/linux/wake_ups.h"
+#include "platform/linux/kernel/wake_ups.h"
 
 namespace {
 
