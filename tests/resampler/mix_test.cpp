@@ -33,7 +33,8 @@ TEST_F(ResamplerMixTest, EachChannelGoesWhereItBelongsAtItsLevel) {
       {Masked(0x63F), Masked(0x3F), 6, {0, 0, 0, 0, kHalf, 0}},  // side joins back,
       {Masked(0x60F), Masked(0x3F), 4, {0, 0, 0, 0, 1, 0}},      // or takes its place
       {Masked(0x500F), Masked(0x3), 4, {kHalf, 0}},              // height is not lost
-      {Masked(0x3), Masked(0x8), 0, {0.5}},  // one channel is mono, whatever it is called
+      {Masked(0x3), Masked(0x1), 0, {0.5}},  // one channel is mono, whatever it is called
+      {Masked(0x3), Masked(0x8), 0, {0.5}},
       {Masked(0x1), Masked(0x4), 0, {1}},
       {Masked(0x1), Masked(0x3), 0, {1, 1}},
       {Masked(0x4), Masked(0x60F), 0, {0, 0, 1, 0, 0, 0}},
@@ -45,6 +46,7 @@ TEST_F(ResamplerMixTest, EachChannelGoesWhereItBelongsAtItsLevel) {
       {Bare(6), Masked(0x3), 3, {1.0 / 6, 1.0 / 6}},  // nobody says which has the low frequencies
       {Bare(3), Masked(0x33), 2, {0, 0, 1, 0}},
       {Bare(2), Masked(0x63F), 1, {0, 1, 0, 0, 0, 0, 0, 0}},
+      {Bare(1), Masked(0x3), 0, {1, 1}},
       {Masked(0xB), Bare(3), 2, {0, 0, 1}},      // the input's own positions,
       {Masked(0x3F), Bare(4), 4, {0, 0, 1, 0}},  // or the usual ones
   };
