@@ -138,7 +138,6 @@ TEST(ConversionArithmetic, Capacity) {
     std::uint32_t bytes, capacity;
   } cases[] = {
       {stereo, format(1, 16, 16'000), 3840, 352},
-      {stereo, format(1, 16, 16'000), 0, 32},
       {stereo, format(2, 32, 44'100), 3840, 3528 + 128},
       {stereo, format(1, 24, 44'100), 8, 3 + 48},  // 2.75 bytes become one block
       // 1,536,000 bytes for each byte: 2^32 and 1,224,704 more.

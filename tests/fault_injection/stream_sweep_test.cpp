@@ -255,9 +255,8 @@ TEST_F(StreamSweep, EveryCallOfAStreamOfSilenceFailsInTurn) {
   }
 }
 
-// Two streams of silence on handles of their own. A stop on one ends the filling of the other,
-// which stands until its own stop; a start clears the flag for all, and the one that waits still
-// stops.
+// A stop on one handle ends the filling of the other, which stands until its own stop; a start
+// clears the flag for all, and the one that waits still stops.
 TEST_F(StreamSweep, AStopEndsTheFillingOfOtherHandles) {
   ZevraHandle const first = OpenDefault(), second = OpenDefault();
   ASSERT_EQ(ZevraStartPlay(first), 0);

@@ -109,11 +109,7 @@ TEST_F(Message, GateAndFrontEndsFollowMaskAndFlush) {
   process_logger = nullptr;
 }
 
-TEST_F(Message, NeitherAnUnopenedLoggerNorAThrowingFileReachesTheCaller) {
-  Process_Logger unopened(clock);
-  unopened.log_error("nobody hears %d", 1);
-  EXPECT_EQ(unopened.write_raw("x", 1), -1);
-
+TEST_F(Message, AThrowingFileDoesNotReachTheCaller) {
   class Throwing final : public Log_IO_FILE {
    public:
     int puts(const char*) override { throw std::runtime_error("full"); }
