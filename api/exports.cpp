@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include "device/endpoint_lookup.h"
 #include "device/zevra_impl.h"
 #include "log/log.h"
 #include "log/process_logger.h"

@@ -1,5 +1,3 @@
-#include "device/endpoint_lookup.h"
-
 #include <algorithm>
 #include <cstddef>
 

@@ -84,4 +84,13 @@ struct ZevraImpl {
   std::atomic<int> capture_references_{0};
 };
 
+namespace zevra {
+
+// Fills `list` (not null) with the names of the active endpoints of `flow`, at most 8, and sets its
+// count; no other byte is written. The result is that of the last platform call, so the count is
+// right also beside a failure. On a thread with COM.
+HRESULT ListDevices(EDataFlow flow, ZevraDeviceList* list);
+
+}  // namespace zevra
+
 #endif

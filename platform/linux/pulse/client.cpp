@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/com_object.h"
+#include "platform/linux/pulse/format.h"
 #include "platform/linux/pulse/stream.h"
 #include "platform/owners.h"
 #include "platform/result.h"
@@ -17,8 +18,7 @@ namespace zevra {
 namespace {
 
 constexpr REFERENCE_TIME kSecond = 10'000'000;
-// How much sound the server hands over at once. A fragment every 10 ms would cost the host, the
-// server and every other client of the graph twice the wake-ups for 10 ms that few would hear.
+// How much sound the server hands over at once. 10 ms would cost every client twice the wake-ups.
 constexpr REFERENCE_TIME kFragment = 200'000;
 // The data themselves wake a capture. Its timer, which signals at half the device's period, only
 // stands by: with one tick for ten fragments it adds 5 wake-ups to the 50 of a second.
