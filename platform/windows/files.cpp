@@ -93,9 +93,7 @@ auto AppendWhole(std::FILE* stream, std::size_t count, Write write) {
 
 // "N" keeps the handle from the process's children.
 const char* EmptyingMode(AppendMode mode) {
-  return mode == AppendMode::kEmptyText     ? "wtN"
-         : mode == AppendMode::kEmptyBinary ? "wbN"
-                                            : nullptr;
+  return mode == AppendMode::kEmptyText ? "wt" : mode == AppendMode::kEmptyBinary ? "wb" : nullptr;
 }
 
 // The runtime flushes at the process's end, but without a turn.
@@ -159,16 +157,23 @@ int SaveRestAndEmpty(std::FILE* stream, HANDLE target, std::int64_t& copied) {
   return LengthOf(stream) < copied ? 0 : EmptyFile(stream);
 }
 
+// With "N" a child process does not inherit the file. Run-time libraries that do not know it refuse
+// the mode.
+std::FILE* OpenWithoutHeirs(const char* path, const std::string& mode) {
+  if (std::FILE* const stream = ::_fsopen(path, (mode + "N").c_str(), _SH_DENYNO)) return stream;
+  return errno == EINVAL ? ::_fsopen(path, mode.c_str(), _SH_DENYNO) : nullptr;
+}
+
 }  // namespace
 
 std::FILE* OpenShared(const char* path, AppendMode mode) {
   if (const char* const emptying = EmptyingMode(mode)) {
-    std::FILE* const emptied = ::_fsopen(path, emptying, _SH_DENYNO);
+    std::FILE* const emptied = OpenWithoutHeirs(path, emptying);
     if (emptied == nullptr) return nullptr;
     std::fclose(emptied);
   }
   const bool binary = mode == AppendMode::kBinary || mode == AppendMode::kEmptyBinary;
-  std::FILE* stream = ::_fsopen(path, binary ? "a+bN" : "a+tN", _SH_DENYNO);
+  std::FILE* stream = OpenWithoutHeirs(path, binary ? "a+b" : "a+t");
   if (stream == nullptr) return nullptr;
   std::setvbuf(stream, nullptr, _IOFBF, kBufferBytes);
   ::_fseeki64(stream, 0, SEEK_END);
