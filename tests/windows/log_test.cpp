@@ -6,7 +6,6 @@
 
 #include <io.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -18,14 +17,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/eventually.h"
 #include "zevra/zevra.h"
 
 namespace zevra::test {
 namespace {
 
 constexpr const char* kSettings =
-    "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\nmaxsize=65536\r\ntitle="
-    "Caption\r\n";
+    "[logger]\r\noutput=15\r\nlevel=all\r\nstyle=20\r\nflush=1\r\ntitle=Caption\r\n";
 
 // Clicks message boxes away and keeps what they showed.
 class Clicker {
@@ -69,6 +68,11 @@ LONG WINAPI KeepDebuggerLine(EXCEPTION_POINTERS* pointers) {
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
+std::string Read(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 // The first rows of the process's console, each with a line end in place of the blanks behind it.
 std::vector<std::string> ConsoleRows(std::size_t count) {
   HANDLE const console =
@@ -109,7 +113,6 @@ bool WaitsForTheMutex() {
 // A process has one log for good, so that one test goes through its life.
 TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   std::ofstream("zevra.cfu", std::ios::binary) << kSettings;
-  std::ofstream("zevra.log") << std::string(65536, '.');
   ::AddVectoredExceptionHandler(1, &KeepDebuggerLine);
   // The program and the library share one run-time library and with it the standard output, which
   // the log turns to its console.
@@ -137,15 +140,43 @@ TEST(DllLog, WaitsForItsMutexAndReachesEveryOutput) {
   // In text mode, behind a banner that tells the library's version.
   std::string in_file = "=\r\n";
   for (const std::string& line : lines) in_file += line.substr(0, line.size() - 1) + "\r\n";
-  std::ifstream file("zevra.log", std::ios::binary);
-  const std::string log(std::istreambuf_iterator<char>(file), {});
+  const std::string log = Read("zevra.log");
   EXPECT_THAT(log, ::testing::EndsWith(in_file));
   EXPECT_THAT(log, ::testing::HasSubstr("\\zevra.dll 20"));
   EXPECT_THAT(log, ::testing::HasSubstr(" Version: " ZEVRA_TEST_VERSION "\r\n"));
-  // The full log that was there is a backup now.
-  EXPECT_EQ(std::count_if(std::filesystem::directory_iterator("."), {},
-                          [](const auto& entry) { return entry.path().extension() == ".log"; }),
-            2);
+}
+
+// The texts of the log and its backups.
+std::vector<std::string> Logs() {
+  std::vector<std::string> texts;
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    if (entry.path().extension() == L".log")
+      texts.push_back(Read(entry.path().filename().string()));
+  return texts;
+}
+
+std::size_t CountLines() {
+  std::size_t count = 0;
+  for (const std::string& text : Logs())
+    for (std::size_t at = 0; (at = text.find("| leave.", at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+TEST(DllLog, RotatesAndFollowsItsSettings) {
+  std::ofstream("zevra.cfu") << "[logger]\nlevel=128\nflush=1\nmaxsize=65536\n";
+  ASSERT_GE(ZevraInitialize(), 0);
+  const std::size_t before = CountLines();
+  for (int call = 0; call < 500; ++call) ZevraStopPlay(nullptr);
+  EXPECT_GE(Logs().size(), 2U);
+  EXPECT_EQ(CountLines(), before + 500);
+  ::Sleep(2000);  // an edit shows in the file's time, which counts seconds
+  std::ofstream("zevra.cfu") << "[logger]\nlevel=2\nflush=1\n";
+  EXPECT_TRUE(Eventually([] {
+    const std::size_t count = CountLines();
+    ZevraStopPlay(nullptr);
+    return CountLines() == count;
+  }));
+  ZevraUninitialize();
 }
 
 }  // namespace

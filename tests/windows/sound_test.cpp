@@ -21,6 +21,8 @@
 namespace zevra::test {
 namespace {
 
+using UniqueHandle = std::unique_ptr<void, decltype([](HANDLE handle) { ::CloseHandle(handle); })>;
+
 // A stream takes a moment until it runs smoothly, and a busy machine may take it out of step later:
 // the first whole second behind that is judged, if there is one before the latest.
 constexpr double kSettle = 1.0;
@@ -124,6 +126,43 @@ TEST_F(Monitor, ATonePassesUnbrokenInEveryFormat) {
   for (const Case& wanted : kCases)
     captures.push_back(std::make_unique<Capture>(kMonitor, ZEVRA_FLOW_CAPTURE, wanted, kPlayed));
   for (const auto& capture : captures) capture->Judge();
+}
+
+// The system gives the lowest handle that is free, so lost ones move up what it gives; the first
+// few of these fall where handles of the rounds were.
+std::uintptr_t FreeHandle() {
+  std::vector<UniqueHandle> events(1000);
+  for (UniqueHandle& event : events) event.reset(::CreateEventA(nullptr, FALSE, FALSE, nullptr));
+  return reinterpret_cast<std::uintptr_t>(events.back().get());
+}
+
+// The pauses of the silent streams run side by side.
+void StartAndStop(int rounds_each) {
+  std::vector<std::jthread> hosts(20);
+  for (std::jthread& host : hosts) {
+    host = std::jthread([=] {
+      EXPECT_GE(ZevraInitialize(), 0);
+      {
+        const Device speakers;
+        const Device monitor(kMonitor, ZEVRA_FLOW_CAPTURE);
+        const ZevraAudioFormat format = MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1);
+        for (int round = 0; round < rounds_each; ++round) {
+          EXPECT_EQ(ZevraStartCapture(monitor, &format, nullptr, nullptr), 0);
+          EXPECT_EQ(ZevraStartPlay(speakers), 0);
+          EXPECT_EQ(ZevraStopCapture(monitor), 0);
+          EXPECT_EQ(ZevraStopPlay(speakers), 0);
+        }
+      }
+      EXPECT_EQ(ZevraUninitialize(), 0);
+    });
+  }
+}
+
+TEST_F(Monitor, AThousandStartsAndStopsLeaveNoHandle) {
+  StartAndStop(1);
+  const std::uintptr_t before = FreeHandle();
+  StartAndStop(50);
+  EXPECT_LT(FreeHandle(), before + 1000);
 }
 
 TEST_F(Monitor, AMultithreadedApartmentDoes) {
