@@ -16,6 +16,18 @@ export DISPLAY LC_ALL=C.UTF-8
 folder="$ZEVRA_WINE/Ωδός 日本"
 mkdir "$folder" && cp "$(dirname "$1")"/*.{exe,dll} "$folder"
 cd "$folder"
+host=$(basename "$1")
 for test in WaitsForItsMutexAndReachesEveryOutput RotatesAndFollowsItsSettings; do
-  wine "$(basename "$1")" --gtest_filter="*.$test"
+  wine "$host" --gtest_filter="*.$test"
 done
+rm zevra*.log
+printf '[logger]\r\nlevel=128\r\n' >zevra.cfu
+writers=()
+for _ in 1 2 3; do
+  wine "$host" --gtest_filter="*.WritesAThousandLines" &
+  writers+=($!)
+done
+wait "${writers[@]}"
+whole=$(grep -cE '^\[[^|]* ::Zevra[A-Za-z]+ \| leave\..?$' zevra.log)
+echo "whole lines of three processes: $whole"
+((whole == 3000))
