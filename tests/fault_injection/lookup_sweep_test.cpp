@@ -246,6 +246,7 @@ TEST_F(LookupSweep, BadArguments) {
   EXPECT_EQ(ZevraInitialize(), kFailed);
   EXPECT_EQ(log.Lines(), Lines{"::ZevraInitialize | error | 88890004"});
   EXPECT_EQ(ZevraUninitialize(), 0);
+  EXPECT_EQ(script.Counts()["host:CoUninitialize"], 1);
 }
 
 }  // namespace

@@ -76,6 +76,8 @@ class StreamSweep : public CaptureHost {
     auto counts = CurrentScript().Counts();
     EXPECT_EQ(counts["stream:CoInitialize"] - (failure.call == "stream:CoInitialize" ? 1 : 0),
               counts["stream:CoUninitialize"]);
+    EXPECT_EQ(counts["stream:Start"] - (failure.call == "stream:Start" ? 1 : 0),
+              counts["stream:Stop"]);
   }
 };
 
