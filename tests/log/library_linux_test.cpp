@@ -14,7 +14,7 @@ namespace {
 struct Shipped : LogTest {
   template <class... Arguments>
   std::int32_t Call(const char* name, Arguments... arguments) {
-    const auto function = reinterpret_cast<std::int32_t (*)(Arguments...)>(::dlsym(library_, name));
+    const auto function = reinterpret_cast<std::int32_t (*)(Arguments...)>(::dlsym(library, name));
     return function(arguments...);
   }
 
@@ -37,7 +37,7 @@ struct Shipped : LogTest {
     Call("ZevraUninitialize");
   }
 
-  void* library_ = nullptr;
+  void* library = nullptr;
 };
 
 TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
@@ -48,8 +48,8 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     fs::copy_file(path, copy);
     Write(copy.parent_path() / "zevra.cfu", "[logger]\nmaxsize=65536\n");
     Write(copy.parent_path() / "zevra.log", std::string(65000, 'x'));  // the first line rotates
-    library_ = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library_, nullptr);
+    library = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr);
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     ::pthread_attr_setstacksize(&attributes, 160 << 10);
@@ -67,8 +67,8 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     EXPECT_EQ(std::distance(fs::directory_iterator(copy.parent_path()), {}), 4) << "it rotated";
 
     for (int round = 0; round < 1100; ++round) {
-      ::dlclose(library_);
-      library_ = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+      ::dlclose(library);
+      library = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
       EXPECT_GE(Call("ZevraInitialize"), 0);
       Call("ZevraUninitialize");
     }

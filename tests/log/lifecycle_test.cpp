@@ -8,7 +8,7 @@ namespace {
 using Lifecycle = LogTest;
 
 const std::string kBar = std::string(61, '=') + "\n";
-const auto two_lines = [](Process_Logger& logger) {
+const auto kTwoLines = [](Process_Logger& logger) {
   logger.log_error("abc");
   logger.log_error("def");
 };
@@ -100,16 +100,16 @@ TEST_F(Lifecycle, FilesAndBackupsThatCannotBeMadeLoseNoText) {
   settings.values.style = 16;
   settings.values.maxsize = 4;
   fs::create_directory(dir / "z_2025-03-14_09-26-53.log");  // in the way of the copy
-  EXPECT_EQ(Logged(two_lines), "abc\ndef\n");
+  EXPECT_EQ(Logged(kTwoLines), "abc\ndef\n");
   const std::string deep = Path("a//") + std::string(240 - dir.string().size(), 'd') + "/";
   settings.values.file = deep + "12345.log";  // fits, but not with a stamp
-  EXPECT_EQ(Logged(two_lines), "abc\ndef\n") << "in folders that were made for it";
+  EXPECT_EQ(Logged(kTwoLines), "abc\ndef\n") << "in folders that were made for it";
   settings.values.output = kOutputFile | kOutputConsole;
   for (const std::string& file : {deep + "123456789-123456789.log", Path("z.log/z.log")}) {
     Write(dir / "z.log", "a file in the way of a folder");
     settings.values.file = file;
     testing::internal::CaptureStdout();
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     EXPECT_NE(logger.open(&settings, nullptr, 0), 0);
     logger.log_error("m");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "m\n") << "the other outputs go on";
@@ -135,7 +135,7 @@ TEST_F(Lifecycle, TimesFollowTheCounterWhateverTheClockDoes) {
   settings.values.start_time = 0;
   settings.values.align_to_second = true;
   ticks = 5000700;
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   logger.open(&settings, nullptr, 0);
   char text[133];
   EXPECT_STREQ(logger.time_text(text, false, true), "09:26:54 000") << "starts at a whole second";

@@ -68,7 +68,7 @@ TEST_F(OnLinux, AMovedOrRemovedLogLosesNoLineAndIsMadeAgain) {
   settings.values.style = 16;
   settings.values.maxsize = 9;
   for (const bool moved : {true, false}) {
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
     logger.log_error("one");
     fs::rename(settings.file(), dir / "moved.log");
@@ -106,7 +106,7 @@ TEST_F(OnLinux, AFullDiskIsLeftAloneAndTearsNoLaterLine) {
   const auto fill = [&] {
     settings.values.maxsize = 36000;
     settings.values.style = 16;
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
     Write(dir / "z_2025-03-14_09-26-53.log", "older");
     const std::string line(1000, 'x');
@@ -130,7 +130,7 @@ TEST_F(OnLinux, ConsoleAndBoxHaveTheirOwnGates) {
   settings.values.title = "Caption";
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   logger.open(&settings, nullptr, 0);
   logger.log_error("one");
   logger.log_warn("two\nlines");
@@ -150,7 +150,7 @@ TEST_F(OnLinux, ClosedPipesAndFullPipesDoNotStopTheHost) {
     ::dup2(pipe_ends[1], descriptor);
     ::close(pipe_ends[1]);
     settings.values.output = descriptor == STDOUT_FILENO ? kOutputConsole : kOutputBox;
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     logger.open(&settings, nullptr, 0);
     std::string read(100000, '\0');
     for (int i = 0; i < 3000; ++i) logger.log_error("nobody reads this, which a pipe cannot hold");
@@ -175,7 +175,7 @@ TEST_F(OnLinux, ASystemLogThatNobodyReadsDoesNotStopTheHost) {
     EXPECT_EQ(::bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     settings.values.output = kOutputDebugger;
     settings.values.style = 16;
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     logger.open(&settings, nullptr, 0);
     for (int i = 0; i < 3000; ++i) logger.log_error("unread");
     std::string all, message(1000, '\0');

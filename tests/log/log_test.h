@@ -51,7 +51,6 @@ void InThreads(int count, Work work) {
 class LogTest : public testing::Test {
  protected:
   LogTest() {
-    dir = fs::temp_directory_path() / ("zevra_" + std::to_string(std::random_device()()));
     fs::create_directory(dir);
     UseUtc();
     now = 1741944413;  // 2025-03-14 09:26:53
@@ -75,7 +74,7 @@ class LogTest : public testing::Test {
   template <class Work>
   std::string Logged(Work work) {
     fs::remove(settings.values.file);
-    Process_Logger logger(clock);
+    Process_Logger logger(kClock);
     EXPECT_EQ(logger.open(&settings, nullptr, 0), 0);
     work(logger);
     logger.close();
@@ -84,12 +83,13 @@ class LogTest : public testing::Test {
 
   static inline std::atomic<std::int64_t> now;
   static inline std::atomic<std::uint64_t> ticks;
-  static constexpr Log_Clock clock{[] { return now.load(); }, [] { return ticks.load(); },
-                                   [](std::uint32_t ms) {
-                                     ticks += ms;
-                                     now += ticks % 1000 == 0 ? 1 : 0;
-                                   }};
-  fs::path dir;
+  static constexpr Log_Clock kClock{[] { return now.load(); }, [] { return ticks.load(); },
+                                    [](std::uint32_t ms) {
+                                      ticks += ms;
+                                      now += ticks % 1000 == 0 ? 1 : 0;
+                                    }};
+  const fs::path dir =
+      fs::temp_directory_path() / ("zevra_" + std::to_string(std::random_device()()));
   Log_Settings settings;
 };
 

@@ -40,7 +40,7 @@ TEST_F(Message, StyleChoosesThePieces) {
   }
   const std::pair<std::uint32_t, const char*> names[] = {
       {0, "CRT"}, {2, "ERR"}, {3, "WAN"}, {16, "VBS"}, {128, "TRC"}, {256, "SPK"}, {257, "UNK"}};
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   for (const auto& [level, name] : names) EXPECT_STREQ(logger.level_name(level), name) << level;
 }
 
@@ -55,7 +55,7 @@ TEST_F(Message, FiltersSeeTheTextAsGivenAndTheWholeSubject) {
                     {nullptr, "keep the secret", false}, {"a subject", "keep", false}};
   for (const auto& row : rows) {
     const auto log = [&](Process_Logger& logger) { logger.log_msg_i(row.subject, 2, 0, row.text); };
-    EXPECT_EQ(Logged(log) != "", row.passes) << row.text;
+    EXPECT_NE(Logged(log).empty(), row.passes) << row.text;
   }
 }
 
@@ -93,7 +93,7 @@ TEST_F(Message, CharsetKeyAndRawBytes) {
 TEST_F(Message, GateAndFrontEndsFollowMaskAndFlush) {
   settings.values.style = 16;
   settings.values.level = kLevelWarn | kLevelVerbose;
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
   int evaluated = 0;
   ZEVRA_LOG_WARN("%d", ++evaluated);  // no logger
@@ -118,7 +118,7 @@ TEST_F(Message, AThrowingFileDoesNotReachTheCaller) {
   settings.values.output = kOutputFile | kOutputConsole;
   settings.values.style = 16;
   testing::internal::CaptureStdout();
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   logger.open(&settings, &io, 0);
   logger.log_error("still on the console");
   EXPECT_EQ(testing::internal::GetCapturedStdout(),

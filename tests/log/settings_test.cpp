@@ -72,7 +72,7 @@ TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
   settings.read_log_config("logger", file.string().c_str());
   settings.values.console_level = 2;
   settings.values.output = kOutputConsole;
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
   const Log_Settings& cfg = logger.cfg();
   logger.log_error("the first message looks, and finds nothing new");
@@ -97,7 +97,7 @@ TEST_F(Reload, FollowsTheFiveSettingsOfItsFile) {
 // For the thread sanitizer: messages read what the re-read stores.
 TEST_F(Reload, ReloadsWhileOthersLog) {
   settings.values.config_file = Path("zevra.cfu");
-  Process_Logger logger(clock);
+  Process_Logger logger(kClock);
   ASSERT_EQ(logger.open(&settings, nullptr, 0), 0);
   InThreads(3, [&](int thread) {
     for (int i = 0; i < 5000 && thread < 2; ++i, now += 11) logger.log_warn("m");

@@ -57,7 +57,7 @@ TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
     const char* what;
     const char* to;
     float volume;
-  } kSettings[] = {
+  } settings[] = {
       {"volume", "30%", 0.3F},     {"volume", "0%", 0},
       {"volume", "150%", 1},       {"mute", "1", 1},
       {"volume", "75%", 0.75F},    {"mute", "0", 0.75F},
@@ -65,7 +65,7 @@ TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
   };
   for (const bool is_sink : {true, false}) {
     const Device device(is_sink ? u"Zevra Speakers" : u"Zevra Microphone", ZEVRA_FLOW_ALL);
-    for (const auto& [what, to, wanted] : kSettings) {
+    for (const auto& [what, to, wanted] : settings) {
       Shell(std::string("pactl set-") + (is_sink ? "sink-" : "source-") + what +
             (is_sink ? " zevra_speakers " : " zevra_microphone ") + to);
       float volume = -1;

@@ -15,6 +15,7 @@ static std::atomic<std::size_t> injected_hole_bytes = 0;
 static thread_local bool in_hole = false;
 
 // No server loses data on demand, so these stand in front of the client library's.
+// NOLINTBEGIN(readability-identifier-naming): they have its names
 extern "C" __attribute__((visibility("default"))) int pa_stream_peek(void* stream,
                                                                      const void** data,
                                                                      std::size_t* bytes) {
@@ -34,6 +35,7 @@ extern "C" __attribute__((visibility("default"))) int pa_stream_drop(void* strea
   injected_hole_bytes = 0;
   return 0;
 }
+// NOLINTEND(readability-identifier-naming)
 
 namespace zevra::test {
 namespace {

@@ -28,12 +28,11 @@ void* Count(void* block) {
 
 extern "C" {
 // The allocator's own names in the C library; the operators of C++ end in the ones below as well.
-// NOLINTBEGIN(bugprone-reserved-identifier): they are the C library's
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): its names
 void* __libc_malloc(std::size_t bytes);
 void* __libc_calloc(std::size_t count, std::size_t bytes);
 void* __libc_realloc(void* block, std::size_t bytes);
 void* __libc_memalign(std::size_t alignment, std::size_t bytes);
-// NOLINTEND(bugprone-reserved-identifier)
 
 #pragma GCC visibility push(default)
 void* malloc(std::size_t bytes) { return Fails() ? nullptr : Count(__libc_malloc(bytes)); }
@@ -51,6 +50,7 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
   return *block != nullptr ? 0 : ENOMEM;
 }
 #pragma GCC visibility pop
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 }
 
 namespace zevra::test {
