@@ -79,6 +79,21 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
   }
 }
 
+TEST_F(Shipped, HasNoLogAndNoSettingsWhereItsPathIsTooLong) {
+  const fs::path deep = dir / std::string(200, 'd') / std::string(60, 'd');
+  fs::create_directories(deep);
+  fs::copy_file(ZEVRA_TEST_TWIN, deep / "library.so");
+  Write(dir / "zevra.cfu", "[logger]\nfile=planted.log\nlevel=0xff\nflush=1\n");
+  const fs::path before = fs::current_path();
+  fs::current_path(dir);
+  library = ::dlopen((deep / "library.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr);
+  CallEverything();
+  for (const char* const name : {"planted.log", "zevra.log"})
+    EXPECT_FALSE(fs::exists(dir / name) || fs::exists(deep / name)) << name;
+  fs::current_path(before);
+}
+
 TEST_F(Shipped, ADefaultLineTakesNothingFromTheHeap) {
   Process_Logger logger;
   settings.values.level = 0xFF;

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -208,9 +209,15 @@ TEST_F(OnLinux, SectionsKeysQuotesAndLineEnds) {
     EXPECT_EQ(read.values.title, row.title) << row.text;
     EXPECT_EQ(read.values.file, row.file) << row.text;
   }
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ::inotify_add_watch(watch, Path("zevra.cfu").c_str(), IN_OPEN | IN_CLOSE);
   ::mkfifo(Path("pipe").c_str(), 0600);
   Log_Settings read;
-  read.read_log_config("logger", Path("pipe").c_str());
+  for (const char* const name : {"zevra.cfu", "pipe"})
+    read.read_log_config("logger", Path(name).c_str());
+  inotify_event events[100];
+  EXPECT_EQ(::read(watch, events, sizeof events), 2 * sizeof *events) << "it is opened once";
+  ::close(watch);
   EXPECT_EQ(read.level(), 7u) << "no regular file is no settings";
 }
 
