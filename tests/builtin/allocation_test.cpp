@@ -6,25 +6,17 @@
 #include <utility>
 
 #include "platform/linux/com/block_pool.h"
-#include "stream/conversion.h"
-#include "stream/wave_format.h"
+#include "resampler/resampler_driver.h"
 #include "support/builtin_endpoints.h"
 #include "support/counting_heap.h"
 
 namespace zevra::test {
 namespace {
 
-ZevraAudioFormat Float(std::uint32_t rate, std::uint16_t channels) {
-  return {ZEVRA_SAMPLE_FLOAT, channels, 32, rate, 0, 32, 0};
-}
-ZevraAudioFormat Pcm(std::uint16_t bits, std::uint32_t rate, std::uint16_t channels) {
-  return {ZEVRA_SAMPLE_PCM, channels, bits, rate, 0, bits, 0};
-}
-
 // A conversion stage; what it converts is silence.
 struct Stage {
   explicit Stage(const ZevraAudioFormat& source = Float(48'000, 2),
-                 const ZevraAudioFormat& target = Pcm(16, 16'000, 1)) {
+                 const ZevraAudioFormat& target = Pcm(16, 0, 16'000, 1)) {
     context.source_format = source;
     context.target_format = target;
   }
@@ -39,16 +31,12 @@ struct Stage {
   ZevraConvertedBuffer converted;
 };
 
-class Allocation : public ::testing::Test {
- protected:
-  void SetUp() override { CoInitialize(nullptr); }
-  void TearDown() override { CoUninitialize(); }
-};
+using Allocation = ComTest;
 
 TEST_F(Allocation, APacketTakesNothingFromTheHeap) {
   const std::pair<ZevraAudioFormat, ZevraAudioFormat> cases[] = {
-      {Float(48'000, 2), Pcm(16, 16'000, 1)},
-      {Float(44'100, 1), Pcm(32, 192'000, 6)},
+      {Float(48'000, 2), Pcm(16, 0, 16'000, 1)},
+      {Float(44'100, 1), Pcm(32, 0, 192'000, 6)},
       {Float(48'000, 2), Float(48'000, 2)}};
   for (const auto& [source, target] : cases) {
     Stage stage(source, target);
