@@ -207,7 +207,6 @@ TEST_F(StreamSweep, AStreamFollowsItsEndpoint) {
       {false, [](Script& other) { other.device_period = 20'000; }, "SetWaitableTimer -10000 1"},
       {false, [](Script& other) { other.device_period = -5; }, "SetWaitableTimer -1 1"},
       {false, no_mix_format, "SetUINT32 " + Attribute(MF_MT_AUDIO_SAMPLES_PER_SECOND, 44'100)},
-      {false, no_mix_format, "MFCreateMemoryBuffer 1920"},
       {false, no_mix_format, "Initialize 0 131072 0 0 tag 65534 bits 32 block 4 rate 44100"},
   };
   for (const auto& [plays, change, call] : traits) {

@@ -10,24 +10,12 @@
 
 using zevra::test::Require;
 
-namespace {
-
-// In the place of a library's directory, for the length of the run.
-struct Directory {
-  ~Directory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / ("zevra_fuzz_" + std::to_string(::getpid()));
-  const bool made = std::filesystem::create_directories(path);
-};
-
-}  // namespace
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Directory directory;
-  const std::string path = directory.path / "zevra.cfu";
+  // In the place of a library's directory.
+  static const auto directory =
+      std::filesystem::temp_directory_path() / ("zevra_fuzz_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(directory);
+  const std::string path = directory / "zevra.cfu";
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   Require(file != nullptr);
   std::fputs("[logger]\n", file);
@@ -42,12 +30,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::Log_Settings again(settings);
   again.read_log_config(nullptr, nullptr);
   Require(again.level() == settings.level() && again.console_level() == settings.console_level());
-  zevra::DescribeLog(directory.path / "libzevra.so");
+  zevra::DescribeLog(directory / "libzevra.so");
 
   char tiny[3] = {'x', 'x', 'x'};
   Require(
       zevra::ProfileSection("logger", path.c_str()).Text("title", "default", tiny, sizeof tiny) <
       3);
   Require(tiny[2] == '\0' || tiny[1] == '\0' || tiny[0] == '\0');
+  std::filesystem::remove_all(directory);
   return 0;
 }

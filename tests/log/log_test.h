@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -15,7 +18,6 @@
 
 #include "log/process_logger.h"
 #include "log/settings.h"
-#include "support/system.h"
 
 namespace zevra::test {
 
@@ -26,8 +28,39 @@ inline std::string Read(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A file that was written in text mode.
-inline std::string Text(const fs::path& path) { return FromTextMode(Read(path)); }
+// Lines of files in text mode end in two bytes there.
+inline constexpr bool kOnWindows = fs::path::preferred_separator == '\\';
+
+// What a file in text mode says. A line that ends in one byte on Windows shows as "<bare line
+// feed>".
+inline std::string Text(const fs::path& path) {
+  std::string text;
+  for (const char byte : Read(path)) {
+    if (kOnWindows && byte == '\n' && text.ends_with('\r'))
+      text.pop_back();
+    else if (kOnWindows && byte == '\n')
+      text += "<bare line feed>";
+    text += byte;
+  }
+  return text;
+}
+
+// Bytes that the text takes in a file in text mode.
+inline std::size_t TextModeBytes(const std::string& text) {
+  return text.size() + (kOnWindows ? std::count(text.begin(), text.end(), '\n') : 0);
+}
+
+// Of a file, in seconds since 1970.
+inline void SetModifiedTime(const fs::path& path, std::int64_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  fs::last_write_time(path, std::chrono::file_clock::from_sys(time));
+}
+
+// Local time is UTC from here on. Before any other thread runs.
+void UseUtc();
+
+// The path of the program that runs, as the system tells it.
+std::string ProgramPath();
 
 inline void Write(const fs::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;

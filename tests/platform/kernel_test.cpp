@@ -159,14 +159,13 @@ TEST(Threads, LiveAndEndByThemselves) {
   while (seen.leavings == 1) std::this_thread::sleep_for(1ms);
 }
 
-DWORD Nothing(LPVOID) { return 0; }
-
 TEST(Handles, DescriptorsAreCloseOnExecAndRunOut) {
+  const auto nothing = [](LPVOID) -> DWORD { return 0; };
   // A sanitizer starts a thread of its own beside the process's first.
   std::thread([] {}).join();
   const auto open_before = OpenDescriptors();
   {
-    const UniqueHandle event = Event(), timer = Timer(-1, 0), thread = Thread(Nothing);
+    const UniqueHandle event = Event(), timer = Timer(-1, 0), thread = Thread(nothing);
     EXPECT_EQ(zevra::test::ExpectNewOnesCloseOnExec(open_before), 3u);
     Wait(thread);
   }
@@ -178,7 +177,7 @@ TEST(Handles, DescriptorsAreCloseOnExecAndRunOut) {
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
   EXPECT_FALSE(Event());
   const DWORD event_error = GetLastError();
-  EXPECT_FALSE(Thread(Nothing));
+  EXPECT_FALSE(Thread(nothing));
   EXPECT_EQ(CreateWaitableTimerW(nullptr, FALSE, nullptr), nullptr);
   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_EQ(event_error, ERROR_TOO_MANY_OPEN_FILES);

@@ -8,15 +8,6 @@ namespace {
 constexpr Operations kSystem;
 std::atomic<const Operations*> in_use{&kSystem};
 
-// The system itself is asked, by way of a class that it does not know: on Windows a thread may
-// create objects without a CoInitialize of its own once another thread has made the multithreaded
-// apartment.
-bool ComIsInitialized() {
-  void* object = nullptr;
-  return ::CoCreateInstance(GUID{}, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object) !=
-         CO_E_NOTINITIALIZED;
-}
-
 }  // namespace
 
 void ReplaceOperations(const Operations* operations) {
@@ -35,9 +26,12 @@ namespace zevra::os {
 HRESULT CoCreateInstance(REFCLSID class_id, IUnknown* outer, DWORD context, REFIID iid,
                          void** object) {
   *object = nullptr;
+  // On Windows a thread may create objects without a CoInitialize of its own once another one has
+  // made the multithreaded apartment, so the system is asked, for a class that it does not know.
+  if (::CoCreateInstance(GUID{}, nullptr, context, IID_IUnknown, object) == CO_E_NOTINITIALIZED)
+    return CO_E_NOTINITIALIZED;
   for (const auto& [replaced, factory] : test::ClassRegistration::Table())
-    if (IsEqualGUID(replaced, class_id))
-      return test::ComIsInitialized() ? factory(iid, object) : CO_E_NOTINITIALIZED;
+    if (IsEqualGUID(replaced, class_id)) return factory(iid, object);
   return ::CoCreateInstance(class_id, outer, context, iid, object);
 }
 

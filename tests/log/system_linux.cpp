@@ -1,4 +1,4 @@
-#include "support/system.h"
+#include "log_test.h"
 
 #include <cstdlib>
 

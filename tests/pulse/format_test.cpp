@@ -1,9 +1,20 @@
-#include "platform/linux/unicode.h"
+#include "platform/linux/pulse/format.h"
 
 #include <gtest/gtest.h>
 
+#include "platform/linux/unicode.h"
+
 namespace zevra {
 namespace {
+
+// Servers differ in how they fold, so what is captured does not tell.
+TEST(PulseFormat, MoreChannelsThanAStreamHasAreFolded) {
+  PulseEndpoint endpoint;
+  pa_channel_map_parse(
+      &endpoint.channel_map,
+      "front-left,front-right,front-center,lfe,rear-left,rear-right,aux0,aux1,aux2");
+  EXPECT_EQ(MixFormat(endpoint).dwChannelMask, 0x63FU);
+}
 
 TEST(Utf16, TakesWhateverBytesANameHas) {
   const struct {
