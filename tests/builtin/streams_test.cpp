@@ -19,7 +19,6 @@ constexpr DWORD kSilent = AUDCLNT_BUFFERFLAGS_SILENT;
 
 struct ManualClock final : Clock {
   std::chrono::nanoseconds Now() const override { return now; }
-  void Advance(milliseconds by) { now += by; }
   std::chrono::nanoseconds now{0};
 };
 
@@ -138,7 +137,7 @@ TEST_F(BuiltinStreams, DeliverEveryFrameOnceAsTimePasses) {
     ASSERT_EQ(stream.client->Start(), S_OK);
     std::vector<Packet> packets;
     for (milliseconds at(0); at < milliseconds(5000); at += c.step) {
-      clock_->Advance(c.step);
+      clock_->now += c.step;
       for (Packet& packet : stream.TakeAll()) packets.push_back(std::move(packet));
     }
     // All but the packet that ran at the start and the one that runs now.
@@ -156,9 +155,9 @@ TEST_F(BuiltinStreams, ASlowReaderLosesTheOldestAndIsTold) {
   Build(eCapture, test::Ramp());
   const Stream stream = Open(false);
   ASSERT_EQ(stream.client->Start(), S_OK);
-  clock_->Advance(milliseconds(20));
+  clock_->now += milliseconds(20);
   EXPECT_EQ(stream.TakeAll().size(), 1U);
-  clock_->Advance(milliseconds(5000));
+  clock_->now += milliseconds(5000);
   EXPECT_EQ(stream.Padding(), 96000U);
   const auto kept = stream.TakeAll();
   ASSERT_EQ(kept.size(), 200U);
@@ -182,7 +181,7 @@ TEST_F(BuiltinStreams, WhatStreamsPlayIsHeardOnceInOrderAndTogether) {
   std::vector<Packet> heard;
   for (int pass = 0; pass < 10; ++pass) {
     if (pass == 5) ASSERT_EQ(other.client->Start(), S_OK);
-    clock_->Advance(milliseconds(333));
+    clock_->now += milliseconds(333);
     stream.Write(48000 - stream.Padding(), next, 1);
     for (Packet& packet : tap.TakeAll()) heard.push_back(std::move(packet));
   }
@@ -199,15 +198,15 @@ TEST_F(BuiltinStreams, WhatStreamsPlayIsHeardOnceInOrderAndTogether) {
 
 TEST_F(BuiltinStreams, ATapHearsPacketsOnlyWhileAStreamRuns) {
   const Stream tap = Tap(), stream = Open(true);
-  clock_->Advance(milliseconds(100));
+  clock_->now += milliseconds(100);
   EXPECT_EQ(tap.TakeAll().size(), 0U);
   float zero = 0, loud = 0.75F;
   stream.Write(480, zero, 0);           // zeros that nobody flagged
   stream.Write(480, loud, 0, kSilent);  // flagged, whatever the bytes say
   ASSERT_EQ(stream.client->Start(), S_OK);
-  clock_->Advance(milliseconds(49));
+  clock_->now += milliseconds(49);
   ASSERT_EQ(stream.client->Stop(), S_OK);
-  clock_->Advance(milliseconds(100));
+  clock_->now += milliseconds(100);
   std::vector<DWORD> flags;
   for (const Packet& packet : tap.TakeAll()) {
     flags.push_back(packet.flags);

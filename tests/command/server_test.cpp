@@ -17,9 +17,7 @@ using testing::HasSubstr;
 TEST(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
   const ScratchFolder folder;
   struct Case {
-    const char* arguments;
-    const char* streams;  // what the server calls them
-    const char* message;
+    const char *arguments, *streams, *message;  // `streams` is what the server calls them
   };
   for (const Case& c :
        {Case{"record -q -d GoneSoon x.wav", "source-outputs", "; x.wav keeps the first "},
@@ -43,19 +41,15 @@ TEST(CommandOnServer, AnEndpointThatGoesAwayEndsTheCommandWithOneLine) {
   EXPECT_GT(kept.frames, 0U);
 }
 
-// What the server does meanwhile, and what the recording comes to.
-struct Trouble {
-  const char* arguments;
-  const char* shell;
-  int exit_code;
-  const char* message;
-};
-
 TEST(CommandOnServer, ARecordingKeepsTheClockWhateverTheServerDoes) {
   const char* const load =
       "pactl load-module module-null-sink norewinds=1 sink_name=gone "
       "sink_properties='device.description=Gone' >module; sleep 0.5;";
-  const Trouble rows[] = {
+  const struct {
+    const char *arguments, *shell;  // what the server does meanwhile
+    int exit_code;
+    const char* message;
+  } rows[] = {
       {"-q", "kill -STOP $ZEVRA_TEST_SERVER_PID; sleep 4; kill -CONT $ZEVRA_TEST_SERVER_PID", 1,
        "of silence put in at 00:0"},
       {"-q -d Gone --reconnect", "pactl unload-module $(cat module); sleep 1; LOAD", 1,
@@ -71,7 +65,7 @@ TEST(CommandOnServer, ARecordingKeepsTheClockWhateverTheServerDoes) {
       {"--with-microphone --separate", "true", 0, ""},
   };
   const ScratchFolder folder;
-  for (const Trouble& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
     std::string shell = std::string("cd ") + folder.File("") + "; sleep 1.2; " + row.shell;
     if (const auto at = shell.find("LOAD"); at != std::string::npos) {

@@ -25,7 +25,6 @@ TEST_F(Conversion, PullsAreJoined) {
       {{{1, 2, 3, 4}, {5, 6}}, {1, 2, 3, 4, 5, 6}},
       {{{}, {1, 2, 3, 4}, {}, {5, 6}, {}}, {1, 2, 3, 4, 5, 6}},
       {{{}}, {}},
-      {{}, {}},
       {{{1, 2}}, {}, 0},
   };
   for (const auto& [pulls, whole, input_status] : cases) {

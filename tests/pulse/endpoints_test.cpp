@@ -54,8 +54,7 @@ TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {
 
 TEST_F(Endpoints, VolumesAreThoseOfTheMixer) {
   const struct {
-    const char* what;
-    const char* to;
+    const char *what, *to;
     float volume;
   } settings[] = {
       {"volume", "30%", 0.3F},     {"volume", "0%", 0},

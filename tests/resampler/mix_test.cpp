@@ -34,7 +34,6 @@ TEST_F(ResamplerMixTest, EachChannelGoesWhereItBelongsAtItsLevel) {
       {Masked(0x60F), Masked(0x3F), 4, {0, 0, 0, 0, 1, 0}},      // or takes its place
       {Masked(0x500F), Masked(0x3), 4, {kHalf, 0}},              // height is not lost
       {Masked(0x3), Masked(0x1), 0, {0.5}},  // one channel is mono, whatever it is called
-      {Masked(0x3), Masked(0x8), 0, {0.5}},
       {Masked(0x1), Masked(0x4), 0, {1}},
       {Masked(0x1), Masked(0x3), 0, {1, 1}},
       {Masked(0x4), Masked(0x60F), 0, {0, 0, 1, 0, 0, 0}},
