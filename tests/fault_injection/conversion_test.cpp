@@ -1,9 +1,5 @@
 // What the capture thread's conversion asks of the transform and makes of its answers.
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "stream/wave_format.h"
 #include "support/host.h"
 

@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstring>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/host.h"
 

@@ -8,8 +8,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-namespace zevra::test {
-
 // A broken promise ends the run with its input saved.
 inline void Require(bool holds) {
   if (!holds) std::abort();
@@ -20,7 +18,5 @@ inline std::string Text(const std::uint8_t* data, std::size_t size) {
   const std::string all(reinterpret_cast<const char*>(data), size);
   return all.substr(0, all.find('\0'));
 }
-
-}  // namespace zevra::test
 
 #endif

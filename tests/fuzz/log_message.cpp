@@ -4,8 +4,6 @@
 #include "fuzz.h"
 #include "log/process_logger.h"
 
-using zevra::test::Require;
-
 namespace {
 
 constexpr std::size_t kLongestLine = 65536;
@@ -38,7 +36,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kChoices = 5;
   if (size < kChoices) return 0;
   const std::uint32_t style = data[0] | (data[1] & 1u) << 8;
-  const std::string piece = zevra::test::Text(data + kChoices, size - kChoices);
+  const std::string piece = Text(data + kChoices, size - kChoices);
   std::string text = piece;
   while (!piece.empty() && text.size() < std::size_t{data[2]} * 300) text += piece;
   static Checking_IO io;

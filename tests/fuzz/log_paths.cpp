@@ -5,11 +5,9 @@
 #include "log/paths.h"
 #include "log/process_logger.h"
 
-using zevra::test::Require;
-
 // Two paths, split at the first line feed, and a list of words.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text = zevra::test::Text(data, size);
+  const std::string text = Text(data, size);
   const std::string first = text.substr(0, text.find('\n'));
   const std::string second = text.substr(std::min(first.size() + 1, text.size()));
 

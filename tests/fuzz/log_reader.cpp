@@ -8,8 +8,6 @@
 #include "platform/profile.h"
 #include "tools/zevra/log_report.h"
 
-using zevra::test::Require;
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // In the place of a library's directory.
   static const auto directory =

@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <set>
-#include <thread>
 
 #include "log/log.h"
 #include "log/paths.h"

@@ -13,12 +13,11 @@ namespace {
 
 using Conversion = ServerTest;
 
-struct Width {
+constexpr struct {
   std::int32_t kind;
   std::uint16_t bits;
   double snr_db;  // of a tone at 0.25: what the bits leave of 6.02 dB each, or what the filter does
-};
-constexpr Width kWidths[] = {
+} kWidths[] = {
     {ZEVRA_SAMPLE_PCM, 8, 34},   {ZEVRA_SAMPLE_PCM, 16, 84},    {ZEVRA_SAMPLE_PCM, 24, 120},
     {ZEVRA_SAMPLE_PCM, 32, 120}, {ZEVRA_SAMPLE_FLOAT, 32, 120},
 };

@@ -22,19 +22,16 @@ namespace {
 using UniqueHandle = std::unique_ptr<void, decltype([](HANDLE handle) { ::CloseHandle(handle); })>;
 
 struct Case {
-  std::int32_t kind;
-  std::uint16_t bits;
-  std::uint32_t rate;
-  std::uint16_t channels;
+  ZevraAudioFormat format;
   double snr_db;
 };
 // What Wine's converter leaves of the tones: it dithers 16-bit samples, and its filter is not the
 // one that is asked for. One frame lost in a second leaves some 60 dB at most.
-constexpr Case kCases[] = {
-    {ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2, 100},
-    {ZEVRA_SAMPLE_PCM, 16, 48'000, 2, 75},
-    {ZEVRA_SAMPLE_FLOAT, 32, 44'100, 2, 100},
-    {ZEVRA_SAMPLE_PCM, 16, 16'000, 1, 75},
+const Case kCases[] = {
+    {MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2), 100},
+    {MakeFormat(ZEVRA_SAMPLE_PCM, 16, 48'000, 2), 75},
+    {MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 44'100, 2), 100},
+    {MakeFormat(ZEVRA_SAMPLE_PCM, 16, 16'000, 1), 75},
 };
 
 // A busy machine may take a stream out of step later.
@@ -44,9 +41,8 @@ using Captures = std::list<ToneCapture>;
 
 void Start(Captures& captures, const wchar_t* name, std::uint32_t flow, const Case& wanted,
            Tone tone) {
-  const auto format = MakeFormat(wanted.kind, wanted.bits, wanted.rate, wanted.channels);
-  captures.emplace_back(name, flow, format, std::vector<Tone>(wanted.channels, tone), wanted.snr_db,
-                        kLatest);
+  captures.emplace_back(name, flow, wanted.format, std::vector<Tone>(wanted.format.channels, tone),
+                        wanted.snr_db, kLatest);
   EXPECT_EQ(ServedFilterLength(), 60);
 }
 
