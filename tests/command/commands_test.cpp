@@ -12,10 +12,9 @@ using testing::MatchesRegex;
 
 // One run each; what it says contains the text given, or is empty.
 struct Row {
-  const char* arguments;
-  int exit_code;
-  const char *out, *err;
-  const char* before = "";
+  const char* arguments = nullptr;
+  int exit_code = 0;
+  const char *out = nullptr, *err = nullptr, *before = "";
 };
 
 constexpr Row kRows[] = {
