@@ -45,7 +45,7 @@ std::size_t PacketRing::Take(std::span<std::uint8_t> out) {
 
 bool KeepAlive::StillPlays() const {
   // A start leaves a running stream alone and says so.
-  return device_.library().StartPlay(device_.handle()) == ZEVRA_E_NOT_STOPPED;
+  return device_.functions().StartPlay(device_.handle()) == ZEVRA_E_NOT_STOPPED;
 }
 
 Capture::Capture(const Device& device, const AudioFormat& format)
@@ -57,22 +57,22 @@ Capture::Capture(const Device& device, const AudioFormat& format)
   while (running_captures[slot_].load(std::memory_order_relaxed) != nullptr) ++slot_;
   running_captures[slot_].store(this, std::memory_order_release);
   if (const std::int32_t result = Start(); result != ZEVRA_OK) {
-    device_.library().StopCapture(device_.handle());
+    device_.functions().StopCapture(device_.handle());
     running_captures[slot_].store(nullptr, std::memory_order_release);
     throw Failure("can't capture from " + device_.Text() + ": " + ResultText(result));
   }
 }
 
 Capture::~Capture() {
-  device_.library().StopCapture(device_.handle());
+  device_.functions().StopCapture(device_.handle());
   running_captures[slot_].store(nullptr, std::memory_order_release);
 }
 
 std::int32_t Capture::Start() {
   const ZevraAudioFormat record = format_.Record();
-  return device_.library().StartCapture(device_.handle(), &record,
-                                        slot_ == 0 ? &Capture::OnPacket<0> : &Capture::OnPacket<1>,
-                                        nullptr);
+  return device_.functions().StartCapture(
+      device_.handle(), &record, slot_ == 0 ? &Capture::OnPacket<0> : &Capture::OnPacket<1>,
+      nullptr);
 }
 
 template <std::size_t kSlot>
@@ -109,9 +109,9 @@ void Capture::CheckThatItRuns() {
   // A start tells both apart: it leaves a running stream alone and says so.
   const std::int32_t start_result = Start();
   if (start_result == ZEVRA_E_NOT_STOPPED) return;
-  device_.library().StopCapture(device_.handle());
+  device_.functions().StopCapture(device_.handle());
   float volume = 0;
-  const std::int32_t reason = device_.library().GetVolume(device_.handle(), &volume);
+  const std::int32_t reason = device_.functions().GetVolume(device_.handle(), &volume);
   throw EndpointGone(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
 }
 

@@ -42,9 +42,9 @@ class KeepAlive {
  public:
   // Look at result() for whether it plays.
   explicit KeepAlive(const Device& device)
-      : device_(device), result_(device.library().StartPlay(device.handle())) {}
+      : device_(device), result_(device.functions().StartPlay(device.handle())) {}
   // Takes up to half a second.
-  ~KeepAlive() { device_.library().StopPlay(device_.handle()); }
+  ~KeepAlive() { device_.functions().StopPlay(device_.handle()); }
   KeepAlive(const KeepAlive&) = delete;
   KeepAlive& operator=(const KeepAlive&) = delete;
 

@@ -91,7 +91,7 @@ Device OpenByName(const Library& library, const std::string& name, Flow flow) {
 }
 
 Device OpenDefault(const Session& session, Flow flow) {
-  const Library& library = session.library();
+  const Library& library = session.functions();
   const std::string name = DefaultEndpointName(session.builtin(), flow);
   // The library takes its default endpoint for loopback only, so another is opened by its name.
   if (flow == Flow::kCapture) {
@@ -134,12 +134,12 @@ std::string Library::Path() const {
   return std::filesystem::absolute(info.dli_fname).lexically_normal().string();
 }
 
-Session::Session(bool builtin) : builtin_(builtin), library_(builtin) {
-  const std::int32_t result = library_.Initialize();
+Session::Session(bool builtin) : builtin_(builtin), functions_(builtin) {
+  const std::int32_t result = functions_.Initialize();
   if (result < 0) throw Failure("can't start: " + ResultText(result));
   ZevraDeviceList list{};
-  if (library_.GetDeviceList(&list) != ZEVRA_E_SERVICE_NOT_RUNNING) return;
-  library_.Uninitialize();
+  if (functions_.GetDeviceList(&list) != ZEVRA_E_SERVICE_NOT_RUNNING) return;
+  functions_.Uninitialize();
   throw Failure(
       "no sound server answers; start one, or try the endpoints inside this program with "
       "--builtin");
@@ -152,7 +152,7 @@ std::string Device::Text() const {
 
 Device OpenDevice(const Session& session, const EndpointChoice& choice) {
   if (choice.name)
-    return OpenByName(session.library(), *choice.name, choice.flow.value_or(Flow::kBoth));
+    return OpenByName(session.functions(), *choice.name, choice.flow.value_or(Flow::kBoth));
   return OpenDefault(session, choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
 }
 

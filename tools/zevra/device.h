@@ -39,32 +39,32 @@ class Session {
   // Failure where the library cannot be initialised or no sound server answers: a melody in the
   // place of the machine's sound would only look like a recording.
   explicit Session(bool builtin);
-  ~Session() { library_.Uninitialize(); }
+  ~Session() { functions_.Uninitialize(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  const Library& library() const { return library_; }
+  const Library& functions() const { return functions_; }
   bool builtin() const { return builtin_; }
 
  private:
   const bool builtin_;
-  const Library library_;
+  const Library functions_;
 };
 
 // An opened endpoint.
 class Device {
  public:
   Device(const Library& library, ZevraHandle handle, std::string name, Flow flow)
-      : library_(library), handle_(handle), name_(std::move(name)), flow_(flow) {}
-  ~Device() { library_.CloseDevice(handle_); }
+      : functions_(library), handle_(handle), name_(std::move(name)), flow_(flow) {}
+  ~Device() { functions_.CloseDevice(handle_); }
   Device(Device&& other) noexcept
-      : library_(other.library_),
+      : functions_(other.functions_),
         handle_(std::exchange(other.handle_, nullptr)),
         name_(std::move(other.name_)),
         flow_(other.flow_) {}
   Device& operator=(Device&&) = delete;
 
-  const Library& library() const { return library_; }
+  const Library& functions() const { return functions_; }
   ZevraHandle handle() const { return handle_; }
   // Empty where the default endpoint's name cannot be had.
   const std::string& name() const { return name_; }
@@ -74,7 +74,7 @@ class Device {
   Flow flow() const { return flow_; }
 
  private:
-  const Library& library_;
+  const Library& functions_;
   ZevraHandle handle_;
   std::string name_;
   Flow flow_;

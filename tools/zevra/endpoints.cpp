@@ -38,7 +38,7 @@ std::optional<float> VolumeOf(const Session& session, const std::string& name, F
   try {
     const Device device = OpenDevice(session, choice);
     float volume = 0;
-    if (session.library().GetVolume(device.handle(), &volume) >= 0) return volume;
+    if (session.functions().GetVolume(device.handle(), &volume) >= 0) return volume;
   } catch (const Failure&) {
     // Two endpoints share the name: it is listed, and cannot be opened.
   }
@@ -49,7 +49,7 @@ std::vector<Row> FindRows(const Session& session) {
   const std::vector<EndpointFacts> facts = FindEndpointFacts(session.builtin());
   std::vector<Row> rows;
   for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
-    for (const std::string& name : ListNames(session.library(), flow)) {
+    for (const std::string& name : ListNames(session.functions(), flow)) {
       Row row{name, flow, VolumeOf(session, name, flow), {}};
       const auto same = [&](const EndpointFacts& fact) {
         return fact.flow == flow && fact.name == name;
@@ -133,7 +133,7 @@ void Volume(const Options& options) {
   const Session session(options.endpoint.builtin);
   const Device device = OpenDevice(session, options.endpoint);
   float volume = 0;
-  const std::int32_t result = device.library().GetVolume(device.handle(), &volume);
+  const std::int32_t result = device.functions().GetVolume(device.handle(), &volume);
   if (result < 0)
     throw Failure("can't read the volume of " + device.Text() + ": " + ResultText(result));
   std::printf("%s: %.0f %%\n", device.name().empty() ? "default" : device.name().c_str(),
