@@ -37,6 +37,14 @@ struct Shipped : LogTest {
     Call("ZevraUninitialize");
   }
 
+  // The first lines are in the backup that the rotation left.
+  static bool LoggedIn(const fs::path& directory, const std::string& line) {
+    const fs::directory_iterator files(directory);
+    return std::any_of(begin(files), end(files), [&](const fs::path& file) {
+      return file.extension() == ".log" && Read(file).find(line + "\n") != std::string::npos;
+    });
+  }
+
   void* library = nullptr;
 };
 
@@ -46,7 +54,7 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     const fs::path copy = dir / fs::path(path).filename() / "library.so";
     fs::create_directory(copy.parent_path());
     fs::copy_file(path, copy);
-    Write(copy.parent_path() / "zevra.cfu", "[logger]\nmaxsize=65536\n");
+    Write(copy.parent_path() / "zevra.cfu", "[logger]\nmaxsize=65536\nlevel=all\nflush=1\n");
     Write(copy.parent_path() / "zevra.log", std::string(65000, 'x'));  // the first line rotates
     library = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr);
@@ -65,6 +73,10 @@ TEST_F(Shipped, StaysLoadedOnASmallStackOfACancelledThread) {
     ::pthread_join(thread, &result);
     EXPECT_EQ(result, PTHREAD_CANCELED);
     EXPECT_EQ(std::distance(fs::directory_iterator(copy.parent_path()), {}), 4) << "it rotated";
+    for (const char* const line :
+         {"ZevraInitialize | srlog_open succeed!", "::ZevraGetDeviceList | enter.",
+          "::ZevraGetDeviceList | leave."})
+      EXPECT_TRUE(LoggedIn(copy.parent_path(), line)) << line;
 
     for (int round = 0; round < 1100; ++round) {
       ::dlclose(library);
