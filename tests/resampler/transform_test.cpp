@@ -117,7 +117,11 @@ TEST_F(ResamplerTest, ARequestGivesNoMoreThanItsCapacity) {
   EXPECT_EQ(resampler.Pull(300, &output), MF_E_TRANSFORM_NEED_MORE_INPUT);
   push(0);
   EXPECT_EQ(resampler.Pull(300, &output), MF_E_TRANSFORM_NEED_MORE_INPUT);
-  push(0);
+  push(input.size());
+  ComPtr<IMFMediaType> type;
+  CreateConversionMediaType(format, &type);
+  EXPECT_EQ(resampler->SetInputType(0, type.Get(), 0), S_OK) << "forgets the packet";
+  EXPECT_EQ(resampler.Pull(300, &output), MF_E_TRANSFORM_NEED_MORE_INPUT);
 }
 
 TEST_F(ResamplerTest, TypesThatItCannotTakeAreRefused) {
