@@ -29,6 +29,15 @@ if(NOT WIN32)
   install(TARGETS zevra_builtin_library
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zevra" COMPONENT library
                                                             NAMELINK_COMPONENT development)
+  # An installed copy's log is the system's: the library and its twin find the settings beside
+  # themselves. In packages only, because a tree that is put elsewhere must not reach into /etc.
+  set(settings "${CMAKE_BINARY_DIR}/packaging/zevra.cfu")
+  file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging")
+  file(CREATE_LINK /etc/zevra/zevra.cfu "${settings}" SYMBOLIC)
+  install(FILES cmake/debian/zevra.cfu DESTINATION /etc/zevra COMPONENT settings EXCLUDE_FROM_ALL)
+  foreach(folder IN ITEMS "${CMAKE_INSTALL_LIBDIR}" "${CMAKE_INSTALL_LIBDIR}/zevra")
+    install(FILES "${settings}" DESTINATION "${folder}" COMPONENT settings EXCLUDE_FROM_ALL)
+  endforeach()
   # For Debian's own Python; any other takes the wheel.
   install(DIRECTORY bindings/python/zevra DESTINATION lib/python3/dist-packages COMPONENT python
           EXCLUDE_FROM_ALL PATTERN __pycache__ EXCLUDE)

@@ -21,10 +21,18 @@ else()
   # So that the command's package finds the library that is not installed yet.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
 
+  foreach(component IN ITEMS LIBRARY SETTINGS)
+    set(CPACK_COMPONENT_${component}_GROUP library)
+  endforeach()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzevra${PROJECT_VERSION_MAJOR})
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS passwd)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${CMAKE_SOURCE_DIR}/cmake/debian/triggers")
+  foreach(script IN ITEMS conffiles postinst postrm)
+    list(APPEND CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+         "${CMAKE_SOURCE_DIR}/cmake/debian/library/${script}")
+  endforeach()
   set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
       "Lists the audio endpoints and hands what one of them plays or records\nto a function of the host's, in the format that it asks for.")
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzevra-dev)

@@ -20,6 +20,8 @@ case $1 in
     # The library's own package must do for a host that is built already.
     runtime=$(dpkg-deb -c "$work"/libzevra1_*.deb)
     [[ $runtime == *"/libzevra.so.1 -> "* && $runtime != *zevra.h* ]]
+    [[ $runtime == *"/zevra.cfu -> /etc/zevra/zevra.cfu"* ]]
+    [[ $(dpkg-deb --ctrl-tarfile "$work"/libzevra1_*.deb | tar -xO ./conffiles) == /etc/zevra/zevra.cfu ]]
     depends=$(dpkg-deb -f "$work"/libzevra-dev_*.deb Depends)
     [[ $depends == "libzevra1 (= "* ]]
     dpkg-deb -f "$work"/libzevra1_*.deb Depends | grep -q libpulse0
