@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <list>
 #include <string>
 
 #include "pulse/server_host.h"
@@ -31,6 +32,34 @@ TEST_F(Endpoints, TheListsAreThoseOfTheServer) {
   EXPECT_EQ(Device(u"ZÉVRA – ÜBERALL 🔊").Result(), 0);
   EXPECT_EQ(Device(u"Zévra – Überall").Result(), ZEVRA_E_NOT_FOUND);
   EXPECT_EQ(Device(u"Zévra – Überall 🔊", ZEVRA_FLOW_CAPTURE).Result(), ZEVRA_E_NOT_FOUND);
+}
+
+TEST_F(Endpoints, EveryNameOpensItsEndpointAndNoOther) {
+  const struct {
+    const char *sink, *description;  // as the server gets them, quoted once
+    const ZevraChar* name;
+    const char* listed;
+  } rows[] = {
+      {"z2", "Twin", u"TWIN (2)", "Twin (2)"},
+      {"z1", "twin", u"Twin", "twin"},
+      {"z3", R"(Card\" device.bus_path=\"usb-1)", u"Card (usb-1)", "Card (usb-1)"},
+      {"z4", R"(Card\" device.bus_path=\"usb-2)", u"Card (usb-2)", "Card (usb-2)"},
+      {"z5", "E\x1b[31mvil\n\x7f", u"E [31mvil", "E [31mvil"},
+  };
+  std::list<NullSink> sinks;
+  for (const auto& row : rows) sinks.emplace_back(row.sink, row.description);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.sink);
+    Shell(std::string("pactl set-default-sink ") + row.sink);
+    Shell(std::string("pactl set-sink-volume ") + row.sink + " 25%");
+    EXPECT_TRUE(Eventually([&row] {
+      float volume = 0;
+      return ZevraGetVolume(Device(row.name), &volume) == 0 && std::abs(volume - 0.25F) < 1e-3 &&
+             NamesIn(ZevraGetDeviceList)[0] == row.listed;
+    }));
+    Shell(std::string("pactl set-sink-volume ") + row.sink + " 100%");
+  }
+  Shell("pactl set-default-sink zevra_speakers");
 }
 
 TEST_F(Endpoints, TheDefaultIsTheServersAndPlays) {

@@ -200,7 +200,7 @@ def library() -> ctypes.CDLL:
 def endpoints(flow: str | None = None) -> list[Endpoint]:
     """The active endpoints, those that play first; with `flow` only "render" or "capture".
 
-    The library lists at most eight of each flow. Raises Error, such as ServiceNotRunningError.
+    The library lists at most eight of each flow, on Linux the default endpoint first. Raises Error, such as ServiceNotRunningError.
     """
     if flow is not None and flow not in FLOWS:
         raise ValueError(f'flow is "render", "capture" or None, not {flow!r}')

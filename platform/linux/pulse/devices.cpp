@@ -11,17 +11,11 @@
 #include "platform/com_object.h"
 #include "platform/linux/com/com.h"
 #include "platform/linux/pulse/endpoints.h"
-#include "platform/linux/unicode.h"
 #include "platform/owners.h"
 #include "platform/result.h"
 
 namespace zevra {
 namespace {
-
-// What people know the endpoint by: the server's description or, if that is empty, its name.
-std::u16string FriendlyName(const PulseEndpoint& endpoint) {
-  return Utf16FromUtf8(endpoint.description.empty() ? endpoint.name : endpoint.description);
-}
 
 // The properties of an endpoint; there is one, PKEY_Device_FriendlyName.
 class PulsePropertyStore final : public ComObject<IPropertyStore> {
@@ -109,7 +103,7 @@ class PulseDevice final : public ComObject<IMMDevice> {
   HRESULT OpenPropertyStore(DWORD, IPropertyStore** properties) override {
     *properties = nullptr;
     return NoThrow([&] {
-      *properties = MakeCom<PulsePropertyStore>(FriendlyName(endpoint_));
+      *properties = MakeCom<PulsePropertyStore>(endpoint_.friendly_name);
       return *properties != nullptr ? S_OK : E_OUTOFMEMORY;
     });
   }

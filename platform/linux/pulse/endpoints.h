@@ -24,8 +24,9 @@ struct PulseEndpoint {
   EDataFlow flow = eRender;
   std::uint32_t index = 0;    // the server's, rising in the order in which they came up
   std::string name;           // the server's, unique among the endpoints of its flow
-  std::string description;    // what people are shown; UTF-8 if the server keeps its word
   std::string record_source;  // where its sound is recorded: a sink's monitor, else `name`
+  // What people know it by, see FriendlyNames; empty from FindEndpoint, which sees no other.
+  std::u16string friendly_name;
   pa_sample_spec sample_spec{};
   pa_channel_map channel_map{};
   pa_cvolume volume{};
@@ -33,7 +34,8 @@ struct PulseEndpoint {
 
 // All on an open connection, with its failures. They may throw for want of memory.
 
-// Render endpoints before capture endpoints for eAll, each in the order of their index.
+// Render endpoints before capture endpoints for eAll; of each the default endpoint first and the
+// others in the order of their index.
 HRESULT ListEndpoints(PulseConnection& connection, EDataFlow flow,
                       std::vector<PulseEndpoint>* endpoints);
 
