@@ -19,13 +19,16 @@ struct Row {
 
 constexpr Row kRows[] = {
     {"list --builtin", 0,
-     "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT\n"
-     "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels\n"
-     "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels\n"
-     "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel\n",
+     "NAME                 FLOW     DEFAULT  VOLUME  MIX FORMAT                 ID\n"
+     "Built-in Speakers    render   yes      75 %    f32, 48000 Hz, 2 channels  builtin-speakers\n"
+     "Built-in Headphones  render            100 %   f32, 48000 Hz, 2 channels  "
+     "builtin-headphones\n"
+     "Built-in Microphone  capture  yes      50 %    f32, 44100 Hz, 1 channel   "
+     "builtin-microphone\n",
      ""},
     {"list --builtin --json", 0,
      R"("Built-in Microphone",
+    "id": "builtin-microphone",
     "flow": "capture",
     "default": true,
     "volume": 0.5,
@@ -40,6 +43,7 @@ constexpr Row kRows[] = {
 ])",
      ""},
     {"volume --builtin", 0, "Built-in Speakers: 75 %\n", ""},
+    {"volume --builtin -d builtin-microphone", 0, "Built-in Microphone: 50 %\n", ""},
     {"volume --builtin -d 'built-in headphones'", 0, "Built-in Headphones: 100 %\n", ""},
     {"meter --builtin -s 1.2 -c 1", 0, "  peak  M -", ""},
     {"silence --builtin -s 0.4", 0, "Played silence for 00:00.4", ""},

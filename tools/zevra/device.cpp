@@ -35,11 +35,15 @@ std::string EndpointKind(Flow flow) {
   return flow == Flow::kBoth ? "endpoint" : std::string(FlowText(flow)) + " endpoint";
 }
 
-[[noreturn]] void FailUnknown(const Library& library, const std::string& name, Flow flow) {
-  const std::vector<std::string> names = ListNames(library, flow);
+[[noreturn]] void FailUnknown(const std::vector<EndpointFacts>& known, const std::string& name,
+                              Flow flow) {
+  std::vector<std::string> names;
   std::vector<std::string> alike;
-  std::copy_if(names.begin(), names.end(), std::back_inserter(alike),
-               [&name](const std::string& known) { return ContainsIgnoringCase(known, name); });
+  for (const EndpointFacts& facts : known) {
+    if (flow != Flow::kBoth && flow != facts.flow) continue;
+    names.push_back(facts.name);
+    if (ContainsIgnoringCase(facts.name, name)) alike.push_back(facts.name);
+  }
   std::string hint;
   if (!alike.empty())
     hint = "; did you mean " + Enumerated(alike) + "?";
@@ -50,25 +54,17 @@ std::string EndpointKind(Flow flow) {
   throw Failure("no " + EndpointKind(flow) + " is named " + Quoted(name) + hint);
 }
 
-[[noreturn]] void FailAmbiguous(const Library& library, const std::string& name, Flow flow) {
-  const std::vector<std::string> names = ListNames(library, flow);
-  const auto shared = std::count_if(names.begin(), names.end(), [&name](const std::string& known) {
-    return EqualIgnoringCase(known, name);
-  });
-  const std::string why = shared == 1 ? "one of them has no name, so none can be opened by name"
-                                      : "more than one is named " + Quoted(name);
-  throw Failure("can't tell the " + EndpointKind(flow) + "s apart, " + why + "; there are " +
-                Enumerated(names));
-}
-
 // The name as the endpoint itself writes it.
-std::string ProperName(const Library& library, const std::string& name, Flow flow) {
-  for (const std::string& known : ListNames(library, flow))
-    if (EqualIgnoringCase(known, name)) return known;
+std::string ProperName(const std::vector<EndpointFacts>& known, const std::string& name,
+                       Flow flow) {
+  for (const EndpointFacts& facts : known)
+    if (facts.flow == flow && EqualIgnoringCase(facts.name, name)) return facts.name;
   return name;
 }
 
-Device OpenByName(const Library& library, const std::string& name, Flow flow) {
+// In each of the flows where there is one.
+std::vector<Device> OpenNamed(const Library& library, const std::vector<EndpointFacts>& known,
+                              const std::string& name, Flow flow) {
   const Utf16 wide = ToUtf16(name);
   std::vector<Device> found;
   for (const Flow one : {Flow::kRender, Flow::kCapture}) {
@@ -76,16 +72,27 @@ Device OpenByName(const Library& library, const std::string& name, Flow flow) {
     ZevraHandle handle = nullptr;
     const std::int32_t result = library.OpenDevice(&handle, wide.c_str(), DataFlow(one));
     if (result >= 0)
-      found.emplace_back(library, handle, ProperName(library, name, one), one);
-    else if (result == ZEVRA_E_UNEXPECTED)
-      FailAmbiguous(library, name, one);
+      found.emplace_back(library, handle, ProperName(known, name, one), one);
     else if (result != ZEVRA_E_NOT_FOUND)
       throw Failure("can't open " + Quoted(name) + ": " + ResultText(result));
   }
-  if (found.empty()) FailUnknown(library, name, flow);
+  return found;
+}
+
+Device OpenByName(const Session& session, const std::string& name, Flow flow) {
+  const std::vector<EndpointFacts> known = FindEndpointFacts(session.builtin());
+  std::vector<Device> found = OpenNamed(session.functions(), known, name, flow);
+  if (found.empty()) {
+    for (const EndpointFacts& facts : known) {
+      if (facts.id != name || (flow != Flow::kBoth && flow != facts.flow)) continue;
+      for (Device& one : OpenNamed(session.functions(), known, facts.name, facts.flow))
+        found.push_back(std::move(one));
+    }
+  }
+  if (found.empty()) FailUnknown(known, name, flow);
   if (found.size() > 1) {
-    throw Failure("a render endpoint and a capture endpoint are both named " +
-                  Quoted(found[0].name()) + "; choose with --flow render or --flow capture");
+    throw Failure("a render endpoint and a capture endpoint are both named " + Quoted(name) +
+                  "; choose with --flow render or --flow capture");
   }
   return std::move(found.front());
 }
@@ -96,7 +103,7 @@ Device OpenDefault(const Session& session, Flow flow) {
   // The library takes its default endpoint for loopback only, so another is opened by its name.
   if (flow == Flow::kCapture) {
     if (name.empty()) throw Failure("there is no default capture endpoint");
-    return OpenByName(library, name, flow);
+    return OpenByName(session, name, flow);
   }
   ZevraHandle handle = nullptr;
   const std::int32_t result = library.OpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
@@ -117,8 +124,6 @@ Library::Library(bool builtin) {
   Find(file, "ZevraInitialize", Initialize);
   Find(file, "ZevraUninitialize", Uninitialize);
   Find(file, "ZevraGetDeviceList", GetDeviceList);
-  Find(file, "ZevraGetInnerRecordDeviceList", GetInnerRecordDeviceList);
-  Find(file, "ZevraGetOutRecordDeviceList", GetOutRecordDeviceList);
   Find(file, "ZevraOpenDevice", OpenDevice);
   Find(file, "ZevraCloseDevice", CloseDevice);
   Find(file, "ZevraStartPlay", StartPlay);
@@ -151,22 +156,8 @@ std::string Device::Text() const {
 }
 
 Device OpenDevice(const Session& session, const EndpointChoice& choice) {
-  if (choice.name)
-    return OpenByName(session.functions(), *choice.name, choice.flow.value_or(Flow::kBoth));
+  if (choice.name) return OpenByName(session, *choice.name, choice.flow.value_or(Flow::kBoth));
   return OpenDefault(session, choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
-}
-
-std::vector<std::string> ListNames(const Library& library, Flow flow) {
-  const auto list_function = flow == Flow::kRender    ? library.GetInnerRecordDeviceList
-                             : flow == Flow::kCapture ? library.GetOutRecordDeviceList
-                                                      : library.GetDeviceList;
-  ZevraDeviceList list{};
-  const std::int32_t result = list_function(&list);
-  if (result < 0 && list.count == 0)
-    throw Failure("can't list the endpoints: " + ResultText(result));
-  std::vector<std::string> names;
-  for (std::uint32_t row = 0; row < list.count; ++row) names.push_back(ToUtf8(list.names[row]));
-  return names;
 }
 
 const char* FlowText(Flow flow) {

@@ -22,8 +22,6 @@ struct Library {
   decltype(&ZevraInitialize) Initialize = nullptr;
   decltype(&ZevraUninitialize) Uninitialize = nullptr;
   decltype(&ZevraGetDeviceList) GetDeviceList = nullptr;
-  decltype(&ZevraGetInnerRecordDeviceList) GetInnerRecordDeviceList = nullptr;
-  decltype(&ZevraGetOutRecordDeviceList) GetOutRecordDeviceList = nullptr;
   decltype(&ZevraOpenDevice) OpenDevice = nullptr;
   decltype(&ZevraCloseDevice) CloseDevice = nullptr;
   decltype(&ZevraStartPlay) StartPlay = nullptr;
@@ -80,12 +78,10 @@ class Device {
   Flow flow_;
 };
 
-// Opens what was chosen: by name in the flow chosen, else in both, or the default endpoint, which
-// is a render endpoint unless capture was chosen. Failure where that is nothing or more than one.
+// Opens what was chosen: by name, or else by id, in the flow chosen, else in both; or the default
+// endpoint, which is a render endpoint unless capture was chosen. Failure where that is nothing or
+// more than one.
 Device OpenDevice(const Session& session, const EndpointChoice& choice);
-
-// The names of a flow's endpoints as the library lists them. Failure where it cannot.
-std::vector<std::string> ListNames(const Library& library, Flow flow);
 
 const char* FlowText(Flow flow);
 

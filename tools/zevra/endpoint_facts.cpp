@@ -6,7 +6,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <memory>
+
+#include "platform/linux/pulse/names.h"
+#include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
@@ -20,23 +24,36 @@ constexpr unsigned kMostChannels = 8;
 
 using Operation = std::unique_ptr<pa_operation, PulseFree>;
 
-// What the server answers.
-struct Answers {
-  std::string server;
-  std::string default_sink;
-  std::string default_source;
+// What the server answers of one flow's endpoints.
+struct FlowAnswers {
+  std::string default_id;
   std::vector<EndpointFacts> facts;
-  std::vector<std::string> server_names;  // of facts
+  std::vector<EndpointIdentity> identities;  // of the facts
 
   template <class Info>
   void Add(const Info& info, Flow flow) {
-    const char* const text = info.description != nullptr ? info.description : "";
     const float volume = static_cast<float>(pa_cvolume_avg(&info.volume)) / PA_VOLUME_NORM;
-    facts.push_back({*text != '\0' ? text : info.name, flow, false, info.mute != 0, volume,
-                     info.sample_spec.rate,
-                     std::min<unsigned>(info.sample_spec.channels, kMostChannels)});
-    server_names.emplace_back(info.name);
+    facts.push_back({"", flow, false, info.mute != 0, std::min(volume, 1.0F), info.sample_spec.rate,
+                     std::min<unsigned>(info.sample_spec.channels, kMostChannels), info.name});
+    identities.push_back(IdentityOf(info));
   }
+
+  // Once all are there.
+  void Complete() {
+    const std::vector<std::u16string> names = FriendlyNames(identities);
+    for (std::size_t i = 0; i < facts.size(); ++i) {
+      facts[i].name = ToUtf8(names[i]);
+      facts[i].is_default = facts[i].id == default_id;
+    }
+    std::stable_partition(facts.begin(), facts.end(),
+                          [](const EndpointFacts& one) { return one.is_default; });
+  }
+};
+
+struct Answers {
+  std::string server;
+  FlowAnswers render;
+  FlowAnswers capture;
 };
 
 void OnServer(pa_context*, const pa_server_info* info, void* user_data) {
@@ -44,18 +61,18 @@ void OnServer(pa_context*, const pa_server_info* info, void* user_data) {
   auto& answers = *static_cast<Answers*>(user_data);
   for (const char* const text : {info->server_name, info->server_version})
     if (text != nullptr) answers.server += (answers.server.empty() ? "" : " ") + std::string(text);
-  if (info->default_sink_name != nullptr) answers.default_sink = info->default_sink_name;
-  if (info->default_source_name != nullptr) answers.default_source = info->default_source_name;
+  if (info->default_sink_name != nullptr) answers.render.default_id = info->default_sink_name;
+  if (info->default_source_name != nullptr) answers.capture.default_id = info->default_source_name;
 }
 
 void OnSink(pa_context*, const pa_sink_info* info, int, void* user_data) {
-  if (info != nullptr) static_cast<Answers*>(user_data)->Add(*info, Flow::kRender);
+  if (info != nullptr) static_cast<Answers*>(user_data)->render.Add(*info, Flow::kRender);
 }
 
 void OnSource(pa_context*, const pa_source_info* info, int, void* user_data) {
   // A monitor is how a sink is recorded, no endpoint of its own.
   if (info != nullptr && info->monitor_of_sink == PA_INVALID_INDEX)
-    static_cast<Answers*>(user_data)->Add(*info, Flow::kCapture);
+    static_cast<Answers*>(user_data)->capture.Add(*info, Flow::kCapture);
 }
 
 // False where the server takes too long.
@@ -96,19 +113,18 @@ bool AskServer(Answers& answers) {
 
 std::vector<EndpointFacts> FindEndpointFacts(bool builtin) {
   if (builtin) {
-    return {{"Built-in Speakers", Flow::kRender, true, false, {}, 48000, 2},
-            {"Built-in Headphones", Flow::kRender, false, false, {}, 48000, 2},
-            {"Built-in Microphone", Flow::kCapture, true, false, {}, 44100, 1}};
+    return {
+        {"Built-in Speakers", Flow::kRender, true, false, {}, 48000, 2, "builtin-speakers"},
+        {"Built-in Headphones", Flow::kRender, false, false, {}, 48000, 2, "builtin-headphones"},
+        {"Built-in Microphone", Flow::kCapture, true, false, {}, 44100, 1, "builtin-microphone"}};
   }
   Answers answers;
   if (!AskServer(answers)) return {};
-  for (std::size_t i = 0; i < answers.facts.size(); ++i) {
-    EndpointFacts& facts = answers.facts[i];
-    facts.is_default =
-        answers.server_names[i] ==
-        (facts.flow == Flow::kRender ? answers.default_sink : answers.default_source);
-  }
-  return answers.facts;
+  answers.render.Complete();
+  answers.capture.Complete();
+  std::vector<EndpointFacts>& facts = answers.render.facts;
+  std::move(answers.capture.facts.begin(), answers.capture.facts.end(), std::back_inserter(facts));
+  return facts;
 }
 
 std::string SoundServerText() {

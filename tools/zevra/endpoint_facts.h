@@ -25,10 +25,13 @@ struct EndpointFacts {
   // Of the mix, whose samples are 32-bit floats.
   unsigned rate = 0;
   unsigned channels = 0;
+  // The server's own name for it, which stays the same whatever else is plugged in.
+  std::string id;
 };
 
 // Asks the sound server; empty where it does not answer, and everything works without them. Those
-// of the built-in endpoints are known.
+// of the built-in endpoints are known. Named as in the library's lists, but all of
+// them: those that play before those that record, of each the default first.
 std::vector<EndpointFacts> FindEndpointFacts(bool builtin);
 
 // The sound server's name and version, empty where it does not answer.

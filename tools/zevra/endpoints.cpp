@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -23,44 +22,19 @@ using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLookTime{50};
 constexpr std::chrono::seconds kCheckTime{1};
 
-// What the list says of one endpoint; what cannot be had stays empty.
-struct Row {
-  std::string name;
-  Flow flow;
-  std::optional<float> volume;
-  std::optional<EndpointFacts> facts;
-};
-
-std::optional<float> VolumeOf(const Session& session, const std::string& name, Flow flow) {
-  EndpointChoice choice;
-  choice.name = name;
-  choice.flow = flow;
-  try {
-    const Device device = OpenDevice(session, choice);
+// All of the machine's endpoints, which may be more than the library lists.
+std::vector<EndpointFacts> FindEndpoints(const Session& session) {
+  std::vector<EndpointFacts> endpoints = FindEndpointFacts(session.builtin());
+  ZevraDeviceList list{};
+  if (endpoints.empty() && (session.functions().GetDeviceList(&list) < 0 || list.count > 0))
+    throw Failure("can't list the endpoints: the sound server no longer answers");
+  for (EndpointFacts& facts : endpoints) {
+    if (facts.volume) continue;
+    const Device device = OpenDevice(session, {session.builtin(), facts.name, facts.flow});
     float volume = 0;
-    if (session.functions().GetVolume(device.handle(), &volume) >= 0) return volume;
-  } catch (const Failure&) {
-    // Two endpoints share the name: it is listed, and cannot be opened.
+    if (session.functions().GetVolume(device.handle(), &volume) >= 0) facts.volume = volume;
   }
-  return {};
-}
-
-std::vector<Row> FindRows(const Session& session) {
-  const std::vector<EndpointFacts> facts = FindEndpointFacts(session.builtin());
-  std::vector<Row> rows;
-  for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
-    for (const std::string& name : ListNames(session.functions(), flow)) {
-      Row row{name, flow, VolumeOf(session, name, flow), {}};
-      const auto same = [&](const EndpointFacts& fact) {
-        return fact.flow == flow && fact.name == name;
-      };
-      // Facts of endpoints that share a name cannot be told apart.
-      if (std::count_if(facts.begin(), facts.end(), same) == 1)
-        row.facts = *std::find_if(facts.begin(), facts.end(), same);
-      rows.push_back(std::move(row));
-    }
-  }
-  return rows;
+  return endpoints;
 }
 
 std::string MixFormatText(const EndpointFacts& facts) {
@@ -68,38 +42,32 @@ std::string MixFormatText(const EndpointFacts& facts) {
                      facts.channels == 1 ? "" : "s");
 }
 
-void PrintRows(const std::vector<Row>& rows) {
+void PrintRows(const std::vector<EndpointFacts>& rows) {
   std::vector<std::vector<std::string>> table = {
-      {"NAME", "FLOW", "DEFAULT", "VOLUME", "MIX FORMAT"}};
-  for (const Row& row : rows) {
-    table.push_back({row.name, FlowText(row.flow),
-                     !row.facts              ? "?"
-                     : row.facts->is_default ? "yes"
-                                             : "",
+      {"NAME", "FLOW", "DEFAULT", "VOLUME", "MIX FORMAT", "ID"}};
+  for (const EndpointFacts& row : rows) {
+    table.push_back({row.name, FlowText(row.flow), row.is_default ? "yes" : "",
                      (row.volume ? fmt::format("{:.0f} %", *row.volume * 100) : "?") +
-                         (row.facts && row.facts->muted ? ", muted" : ""),
-                     row.facts ? MixFormatText(*row.facts) : "?"});
+                         (row.muted ? ", muted" : ""),
+                     MixFormatText(row), row.id});
   }
-  PrintTable(table);
+  const Terminal terminal(stdout);
+  PrintTable(table, terminal.IsLive() ? terminal.Width() : kAnyWidth);
 }
 
-void PrintJson(const std::vector<Row>& rows) {
+void PrintJson(const std::vector<EndpointFacts>& rows) {
   using Json = nlohmann::ordered_json;
   Json list = Json::array();
-  for (const Row& row : rows) {
+  for (const EndpointFacts& row : rows) {
     Json entry;
     entry["name"] = row.name;
+    entry["id"] = row.id;
     entry["flow"] = FlowText(row.flow);
-    entry["default"] = row.facts ? Json(row.facts->is_default) : Json();
+    entry["default"] = row.is_default;
     entry["volume"] = row.volume ? Json(*row.volume) : Json();
-    entry["muted"] = row.facts ? Json(row.facts->muted) : Json();
-    entry["mixFormat"] = nullptr;
-    if (const auto& facts = row.facts) {
-      entry["mixFormat"] = {{"sampleKind", "float"},
-                            {"bits", 32},
-                            {"rate", facts->rate},
-                            {"channels", facts->channels}};
-    }
+    entry["muted"] = row.muted;
+    entry["mixFormat"] = {
+        {"sampleKind", "float"}, {"bits", 32}, {"rate", row.rate}, {"channels", row.channels}};
     list.push_back(std::move(entry));
   }
   std::puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
@@ -109,7 +77,7 @@ void PrintJson(const std::vector<Row>& rows) {
 
 void List(const Options& options) {
   const Session session(options.endpoint.builtin);
-  const std::vector<Row> rows = FindRows(session);
+  const std::vector<EndpointFacts> rows = FindEndpoints(session);
   if (options.json) {
     PrintJson(rows);
     return;
@@ -119,14 +87,6 @@ void List(const Options& options) {
     return;
   }
   PrintRows(rows);
-  for (const Flow flow : {Flow::kRender, Flow::kCapture}) {
-    const auto count = std::count_if(rows.begin(), rows.end(),
-                                     [flow](const Row& row) { return row.flow == flow; });
-    if (count < ZEVRA_DEVICE_LIST_ROWS) continue;
-    std::fprintf(stderr,
-                 "zevra: at most %d %s endpoints are listed; others can be named all the same\n",
-                 ZEVRA_DEVICE_LIST_ROWS, FlowText(flow));
-  }
 }
 
 void Volume(const Options& options) {

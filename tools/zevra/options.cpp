@@ -77,8 +77,8 @@ void AddDevice(CLI::App& command, Options& options, const std::string& what) {
   command
       .add_option("--device,-d", options.endpoint.name,
                   "The endpoint to " + what +
-                      ", by its whole name as in 'zevra list'; upper and lower case are the same. "
-                      "Without it the default endpoint.")
+                      ", by its whole name as in 'zevra list', where upper and lower case are the "
+                      "same, or by its id. Without it the default endpoint.")
       ->type_name("NAME");
   AddBuiltin(command, options);
 }
@@ -264,10 +264,11 @@ void AddList(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
       app, options, Options::Command::kList, "list",
       "List the active endpoints: name, flow, whether it is the default of its flow, volume and "
-      "mute, and the format in which it mixes.");
+      "mute, the format in which it mixes, and an id that stays the same whatever else is plugged "
+      "in. On a terminal lines end with the window.");
   command.add_flag(
       "--json", options.json,
-      "Print a JSON array instead, of objects with name, flow, default, volume (0 to 1), "
+      "Print a JSON array instead, of objects with name, id, flow, default, volume (0 to 1), "
       "muted and mixFormat; what cannot be had is null.");
   AddBuiltin(command, options);
 }

@@ -128,7 +128,7 @@ void Terminal::Erase() {
   hidden_on = -1;
 }
 
-void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+void PrintTable(const std::vector<std::vector<std::string>>& rows, std::size_t width) {
   std::vector<std::size_t> widths;
   for (const auto& cells : rows) {
     widths.resize(std::max(widths.size(), cells.size()));
@@ -141,7 +141,7 @@ void PrintTable(const std::vector<std::vector<std::string>>& rows) {
       line += cells[i];
       if (i + 1 < cells.size()) line.append(widths[i] - Columns(cells[i]) + 2, ' ');
     }
-    std::puts(line.c_str());
+    std::puts(Clipped(line, width).c_str());
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -41,8 +42,10 @@ class Terminal {
   std::size_t block_lines_ = 0;
 };
 
-// Prints rows of equally many cells on standard output, columns under each other.
-void PrintTable(const std::vector<std::vector<std::string>>& rows);
+// Prints rows of equally many cells on standard output, columns under each other; lines of more
+// than `width` columns are clipped.
+inline constexpr std::size_t kAnyWidth = std::numeric_limits<std::size_t>::max();
+void PrintTable(const std::vector<std::vector<std::string>>& rows, std::size_t width = kAnyWidth);
 
 // Opens /dev/null in the place of closed standard descriptors, so that no file of the program gets
 // their numbers and with it what was meant for the user. Call it first of all.
