@@ -32,6 +32,16 @@ function(zevra_windows_options target)
   endif()
 endfunction()
 
+# What Debian's own flags ask for too. They are left as they are, because releases ask for more.
+function(zevra_linux_options target)
+  if(ZEVRA_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE -fstack-protector-strong
+                                           $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+                                           $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endfunction()
+
 function(zevra_compile_options target)
   # With sections the linker can drop unused code and data, such as most ids of the Windows SDK.
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
@@ -42,6 +52,8 @@ function(zevra_compile_options target)
   target_link_libraries(${target} PRIVATE Threads::Threads)
   if(WIN32)
     zevra_windows_options(${target})
+  else()
+    zevra_linux_options(${target})
   endif()
   if(ZEVRA_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${ZEVRA_SANITIZE} -fno-omit-frame-pointer
