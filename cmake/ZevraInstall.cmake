@@ -6,8 +6,14 @@ configure_package_config_file(cmake/zevra-config.cmake.in zevra-config.cmake
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file(zevra-config-version.cmake COMPATIBILITY SameMajorVersion)
 
-# The path from the .pc file's folder to the prefix, so that the tree can be moved.
-file(RELATIVE_PATH ZEVRA_PC_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+# The path from the .pc file's folder to the prefix, so that the tree can be moved. A tree of the
+# system's own stays where it is; as plain paths, pkg-config knows its folders for the compiler's own.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(ZEVRA_PC_PREFIX /usr)
+else()
+  file(RELATIVE_PATH ZEVRA_PC_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+  string(PREPEND ZEVRA_PC_PREFIX "\${pcfiledir}/")
+endif()
 configure_file(cmake/zevra.pc.in zevra.pc @ONLY)
 
 install(TARGETS zevra EXPORT zevra-targets
@@ -29,20 +35,8 @@ if(NOT WIN32)
   install(TARGETS zevra_builtin_library
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zevra" COMPONENT library
                                                             NAMELINK_COMPONENT development)
-  # An installed copy's log is the system's: the library and its twin find the settings beside
-  # themselves. In packages only, because a tree that is put elsewhere must not reach into /etc.
-  set(settings "${CMAKE_BINARY_DIR}/packaging/zevra.cfu")
-  file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging")
-  file(CREATE_LINK /etc/zevra/zevra.cfu "${settings}" SYMBOLIC)
-  install(FILES cmake/debian/zevra.cfu DESTINATION /etc/zevra COMPONENT settings EXCLUDE_FROM_ALL)
-  foreach(folder IN ITEMS "${CMAKE_INSTALL_LIBDIR}" "${CMAKE_INSTALL_LIBDIR}/zevra")
-    install(FILES "${settings}" DESTINATION "${folder}" COMPONENT settings EXCLUDE_FROM_ALL)
-  endforeach()
-  # For Debian's own Python; any other takes the wheel.
-  install(DIRECTORY bindings/python/zevra DESTINATION lib/python3/dist-packages COMPONENT python
-          EXCLUDE_FROM_ALL PATTERN __pycache__ EXCLUDE)
-  install(DIRECTORY examples/python/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/python3-zevra/examples"
-          COMPONENT python EXCLUDE_FROM_ALL)
+  configure_file(cmake/loader.cmake.in loader.cmake @ONLY)
+  install(SCRIPT "${CMAKE_BINARY_DIR}/loader.cmake" COMPONENT library)
 endif()
 if(WIN32)
   # What the compiler links into the DLL comes with terms of its own.
