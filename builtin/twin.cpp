@@ -1,6 +1,7 @@
 // Makes libzevra-builtin.so: it links this enumerator instead of the sound server's.
 
 #include "builtin/builtin_audio.h"
+#include "platform/applications.h"
 #include "platform/linux/com/com.h"
 #include "platform/result.h"
 
@@ -12,5 +13,7 @@ HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
     return audio.CreateEnumerator(iid, object);
   });
 }
+
+HRESULT FindApplication(LPCWSTR, IMMDevice**) { return ResultFromError(ERROR_NOT_FOUND); }
 
 }  // namespace zevra

@@ -3,6 +3,7 @@
 
 #include "device/zevra_impl.h"
 #include "log/log.h"
+#include "platform/applications.h"
 #include "platform/owners.h"
 #include "platform/result.h"
 #include "platform/text.h"
@@ -154,9 +155,13 @@ HRESULT ZevraImpl::GetSpecifyDevice(LPCWSTR name, std::uint32_t data_flow) {
     device = ComPtr<IMMDevice>::Share(endpoint.Get());
     stream_flags = zevra::StreamFlags(data_flow, stream_flags);
   }
-  if (!device) {
+  if (device) return result;
+  constexpr HRESULT kNotFound = zevra::ResultFromError(ERROR_NOT_FOUND);
+  // An endpoint of that very name comes first.
+  result = data_flow == eRender ? zevra::FindApplication(name, device.Put()) : kNotFound;
+  if (result == kNotFound)
     ZEVRA_LOG_ERROR("ZevraImpl::GetSpecifyDevice | error | No Device Found!");
-    return zevra::ResultFromError(ERROR_NOT_FOUND);
-  }
+  else
+    stream_flags = zevra::StreamFlags(data_flow, stream_flags);
   return result;
 }

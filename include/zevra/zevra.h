@@ -233,10 +233,18 @@ ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
  *       they record. ZEVRA_FLOW_ALL searches both and captures like ZEVRA_FLOW_CAPTURE. Without a
  *       name, capture is always by loopback, so only ZEVRA_FLOW_RENDER gives a handle whose capture
  *       starts.
- * Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if
- * two endpoints share the name; ZEVRA_E_INVALIDARG for a null name with ZEVRA_FLOW_ALL;
- * ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes.
- * Thread: one that has called ZevraInitialize.
+ * On Linux a name such as "Firefox (application)" with ZEVRA_FLOW_RENDER opens what one application
+ * plays, unless an endpoint has that name. The name is the application's as mixers show it; where
+ * several streams are of one name, the oldest has it, and "Firefox (2) (application)" opens the
+ * next. No list shows them. Capture then delivers that stream alone, at the application's own
+ * volume, which ZevraGetVolume reads; the endpoint's volume and mute do not count. ZevraStartPlay
+ * plays on the application's endpoint. Once the stream has ended, or was moved to another endpoint,
+ * it counts as an endpoint that was removed; while it is paused, PipeWire delivers no packets. A
+ * sound server that cannot record single streams gives ZEVRA_E_FAIL at ZevraStartCapture. On
+ * Windows such a name gives ZEVRA_E_NOT_FOUND. Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is
+ * null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if two endpoints share the name; ZEVRA_E_INVALIDARG
+ * for a null name with ZEVRA_FLOW_ALL; ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED;
+ * ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes. Thread: one that has called ZevraInitialize.
  */
 ZEVRA_API int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, uint32_t data_flow);
 

@@ -61,7 +61,7 @@ TEST(Timeline, TellsHolesFromDriftAndDelay) {
       const bool stalls = now > story.stall_begin && now < story.stall_end;
       if (now > story.stall_end && now - 0.02 <= story.stall_end)
         delivered += story.stall_end - story.stall_begin - story.kept;
-      if (story.gone && stalls != gone) timeline.SetGone(gone = stalls, false);
+      if (story.gone && stalls != gone) timeline.SetGone(gone = stalls, 0);
       const double due = stalls ? 0 : now * (1 + story.drift) - delivered;
       const std::vector<std::uint8_t> audio(static_cast<std::size_t>(due * 1000), 1);
       delivered += static_cast<double>(audio.size()) / 1000;

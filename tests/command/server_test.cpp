@@ -107,6 +107,15 @@ TEST(CommandOnServer, ListsWhatTheServerSaysAndOpensEachByItsName) {
   EXPECT_EQ(folder.Run("volume").out, "Zevra Surround: 30 %\n");
   Shell("pactl set-default-sink zevra_speakers");
 
+  EXPECT_EQ(folder.Run("list --apps").out, "No application plays anything.\n");
+  const Player player("zevra_speakers", std::vector<float>(96'000, 0.5F), Player::kOverAndOver);
+  EXPECT_TRUE(Eventually([&] {
+    return folder.Run("list --apps").out.find("  Zevra Speakers  100 %") != std::string::npos;
+  }));
+  EXPECT_EQ(folder.Run("record -q --app PACAT -s 1 x.wav").exit_code, 0);
+  EXPECT_FLOAT_EQ(folder.SoundOf("x.wav").samples.back(), 0.5F);
+  EXPECT_THAT(folder.Run("meter --app foo").err, HasSubstr("; there are \"pacat\""));
+
   const NullSink twins[] = {{"first", "Twin"}, {"second", "Twin"}};
   for (const char* const name : {"'twin (2)'", "second"})
     EXPECT_EQ(folder.Run(std::string("volume -d ") + name).out, "Twin (2): 100 %\n");

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <list>
 #include <numbers>
+#include <optional>
 #include <string>
 
 #include "pulse/tone_capture.h"
@@ -102,6 +103,38 @@ TEST_F(Conversion, ChannelsFollowTheMaskWhateverTheServersOrder) {
                 static_cast<float>(one.order[channel] + 1) / 16);
     }
   }
+}
+
+// Two of one name play on one endpoint; the second is recorded.
+TEST_F(Conversion, AnApplicationIsHeardAloneAndAsLoudAsItIs) {
+  const NullSink sink("shared", "Shared");
+  const auto streams = [] { return Shell("pactl list short sink-inputs | cut -f1"); };
+  std::optional<Player> players[2];
+  for (std::size_t i = 0; i < 2; ++i) {
+    players[i].emplace("shared", std::vector<float>(96'000, i == 0 ? 0.5F : 0.25F),
+                       Player::kOverAndOver);
+    ASSERT_TRUE(Eventually([&] { return streams().size() == i + 1; }));
+  }
+  Shell("pactl set-sink-input-volume " + streams()[1] + " 50%; pactl set-sink-mute shared 1");
+  for (const ZevraChar* const name : {u"pacat (3) (application)", u"pacat", u" (application)"})
+    EXPECT_EQ(Device(name).Result(), ZEVRA_E_NOT_FOUND);
+  EXPECT_EQ(Device(u"pacat (application)", ZEVRA_FLOW_CAPTURE).Result(), ZEVRA_E_NOT_FOUND);
+  EXPECT_EQ(NamesIn(ZevraGetInnerRecordDeviceList).back(), "Shared");
+
+  const Recording recording(std::size_t{20} * 48'000 * 2 * sizeof(float));
+  const Device device(u"PACAT (2) (Application)");
+  ASSERT_EQ(device.Start(recording, MakeFormat(ZEVRA_SAMPLE_FLOAT, 32, 48'000, 2)), 0);
+  ASSERT_TRUE(recording.Sounds());
+  EXPECT_NEAR(recording.Floats().back(), 0.25F / 8, 1e-5);  // the mixer's 50 %
+  float volume = 0;
+  EXPECT_EQ(ZevraGetVolume(device, &volume), 0);
+  EXPECT_NEAR(volume, 0.5F, 1e-4);
+  EXPECT_EQ(ZevraStartPlay(device), 0);  // on the endpoint
+
+  players[1].reset();
+  recording.WaitUntilQuiet();
+  EXPECT_EQ(ZevraGetVolume(device, &volume), ZEVRA_E_DEVICE_INVALIDATED);
+  EXPECT_EQ(device.Start(recording), ZEVRA_E_FAIL);
 }
 
 }  // namespace

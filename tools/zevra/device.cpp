@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "tools/zevra/applications.h"
 #include "tools/zevra/endpoint_facts.h"
 #include "tools/zevra/text.h"
 
@@ -156,6 +157,7 @@ std::string Device::Text() const {
 }
 
 Device OpenDevice(const Session& session, const EndpointChoice& choice) {
+  if (choice.is_application) return OpenApplication(session, choice);
   if (choice.name) return OpenByName(session, *choice.name, choice.flow.value_or(Flow::kBoth));
   return OpenDefault(session, choice.flow == Flow::kCapture ? Flow::kCapture : Flow::kRender);
 }

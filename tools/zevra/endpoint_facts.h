@@ -27,6 +27,8 @@ struct EndpointFacts {
   unsigned channels = 0;
   // The server's own name for it, which stays the same whatever else is plugged in.
   std::string id;
+  // Of an application.
+  bool paused = false;
 };
 
 // Asks the sound server; empty where it does not answer, and everything works without them. Those

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "tools/zevra/applications.h"
 #include "tools/zevra/capture.h"
 #include "tools/zevra/device.h"
 #include "tools/zevra/endpoint_facts.h"
@@ -77,6 +78,10 @@ void PrintJson(const std::vector<EndpointFacts>& rows) {
 
 void List(const Options& options) {
   const Session session(options.endpoint.builtin);
+  if (options.apps) {
+    PrintApplications(options.json);
+    return;
+  }
   const std::vector<EndpointFacts> rows = FindEndpoints(session);
   if (options.json) {
     PrintJson(rows);

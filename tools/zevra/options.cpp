@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "tools/zevra/applications.h"
 #include "tools/zevra/options.h"
 #include "tools/zevra/text.h"
 #include "zevra_version.h"
@@ -90,6 +91,21 @@ void AddFlow(CLI::App& command, Options& options) {
                   "or at both. Without a name, render and both mean the default render endpoint.")
       ->type_name("render|capture|both")
       ->transform(OneOf(kFlowNames));
+}
+
+void AddApplication(CLI::App& command, Options& options) {
+  const auto choose = [&options](const std::string& name) {
+    options.endpoint.name = ApplicationEndpoint(name);
+    options.endpoint.flow = Flow::kRender;
+    options.endpoint.is_application = true;
+  };
+  command
+      .add_option_function<std::string>(
+          "--app", choose,
+          "Only what this application plays, by its name as in 'zevra list --apps'. Its own volume "
+          "counts, the endpoint's does not. When the application ends, so does this.")
+      ->type_name("NAME")
+      ->excludes("--device", "--flow");
 }
 
 void AddSeconds(CLI::App& command, Options& options) {
@@ -231,6 +247,7 @@ void AddRecord(CLI::App& app, Options& options) {
   AddTarget(command, options);
   AddDevice(command, options, "record");
   AddFlow(command, options);
+  AddApplication(command, options);
   AddSeconds(command, options);
   AddLayout(command, options);
   AddPersistence(command, options);
@@ -246,6 +263,7 @@ void AddRecord(CLI::App& app, Options& options) {
       "Examples:\n  zevra record --seconds 10 tune.wav\n"
       "  zevra record --rate 16000 --channels 1 speech.flac\n"
       "  zevra record --device \"Built-in Microphone\" --flow capture voice.wav\n"
+      "  zevra record --app Firefox concert.flac\n"
       "  zevra record --format s16 - | aplay -f dat");
 }
 
@@ -255,6 +273,7 @@ void AddMeter(CLI::App& app, Options& options) {
                                  "scale. Nothing is recorded.");
   AddDevice(command, options, "watch");
   AddFlow(command, options);
+  AddApplication(command, options);
   AddSeconds(command, options);
   AddLayout(command, options);
   AddKeepAlive(command, options);
@@ -266,6 +285,10 @@ void AddList(CLI::App& app, Options& options) {
       "List the active endpoints: name, flow, whether it is the default of its flow, volume and "
       "mute, the format in which it mixes, and an id that stays the same whatever else is plugged "
       "in. On a terminal lines end with the window.");
+  command.add_flag("--apps", options.apps,
+                   "List the applications that play instead: name, what each plays, on which "
+                   "endpoint, and its volume. With --json objects with name, title, endpoint, "
+                   "volume, muted and paused.");
   command.add_flag(
       "--json", options.json,
       "Print a JSON array instead, of objects with name, id, flow, default, volume (0 to 1), "

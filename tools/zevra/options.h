@@ -22,6 +22,8 @@ struct EndpointChoice {
   // The default endpoint where there is none.
   std::optional<std::string> name;
   std::optional<Flow> flow;
+  // `name` is that of an application's stream, no endpoint's.
+  bool is_application = false;
 };
 
 struct Options {
@@ -43,6 +45,8 @@ struct Options {
   std::optional<double> start_on_sound;
   bool quiet = false;
   bool json = false;
+  // What is listed are applications.
+  bool apps = false;
   // Where the recording goes; "-" for standard output.
   std::string file;
   Container container = Container::kByName;

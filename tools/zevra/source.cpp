@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
+#include "tools/zevra/applications.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
@@ -13,6 +15,11 @@ namespace {
 constexpr double kSecondsBetweenTries = 0.5;
 // A default endpoint that goes away is replaced by another a moment later.
 constexpr double kFollowPatience = 10;
+// The other endpoint has no audio yet in the moment after a change.
+constexpr double kFollowGap = 1;
+// An application that pauses may deliver nothing at all, for as long as it likes.
+constexpr double kSecondsBeforeAsking = 0.5;
+constexpr double kAnyGap = std::numeric_limits<double>::infinity();
 // On the mixer's scale; the audio is some 30 dB lower then.
 constexpr float kFarDown = 0.3F;
 
@@ -58,7 +65,9 @@ void Source::Close() {
 }
 
 void Source::WarnOfLevel() {
-  for (const EndpointFacts& facts : FindEndpointFacts(session_.builtin())) {
+  const auto known = options_.endpoint.is_application ? FindApplicationFacts()
+                                                      : FindEndpointFacts(session_.builtin());
+  for (const EndpointFacts& facts : known) {
     if (facts.flow != device_->flow() || facts.name != device_->name()) continue;
     if (facts.muted) {
       tell_("warning", device_->Text() + " is muted, so there is only silence");
@@ -82,6 +91,7 @@ std::span<const std::uint8_t> Source::Take() {
   } catch (const EndpointGone& gone) {
     Lose(gone);
   }
+  if (capture_ && options_.endpoint.is_application) LookForPause(!audio.empty());
   // When it arrived, not when this thread looked.
   const double time = capture_ && !audio.empty() ? TimeOf(capture_->arrived()) : Now();
   timeline_.Add(audio, time, !capture_ || capture_->IsDrained());
@@ -112,13 +122,27 @@ void Source::LookForDefault() {
   Lose(EndpointGone(device_->Text() + " is no longer the default endpoint"));
 }
 
+// Silence then takes the place of what the application does not play, and nothing is missing.
+void Source::LookForPause(bool audio_came) {
+  if (audio_came) {
+    heard_at_ = Now();
+    if (std::exchange(paused_, false)) timeline_.SetGone(false, kAnyGap);
+  }
+  if (paused_ || Now() - heard_at_ < kSecondsBeforeAsking) return;
+  heard_at_ = Now();
+  for (const EndpointFacts& facts : FindApplicationFacts())
+    if (facts.name == device_->name()) paused_ = facts.paused;
+  if (paused_) timeline_.SetGone(true, kAnyGap);
+}
+
 void Source::Lose(const EndpointGone& reason) {
   if (options_.patience == 0 && !options_.follow_default) throw EndpointGone(reason);
   if (!options_.follow_default) tell_("lost", std::string(reason.what()) + "; waiting for it");
   Close();
+  paused_ = false;
   lost_because_ = reason.what();
   lost_at_ = tried_at_ = Now();
-  timeline_.SetGone(true, options_.follow_default);
+  timeline_.SetGone(true, options_.follow_default ? kFollowGap : 0);
   tried_at_ -= kSecondsBetweenTries;
 }
 
@@ -126,7 +150,7 @@ void Source::TryAgain() {
   if (Now() - tried_at_ < kSecondsBetweenTries) return;
   try {
     Open(again_);
-    timeline_.SetGone(false, options_.follow_default);
+    timeline_.SetGone(false, options_.follow_default ? kFollowGap : 0);
     if (watch_) watch_->Accept();
     tell_("found", options_.follow_default
                        ? "goes on with " + device_->Text() + ", the default endpoint"

@@ -65,6 +65,7 @@ class Source {
   void Close();
   void WarnOfLevel();
   void LookForDefault();
+  void LookForPause(bool audio_came);
   void Lose(const EndpointGone& reason);
   void TryAgain();
 
@@ -82,6 +83,9 @@ class Source {
   std::string lost_because_;
   double lost_at_ = 0;
   double tried_at_ = 0;
+  // Of an application.
+  bool paused_ = false;
+  double heard_at_ = 0;
   std::uint64_t packets_ = 0;
   std::uint64_t silent_packets_ = 0;
   bool slow_ = false;

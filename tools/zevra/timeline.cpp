@@ -17,7 +17,6 @@ constexpr double kShrinking = 0.03;
 constexpr double kHeldBack = 0.1;
 // A stream that takes longer to its first audio has lost some.
 constexpr double kLongestStart = 1;
-constexpr double kPlannedGap = 1;
 // How far behind the clock silence stays while a source is gone, so that it never has to be taken
 // back when the source returns.
 constexpr double kGoneMargin = 0.25;
@@ -87,7 +86,7 @@ void Timeline::Settle() {
   CloseHole();
 }
 
-void Timeline::SetGone(bool gone, bool planned) {
+void Timeline::SetGone(bool gone, double planned) {
   gone_ = gone;
   planned_ = planned;
   aligning_ = true;
@@ -112,9 +111,9 @@ void Timeline::Flush() {
 
 void Timeline::CloseHole() {
   const double seconds = hole_frames_ / format_.rate;
-  if (seconds > (planned_ ? kPlannedGap : 0)) holes_.push_back({hole_begin_, seconds});
+  if (seconds > planned_) holes_.push_back({hole_begin_, seconds});
   hole_frames_ = 0;
-  planned_ = false;
+  planned_ = 0;
 }
 
 void Timeline::End(double now, std::uint64_t most_frames) {

@@ -36,8 +36,9 @@ class Timeline {
   // `audio` has come by `now`, and more of it is on its way to here unless `drained`. Call it also
   // when none has.
   void Add(std::span<const std::uint8_t> audio, double now, bool drained);
-  // While its source is gone, silence follows the clock. A short gap is none where it is `planned`.
-  void SetGone(bool gone, bool planned);
+  // While its source is gone, silence follows the clock. A gap of up to `planned` seconds is no
+  // hole.
+  void SetGone(bool gone, double planned);
   // Makes all ready, with what is still missing at `now`, but not more than so many frames.
   void End(double now, std::uint64_t most_frames);
 
@@ -74,7 +75,7 @@ class Timeline {
   std::uint64_t frames_ = 0;  // ready and pending since the beginning
   bool begun_ = false;
   bool gone_ = false;
-  bool planned_ = false;
+  double planned_ = 0;
   // After a gap the first audio is put exactly where the clock says.
   bool aligning_ = false;
   bool late_ = false;

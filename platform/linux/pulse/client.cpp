@@ -340,7 +340,7 @@ HRESULT PulseAudioClient::GetService(REFIID iid, void** service) {
 HRESULT OpenAudioClient(const PulseEndpoint& endpoint, IAudioClient** client) {
   return NoThrow([&] {
     auto stream = std::make_shared<PulseStream>();
-    const HRESULT result = stream->Open(endpoint.flow, endpoint.name);
+    const HRESULT result = stream->Open(endpoint);
     if (FAILED(result)) return result;
     *client = MakeCom<PulseAudioClient>(std::move(stream));
     return *client != nullptr ? S_OK : E_OUTOFMEMORY;

@@ -8,11 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "platform/applications.h"
 #include "platform/com_object.h"
 #include "platform/linux/com/com.h"
+#include "platform/linux/pulse/applications.h"
 #include "platform/linux/pulse/endpoints.h"
+#include "platform/linux/unicode.h"
 #include "platform/owners.h"
 #include "platform/result.h"
+#include "platform/text.h"
 
 namespace zevra {
 namespace {
@@ -45,8 +49,7 @@ class PulseEndpointVolume final : public ComObject<IAudioEndpointVolume> {
   // Connects to the endpoint; call it once, first. AUDCLNT_E_SERVICE_NOT_RUNNING without a server,
   // AUDCLNT_E_DEVICE_INVALIDATED if it has no such endpoint any more. May throw for want of memory.
   HRESULT Open(const PulseEndpoint& endpoint) {
-    flow_ = endpoint.flow;
-    name_ = endpoint.name;
+    endpoint_ = endpoint;
     if (const HRESULT result = connection_.Open(); FAILED(result)) return result;
     PulseEndpoint ignored;
     return Read(&ignored);
@@ -67,13 +70,12 @@ class PulseEndpointVolume final : public ComObject<IAudioEndpointVolume> {
 
  private:
   HRESULT Read(PulseEndpoint* endpoint) {
-    const HRESULT result = FindEndpoint(connection_, flow_, name_, endpoint);
+    const HRESULT result = ReadEndpoint(connection_, endpoint_, endpoint);
     return result == kEndpointNotFound ? AUDCLNT_E_DEVICE_INVALIDATED : result;
   }
 
   PulseConnection connection_;
-  EDataFlow flow_ = eRender;
-  std::string name_;
+  PulseEndpoint endpoint_;
 };
 
 HRESULT OpenEndpointVolume(const PulseEndpoint& endpoint, IAudioEndpointVolume** volume) {
@@ -191,6 +193,33 @@ HRESULT PulseDeviceEnumerator::GetDefaultAudioEndpoint(EDataFlow flow, ERole, IM
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
   const auto enumerator = ComPtr<PulseDeviceEnumerator>::Attach(MakeCom<PulseDeviceEnumerator>());
   return enumerator ? enumerator->QueryInterface(iid, object) : E_OUTOFMEMORY;
+}
+
+HRESULT FindApplication(LPCWSTR name, IMMDevice** device) {
+  return NoThrow([&] {
+    const std::u16string_view wanted(name);
+    const std::u16string suffix = Utf16FromUtf8(kApplicationSuffix);
+    if (wanted.size() <= suffix.size() ||
+        !EqualIgnoringCase(name + (wanted.size() - suffix.size()), suffix.c_str()))
+      return kEndpointNotFound;
+    PulseConnection connection;
+    if (const HRESULT result = connection.Open(); FAILED(result)) return result;
+    std::vector<PulseApplication> applications;
+    const HRESULT result = ListApplications(connection, &applications);
+    if (FAILED(result)) return result;
+    for (const PulseApplication& application : applications) {
+      PulseEndpoint endpoint;
+      endpoint.application = application.index;
+      endpoint.friendly_name = Utf16FromUtf8(application.name + std::string(kApplicationSuffix));
+      if (!EqualIgnoringCase(endpoint.friendly_name.c_str(), name)) continue;
+      PulseEndpoint now;
+      if (const HRESULT found = ReadEndpoint(connection, endpoint, &now); FAILED(found))
+        return found;
+      *device = MakeCom<PulseDevice>(std::move(now));
+      return *device != nullptr ? S_OK : E_OUTOFMEMORY;
+    }
+    return kEndpointNotFound;
+  });
 }
 
 }  // namespace zevra

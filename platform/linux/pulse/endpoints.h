@@ -2,6 +2,7 @@
 #define ZEVRA_PLATFORM_LINUX_PULSE_ENDPOINTS_H
 
 #include <pulse/channelmap.h>
+#include <pulse/def.h>
 #include <pulse/sample.h>
 #include <pulse/volume.h>
 
@@ -30,6 +31,8 @@ struct PulseEndpoint {
   pa_sample_spec sample_spec{};
   pa_channel_map channel_map{};
   pa_cvolume volume{};
+  // The stream that alone is recorded, see applications.h; PA_INVALID_INDEX for the whole endpoint.
+  std::uint32_t application = PA_INVALID_INDEX;
 };
 
 // All on an open connection, with its failures. They may throw for want of memory.
@@ -49,10 +52,10 @@ HRESULT FindDefaultEndpoint(PulseConnection& connection, EDataFlow flow, PulseEn
 
 // Makes the client of one stream on `endpoint`, over a connection of its own; see PulseStream::Open
 // for the results. Shared mode only. The loopback flag on a render endpoint records what it plays,
-// behind its volume control; no flag plays on a render endpoint and records a capture endpoint.
-// AUDCLNT_E_WRONG_ENDPOINT_TYPE for the other pairs. An operation waits for the server for a few
-// seconds at most; once it or the endpoint has gone every operation gives
-// AUDCLNT_E_DEVICE_INVALIDATED.
+// behind its volume control, or what one application plays on it, in front of that; no flag plays
+// on a render endpoint and records a capture endpoint. AUDCLNT_E_WRONG_ENDPOINT_TYPE for the other
+// pairs. An operation waits for the server for a few seconds at most; once it or the endpoint has
+// gone every operation gives AUDCLNT_E_DEVICE_INVALIDATED.
 HRESULT OpenAudioClient(const PulseEndpoint& endpoint, IAudioClient** client);
 
 }  // namespace zevra

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "platform/linux/pulse/applications.h"
+
 namespace zevra {
 namespace {
 
@@ -26,9 +28,9 @@ void PulseStream::CloseStream::operator()(pa_stream* stream) const {
   pa_stream_unref(stream);
 }
 
-HRESULT PulseStream::Open(EDataFlow flow, const std::string& name) {
+HRESULT PulseStream::Open(const PulseEndpoint& endpoint) {
   if (const HRESULT result = connection_.Open(); FAILED(result)) return result;
-  const HRESULT result = FindEndpoint(connection_, flow, name, &endpoint_);
+  const HRESULT result = ReadEndpoint(connection_, endpoint, &endpoint_);
   return result == kEndpointNotFound ? AUDCLNT_E_DEVICE_INVALIDATED : result;
 }
 
@@ -50,8 +52,15 @@ HRESULT PulseStream::Record(const PulseFormat& format, UINT32 fragment_frames) {
   buffer.fragsize = static_cast<std::uint32_t>(fragment_frames * frame_bytes_);
   constexpr auto kFlags = static_cast<pa_stream_flags_t>(
       PA_STREAM_START_CORKED | PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
-  const HRESULT result = AwaitReady(
-      pa_stream_connect_record(stream_.get(), endpoint_.record_source.c_str(), &buffer, kFlags));
+  const char* source = endpoint_.record_source.c_str();
+  if (endpoint_.application != PA_INVALID_INDEX) {
+    // Servers of before 2008 cannot.
+    if (pa_stream_set_monitor_stream(stream_.get(), endpoint_.application) < 0)
+      return AUDCLNT_E_ENDPOINT_CREATE_FAILED;
+    source = nullptr;  // the server knows where the application plays
+  }
+  const HRESULT result =
+      AwaitReady(pa_stream_connect_record(stream_.get(), source, &buffer, kFlags));
   if (FAILED(result)) return result;
   buffer_frames_ = GrantedFrames(&pa_buffer_attr::maxlength);
   OfferWakeUps(connection_.SocketWakeUps());

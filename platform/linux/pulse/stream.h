@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "platform/linux/pulse/connection.h"
 #include "platform/linux/pulse/endpoints.h"
@@ -24,9 +23,9 @@ class PulseStream {
   PulseStream(const PulseStream&) = delete;
   PulseStream& operator=(const PulseStream&) = delete;
 
-  // Connects, and reads what the server says of the endpoint. AUDCLNT_E_SERVICE_NOT_RUNNING without
-  // a server, AUDCLNT_E_DEVICE_INVALIDATED if it has no such endpoint any more. Once only.
-  HRESULT Open(EDataFlow flow, const std::string& name);
+  // Connects, and reads what the server says of the endpoint now. AUDCLNT_E_SERVICE_NOT_RUNNING
+  // without a server, AUDCLNT_E_DEVICE_INVALIDATED if it has no such endpoint any more. Once only.
+  HRESULT Open(const PulseEndpoint& endpoint);
   const PulseEndpoint& Endpoint() const { return endpoint_; }
 
   // What has become of the server since, for operations that ask nothing of it: S_OK or
