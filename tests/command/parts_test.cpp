@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <thread>
 #include <vector>
 
+#include "tools/zevra/alignment.h"
 #include "tools/zevra/capture.h"
 #include "tools/zevra/meter.h"
 #include "tools/zevra/text.h"
@@ -75,6 +78,44 @@ TEST(Timeline, TellsHolesFromDriftAndDelay) {
     if (holes.empty()) continue;
     EXPECT_NEAR(holes[0].at_seconds, story.hole_at, 0.1);
     EXPECT_NEAR(holes[0].seconds, story.hole_seconds, 0.1);
+  }
+}
+
+// Each frame holds the time at which it sounded, in milliseconds; packets come late by chance.
+TEST(Alignment, KeepsTracksThatLoseSoundAndDriftInStep) {
+  const struct {
+    int begins, loses;  // of the right one, in milliseconds
+    double drift;
+  } stories[] = {{31, 0, 0}, {0, 75, 0}, {15, 0, 0.0002}};
+  const AudioFormat format{SampleType::kU8, 1000, 1};
+  for (const auto& story : stories) {
+    SCOPED_TRACE(&story - stories);
+    Timeline lines[] = {{format, true, true}, {format, true, true}};
+    constexpr double kLater = 0.25;  // the right one's clock began
+    Alignment alignment(lines[0], lines[1], kLater);
+    std::vector<std::uint8_t> tracks[2];
+    int played[] = {0, story.begins};
+    for (int tick = 20; tick < 6000; ++tick) {
+      if (tick == 500) played[1] += story.loses;
+      for (int track = 0; track < 2; ++track) {
+        const double slowness = 1 + track * story.drift;
+        const double now = tick * 0.02 + tick * 7 % (11 + 2 * track) * 0.002;
+        std::vector<std::uint8_t> audio;
+        for (; played[track] * slowness < tick * 20; ++played[track])
+          audio.push_back(static_cast<std::uint8_t>(std::lround(played[track] * slowness) % 100));
+        lines[track].Clear();
+        lines[track].Add(audio, now - kLater * track, true);
+      }
+      alignment.Look(tick * 0.02);
+      for (int track = 0; track < 2; ++track) {
+        const auto ready = lines[track].Ready();
+        tracks[track].insert(tracks[track].end(), ready.begin(), ready.end());
+      }
+      if (tick < 100 || (tick >= 500 && tick < 700)) continue;
+      const std::size_t last = std::min(tracks[0].size(), tracks[1].size()) - 1;
+      const int skew = (tracks[0][last] - tracks[1][last] + 150) % 100 - 50;
+      ASSERT_LE(std::abs(skew), 10) << tick;
+    }
   }
 }
 

@@ -82,6 +82,21 @@ TEST(CommandOnServer, ARecordingKeepsTheClockWhateverTheServerDoes) {
   EXPECT_EQ(folder.SoundOf("x-microphone.wav").frames, 3U * 48000);
 }
 
+TEST(CommandOnServer, TwoTracksLieWithinTenMilliseconds) {
+  const ScratchFolder folder;
+  const CommandRun run = folder.Start("record -q -s 4 -d 'Zevra Surround' --with-microphone x.wav");
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  const Player player("zevra_surround", std::vector<float>(96'000, 0.5F), Player::kOverAndOver);
+  run.Wait();
+  const Sound sound = folder.SoundOf("x.wav");
+  int begin[2] = {0, 0};  // of the sound that both tracks hear
+  for (int track = 0; track < 2; ++track)
+    while (begin[track] < 4 * 48'000 && sound.samples[begin[track] * 2 + track] < 0.05F)
+      ++begin[track];
+  EXPECT_LT(begin[0], 4 * 48'000);
+  EXPECT_NEAR(begin[0], begin[1], 480);
+}
+
 TEST(CommandOnServer, CtrlCEndsAStartThatADeadServerHolds) {
   const ScratchFolder folder;
   SignalServer(SIGSTOP);

@@ -82,10 +82,11 @@ void Capture::OnPacket(void* /*reserved*/, std::uint32_t silent, const std::uint
 }
 
 void Capture::Add(std::uint32_t silent, const std::uint8_t* data, std::uint32_t length) {
+  // Before the audio itself: who finds that must not take it for older than it is.
+  arrived_.store(steady_clock::now().time_since_epoch().count(), std::memory_order_relaxed);
   packets_.fetch_add(1, std::memory_order_relaxed);
   silent_.fetch_add(silent, std::memory_order_relaxed);
   if (length > 0 && !ring_.Push({data, length})) lost_.fetch_add(length, std::memory_order_relaxed);
-  arrived_.store(steady_clock::now().time_since_epoch().count(), std::memory_order_relaxed);
 }
 
 std::span<const std::uint8_t> Capture::Take() {

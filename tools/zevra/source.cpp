@@ -165,26 +165,30 @@ void Source::TryAgain() {
 }
 
 Tracks::Tracks(const Session& session, const std::vector<SourceOptions>& options, const Tell& tell)
-    : format_(options.front().format), aligned_(options.size() == 1) {
+    : format_(options.front().format) {
   for (const SourceOptions& one : options) tracks_.emplace_back(session, one, tell);
+  if (tracks_.size() == 1) return;
+  Source& left = tracks_[0].source;
+  Source& right = tracks_[1].source;
+  alignment_.emplace(left.timeline(), right.timeline(), left.Now() - right.Now());
 }
 
 std::span<const std::uint8_t> Tracks::Take() {
   if (tracks_.size() == 1) return tracks_[0].source.Take();
-  for (Track& track : tracks_) {
-    const auto audio = track.source.Take();
-    track.waiting.insert(track.waiting.end(), audio.begin(), audio.end());
-  }
-  Align();
+  for (Track& track : tracks_) track.source.Take();
+  alignment_->Look(first().Now());
+  for (Track& track : tracks_) track.Keep(track.source.timeline().Ready());
   return Merge();
 }
 
 std::span<const std::uint8_t> Tracks::End(std::uint64_t most_frames) {
   if (tracks_.size() == 1) return tracks_[0].source.End(most_frames);
+  for (Track& track : tracks_) track.source.timeline().Clear();
+  alignment_->Finish();
   for (Track& track : tracks_) {
+    track.Keep(track.source.timeline().Ready());
     const std::uint64_t waiting = track.waiting.size() / format_.FrameBytes();
-    const auto audio = track.source.End(most_frames - std::min(most_frames, waiting));
-    track.waiting.insert(track.waiting.end(), audio.begin(), audio.end());
+    track.Keep(track.source.End(most_frames - std::min(most_frames, waiting)));
   }
   return Merge();
 }
@@ -194,21 +198,6 @@ std::vector<Hole> Tracks::TakeHoles() {
   for (Track& track : tracks_)
     for (const Hole& hole : track.source.timeline().TakeHoles()) holes.push_back(hole);
   return holes;
-}
-
-// They begin together once it is known how late each of them is.
-void Tracks::Align() {
-  if (aligned_) return;
-  Timeline& left = tracks_[0].source.timeline();
-  Timeline& right = tracks_[1].source.timeline();
-  const double now = first().Now();
-  if (!left.KnowsLatency(now) || !right.KnowsLatency(now)) return;
-  aligned_ = true;
-  // Their clocks began one after the other.
-  const double later = first().Now() - last().Now();
-  const double latency = std::min(left.latency(), right.latency() + later);
-  left.Align(latency);
-  right.Align(latency - later);
 }
 
 std::span<const std::uint8_t> Tracks::Merge() {

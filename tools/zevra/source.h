@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/zevra/alignment.h"
 #include "tools/zevra/capture.h"
 #include "tools/zevra/device.h"
 #include "tools/zevra/endpoint_facts.h"
@@ -111,17 +112,19 @@ class Tracks {
   struct Track {
     Track(const Session& session, const SourceOptions& options, const Tell& tell)
         : source(session, options, tell) {}
+    void Keep(std::span<const std::uint8_t> audio) {
+      waiting.insert(waiting.end(), audio.begin(), audio.end());
+    }
 
     Source source;
     std::vector<std::uint8_t> waiting;
   };
 
-  void Align();
   std::span<const std::uint8_t> Merge();
 
   const AudioFormat format_;
   std::deque<Track> tracks_;
-  bool aligned_;
+  std::optional<Alignment> alignment_;
   std::vector<std::uint8_t> merged_;
 };
 

@@ -28,7 +28,7 @@ Timeline::Timeline(const AudioFormat& format, bool keeps_clock, bool waits)
 
 void Timeline::Begin(double now) {
   begun_ = true;
-  begun_time_ = best_time_ = followed_ = now;
+  best_time_ = followed_ = now;
   best_lag_ = usual_lag_ = std::min(Lag(now), kLongestStart * format_.rate);
 }
 
@@ -49,10 +49,8 @@ void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained
     return;
   }
   const double lag = Lag(now);
-  if (waits_) {
-    best_lag_ = std::min(best_lag_, lag);
-    return;
-  }
+  if (!late_ && !aligning_) least_lag_ = std::min(least_lag_, lag);
+  if (waits_) return;
   Follow(lag, now, static_cast<double>(FramesIn(audio)));
 }
 
@@ -91,6 +89,7 @@ void Timeline::SetGone(bool gone, double planned) {
   planned_ = planned;
   aligning_ = true;
   late_ = false;
+  least_lag_ = std::numeric_limits<double>::infinity();
 }
 
 // Before what is pending.
@@ -100,6 +99,7 @@ void Timeline::PutSilence(double frames) {
     hole_begin_ = static_cast<double>(frames_ - FramesIn(pending_)) / format_.rate;
   hole_frames_ += static_cast<double>(whole);
   frames_ += whole;
+  least_lag_ = std::numeric_limits<double>::infinity();
   ready_.resize(ready_.size() + whole * format_.FrameBytes(),
                 format_.type == SampleType::kU8 ? 0x80 : 0);
 }
@@ -119,7 +119,7 @@ void Timeline::CloseHole() {
 void Timeline::End(double now, std::uint64_t most_frames) {
   if (keeps_clock_) {
     if (!begun_) Begin(now);
-    if (waits_) Align(latency());
+    waits_ = false;
     if (late_) PutSilence(best_lag_ - usual_lag_);
     Flush();
     const double left = static_cast<double>(most_frames) - static_cast<double>(FramesIn(ready_));
@@ -131,16 +131,20 @@ void Timeline::End(double now, std::uint64_t most_frames) {
 
 std::vector<Hole> Timeline::TakeHoles() { return std::exchange(holes_, {}); }
 
-bool Timeline::KnowsLatency(double now) const {
-  return begun_ && now - begun_time_ >= kDecisionTime;
+double Timeline::TakeLeastLag() {
+  return std::exchange(least_lag_, std::numeric_limits<double>::infinity()) / format_.rate;
 }
 
-void Timeline::Align(double latency) {
+void Timeline::Align(double least_lag, double latency) {
   waits_ = false;
   usual_lag_ = latency * format_.rate;
-  PutSilence(best_lag_ - usual_lag_);
-  hole_frames_ = 0;  // it lacks nothing that there was
+  Insert(least_lag - latency);
   Flush();
+}
+
+void Timeline::Insert(double seconds) {
+  PutSilence(seconds * format_.rate);
+  hole_frames_ = 0;
 }
 
 }  // namespace zevra::command

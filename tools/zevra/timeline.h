@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -17,7 +18,8 @@ struct Hole {
 };
 
 // Keeps audio in step with the clock: where audio is missing, silence takes its place. How far the
-// audio lags behind the clock tells a hole from everything else:
+// audio lags behind the clock tells a hole from everything else.
+//
 // - Audio starts late by a latency, which is no hole. The lag beyond it counts.
 // - The endpoint's own clock drifts by parts in ten thousand, so the lag that counts as none
 // follows
@@ -26,11 +28,12 @@ struct Hole {
 // counts
 //   once it has stopped shrinking for half a second; the hole is where it stopped. What came since
 //   waits until then.
+//
 // Times are seconds since any moment. One thread.
 class Timeline {
  public:
-  // Without `keeps_clock` audio goes through as it comes. With `waits` nothing is ready before the
-  // latency is known to milliseconds and Align has been called.
+  // Without `keeps_clock` audio goes through as it comes. With `waits` nothing is ready before
+  // Align has been called.
   Timeline(const AudioFormat& format, bool keeps_clock, bool waits);
 
   // `audio` has come by `now`, and more of it is on its way to here unless `drained`. Call it also
@@ -48,11 +51,13 @@ class Timeline {
   // New ones since the last call.
   std::vector<Hole> TakeHoles();
 
-  // Of a timeline that waits: whether its latency is known, and then in seconds.
-  bool KnowsLatency(double now) const;
-  double latency() const { return best_lag_ / format_.rate; }
-  // Puts silence in front for what this one began later than one with a lower latency.
-  void Align(double latency);
+  // The least lag since the last call in seconds; infinite where it is not known.
+  double TakeLeastLag();
+  // Ends the wait of a timeline of that least lag: silence in front makes up for what it began
+  // later than one with a latency of less.
+  void Align(double least_lag, double latency);
+  // Puts silence in that is too short for a hole.
+  void Insert(double seconds);
 
  private:
   double Lag(double now) const { return now * format_.rate - static_cast<double>(frames_); }
@@ -83,8 +88,8 @@ class Timeline {
   double usual_lag_ = 0;
   double best_lag_ = 0;
   double best_time_ = 0;
+  double least_lag_ = std::numeric_limits<double>::infinity();
   double followed_ = 0;
-  double begun_time_ = 0;
   double hole_begin_ = 0;
   double hole_frames_ = 0;
   std::vector<Hole> holes_;
