@@ -55,6 +55,8 @@ constexpr Row kRows[] = {
     {"record --builtin -s 9 -q - | head -c 1000 | wc -c", 0, "1000\n",
      "zevra: whoever read standard output has gone\n"},
     {"doctor --builtin", 0, "frames in a second at 48000 Hz, the first after ", ""},
+    {"doctor --builtin | grep Loader", 0, "/l/libzevra.so.1\nnote  Loader        another copy is ",
+     "", "mkdir l; touch l/libzevra.so.1; cp l/* .; export LD_LIBRARY_PATH=l:;"},
     {"doctor --json", 1, "\"subject\": \"Sound server\",\n    \"state\": \"problem\"",
      "something is wrong", "export PULSE_SERVER=unix:/nowhere;"},
     {"log --library lib.so", 0, "\nflush          file     0\n", "warning: flush=yes is no number",

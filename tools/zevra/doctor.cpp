@@ -13,6 +13,7 @@
 #include "tools/zevra/capture.h"
 #include "tools/zevra/device.h"
 #include "tools/zevra/endpoint_facts.h"
+#include "tools/zevra/library_copies.h"
 #include "tools/zevra/log_report.h"
 #include "tools/zevra/meter.h"
 #include "tools/zevra/options.h"
@@ -61,6 +62,26 @@ void LookAtLog(const std::string& library, Findings& findings) {
     findings.push_back(
         {"Log", "note", log.string() + " cannot be written by this user",
          "name another file with file= in the section [logger] of " + report.config_file});
+  }
+}
+
+// Which library other programs get: this one is told by its own RPATH.
+void LookAtCopies(const std::string& library, Findings& findings) {
+  std::error_code error;
+  const std::string own = std::filesystem::canonical(library, error).string();
+  const std::vector<std::string> copies = FindLibraryCopies();
+  if (copies.empty()) {
+    findings.push_back({"Loader", "note", "finds no library for other programs",
+                        "run ldconfig after an installation, or set LD_LIBRARY_PATH"});
+    return;
+  }
+  const bool same = copies.front() == own;
+  findings.push_back({"Loader", same ? "ok" : "note", "other programs load " + copies.front(),
+                      same ? "" : "this command loads " + own + ": remove the one not meant"});
+  for (std::size_t i = 1; i < copies.size(); ++i) {
+    if (copies[i] == own) continue;
+    findings.push_back({"Loader", "note", "another copy is " + copies[i],
+                        "remove it, or a change of LD_LIBRARY_PATH brings it back"});
   }
 }
 
@@ -146,7 +167,9 @@ void Doctor(const Options& options) {
   const char* subject = "Library";
   const char* advice = "install the package libzevra1";
   try {
-    LookAtLog(Library(false).Path(), findings);
+    const std::string library = Library(false).Path();
+    LookAtLog(library, findings);
+    LookAtCopies(library, findings);
     subject = "Sound server";
     advice = "start PulseAudio or PipeWire, or look whether PULSE_SERVER is right";
     const Session session(options.endpoint.builtin);

@@ -328,12 +328,13 @@ void AddLog(CLI::App& app, Options& options) {
 }
 
 void AddDoctor(CLI::App& app, Options& options) {
-  CLI::App& command = AddCommand(app, options, Options::Command::kDoctor, "doctor",
-                                 "Look at all that a recording needs: the library, its settings "
-                                 "and log, the sound server, the "
-                                 "endpoints, and a second of trial. Each line is ok, a note or a "
-                                 "problem, with what to do; the "
-                                 "exit status is 1 on a problem.");
+  CLI::App& command =
+      AddCommand(app, options, Options::Command::kDoctor, "doctor",
+                 "Look at all that a recording needs: the library, its settings "
+                 "and log, the copies of it that other programs would load, the "
+                 "sound server, the endpoints, and a second of trial. Each line is ok, a note or a "
+                 "problem, with what to do; the "
+                 "exit status is 1 on a problem.");
   command.add_flag("--json", options.json,
                    "Print a JSON array instead, of objects with subject, state, text and advice.");
   AddBuiltin(command, options);
