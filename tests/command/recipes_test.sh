@@ -12,6 +12,14 @@ stub zevra "PULSE_SERVER=$PULSE_SERVER exec timeout --foreground -s INT --preser
 stub transcribe 'test $(head -c 32000 | wc -c) = 32000 && cat >/dev/null'
 stub ssh 'shift; exec "$@"'
 stub systemd-run 'shift 3; exec "$@"'
+unit=$HOME/.config/systemd/user/zevra-archive.service
+mkdir -p "${unit%/*}" "$folder/unit"
+sed -n '/^```ini$/,/^```$/{/^```/!p}' "$2" >"$unit"
+# Runs the unit's command, unless systemd has something to say about the unit.
+stub systemctl "systemd-analyze --user verify '$unit' 2>&1 | grep zevra-archive |
+  grep -v 'zevra is not executable' && exit 1
+cd '$folder/unit' && eval \"\$(sed -n 's/^ExecStart=//p' '$unit' | sed 's/%%/%/g')\""
+pacat -n Firefox /dev/zero &
 cd "$folder" || exit
 failed=0 lines=0
 while IFS= read -r line; do
@@ -23,8 +31,9 @@ while IFS= read -r line; do
   echo "failed: $line"
   cat out
 done < <(sed -n 's/^    //p' "$2")
-for file in call.wav studio.wav studio.mp3 levels.wav "$(date +%Y)"-*.opus archive-*.opus; do
+for file in call.wav concert.flac playlist.mp3 studio.wav studio.mp3 levels.wav \
+  "$(date +%Y)"-*.opus archive-*.opus unit/archive-*.opus; do
   [[ -s $file ]] || { failed=1 && echo "nothing in $file"; }
 done
-((lines >= 9)) || failed=1
+((lines >= 12)) || failed=1
 exit "$failed"
