@@ -44,9 +44,6 @@ cmake --build "$work/host" >/dev/null
 
 read -r -a flags < <(PKG_CONFIG_LIBDIR=$library/pkgconfig pkg-config "--define-variable=prefix=$prefix" --cflags --libs zevra)
 cc -std=c99 "$example" "${flags[@]}" -o "$work/host/by-pkg-config"
-# The host that the README shows.
-sed -n '/^```c$/,/^```$/{/^```/d;p}' "$here/../../README.md" >"$work/readme.c"
-cc -std=c99 -Wall -Wextra -Wpedantic -Werror "$work/readme.c" "${flags[@]}" -o "$work/host/readme"
 
 export LD_LIBRARY_PATH=$library
 for host in host by-pkg-config; do
