@@ -22,19 +22,32 @@ COLUMNS, LINES = 76, 24
 CELL_WIDTH, CELL_HEIGHT, MARGIN, BAR = 8.4, 19, 14, 30
 
 FOREGROUND, BACKGROUND = "#d7dae0", "#1d2025"
-COLOURS = {"green": "#5fbf77", "brown": "#e2b14a", "red": "#e4655f", "brightblack": "#7f8794"}
+COLOURS = {
+    "green": "#5fbf77",
+    "brown": "#e2b14a",
+    "red": "#e4655f",
+    "brightblack": "#7f8794",
+}
 
 # Each channel's tone in hertz, its loudest level, and how often a second it swells.
-TONES = [(440, 0.62, 1.1), (554, 0.42, 0.9), (330, 0.9, 0.7), (55, 0.2, 0.5), (660, 0.08, 1.3), (880, 0.03, 0.8)]
+TONES = [
+    (440, 0.62, 1.1),
+    (554, 0.42, 0.9),
+    (330, 0.9, 0.7),
+    (55, 0.2, 0.5),
+    (660, 0.08, 1.3),
+    (880, 0.03, 0.8),
+]
 
 
 def play_tones():
     """A process that plays until it is ended."""
-    channels = "|".join(f"{level}*abs(sin({swell}*t))*sin({2 * 3.14159 * tone:.0f}*t)" for tone, level, swell in TONES)
-    source = f"aevalsrc=exprs={channels}:c=5.1:s=48000"
-    return subprocess.Popen(
-        ["ffmpeg", "-loglevel", "error", "-f", "lavfi", "-i", source, "-f", "pulse", "-device", "zevra_surround", "tones"]
+    channels = "|".join(
+        f"{level}*abs(sin({swell}*t))*sin({tone}*2*PI*t)" for tone, level, swell in TONES
     )
+    source = f"aevalsrc=exprs={channels}:c=5.1:s=48000"
+    output = ["-f", "pulse", "-device", "zevra_surround", "tones"]
+    return subprocess.Popen(["ffmpeg", "-loglevel", "error", "-f", "lavfi", "-i", source, *output])
 
 
 class Shell:
@@ -45,7 +58,7 @@ class Shell:
         self.stream = pyte.ByteStream(self.screen)
 
     def run(self, *command, seconds=None):
-        """Shows a command and its output; one that has not ended after `seconds` is left as it shows then."""
+        """Shows a command and its output, or what it shows after `seconds`."""
         words = [f'"{word}"' if " " in word else word for word in command]
         self.stream.feed(f"\x1b[90m$\x1b[0m {' '.join(words)}\r\n".encode())
         pid, terminal = pty.fork()
@@ -67,23 +80,26 @@ class Shell:
             sys.exit(f"{command} failed with {status}")
 
 
-# Bars are drawn as shapes, since fonts leave gaps between their blocks: left edge and width in cells.
-BLOCKS = {chr(0x2590 - eighths): (0, eighths / 8) for eighths in range(1, 9)} | {"▕": (7 / 8, 1 / 8), "│": (3 / 8, 1 / 4)}
+# Bars are drawn as shapes, since fonts leave gaps between their blocks. Left edge and width in cells.
+BLOCKS = {chr(0x2590 - eighths): (0, eighths / 8) for eighths in range(1, 9)}
+BLOCKS |= {"▕": (7 / 8, 1 / 8), "│": (3 / 8, 1 / 4)}
 
 
 def pieces(cells):
-    """A line's runs of one colour, as [colour, column, width in cells, text]; the text of a shape is empty."""
+    """A line's runs of one colour: [colour, column, width in cells, text]. A shape has no text."""
     runs = []
     for column in range(COLUMNS):
         cell = cells[column]
         colour = COLOURS.get(cell.fg, FOREGROUND)
         left, width = BLOCKS.get(cell.data, (0, 1))
         text = "" if cell.data in BLOCKS else cell.data
-        last = runs[-1] if runs else None
-        if last and last[0] == colour and bool(last[3]) == bool(text) and last[1] + last[2] == column + left:
-            last[2] += width
-            last[3] += text
-        elif cell.data != " ":
+        if runs:
+            before, start, covered, words = runs[-1]
+            adjoins = start + covered == column + left
+            if adjoins and before == colour and bool(words) == bool(text):
+                runs[-1] = [colour, start, covered + width, words + text]
+                continue
+        if cell.data != " ":
             runs.append([colour, column + left, width, text])
     return runs
 
@@ -95,18 +111,20 @@ def draw_line(cells, y):
         if text:
             yield (
                 f'<text x="{x:.1f}" y="{y + CELL_HEIGHT * 0.72:.1f}" fill="{colour}"'
-                f' textLength="{len(text) * CELL_WIDTH:.1f}" xml:space="preserve">{html.escape(text)}</text>'
+                f' textLength="{len(text) * CELL_WIDTH:.1f}" xml:space="preserve">'
+                f"{html.escape(text)}</text>"
             )
         else:
             yield (
-                f'<rect x="{x:.2f}" y="{y + 3}" width="{width * CELL_WIDTH:.2f}" height="{CELL_HEIGHT - 6}"'
-                f' fill="{colour}"/>'
+                f'<rect x="{x:.2f}" y="{y + 3}" width="{width * CELL_WIDTH:.2f}"'
+                f' height="{CELL_HEIGHT - 6}" fill="{colour}"/>'
             )
 
 
 def draw(screen):
     used = max(line for line in range(LINES) if screen.display[line].strip()) + 1
-    width, height = COLUMNS * CELL_WIDTH + 2 * MARGIN, used * CELL_HEIGHT + BAR + 2 * MARGIN
+    width = COLUMNS * CELL_WIDTH + 2 * MARGIN
+    height = used * CELL_HEIGHT + BAR + 2 * MARGIN
     yield (
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width:.0f}" height="{height:.0f}"'
         f' viewBox="0 0 {width:.0f} {height:.0f}" font-size="14"'

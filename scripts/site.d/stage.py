@@ -15,8 +15,19 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 # What the menu names, in its order; other pages of docs/ follow under their own titles.
 MENU = {
-    "Use": ["README.md", "docs/recipes.md", "bindings/python/README.md", "docs/windows.md", "docs/logging.md"],
-    "Develop": ["CONTRIBUTING.md", "docs/architecture.md", "docs/versioning.md", "CHANGELOG.md"],
+    "Use": [
+        "README.md",
+        "docs/recipes.md",
+        "bindings/python/README.md",
+        "docs/windows.md",
+        "docs/logging.md",
+    ],
+    "Develop": [
+        "CONTRIBUTING.md",
+        "docs/architecture.md",
+        "docs/versioning.md",
+        "CHANGELOG.md",
+    ],
 }
 PICTURES = {".svg", ".png"}
 LANGUAGES = {".h": "c", ".c": "c", ".hpp": "cpp", ".cpp": "cpp", ".py": "python", ".sh": "bash"}
@@ -60,7 +71,8 @@ class Site:
         files = sorted(file.name for file in path.iterdir() if file.is_file())
         for file in files:
             self.stage_link(f"{name}/index.md", file)
-        self.write(f"{name}/index.md", f"# {name}\n\n" + "".join(f"- [{file}]({file}.md)\n" for file in files))
+        links = "".join(f"- [{file}]({file}.md)\n" for file in files)
+        self.write(f"{name}/index.md", f"# {name}\n\n{links}")
         return f"{target.rstrip('/')}/index.md"
 
     def stage_text(self, page, text):
@@ -80,6 +92,7 @@ class Site:
     def stage(self):
         for page in self.listed:
             self.write(page, self.stage_text(page, (ROOT / page).read_text()))
+        self.write("site.css", (ROOT / "scripts/site.d/site.css").read_text())
         settings = (ROOT / "scripts/site.d/mkdocs.yml").read_text()
         named = {page for group in MENU.values() for page in group}
         menu = [{title: pages} for title, pages in MENU.items()]
