@@ -42,8 +42,8 @@ awk '/^<!-- not run: / { skip = 1; next }
   { first = 0; if (file) print >file }' "$page" >lines
 failed=0
 while IFS= read -r line; do
-  # Enter is pressed after two seconds.
-  PATH=$folder/bin:$PATH bash -o pipefail -c "$line" >out 2>&1 < <(sleep 2 && echo) && continue
+  # Enter is pressed after three seconds.
+  PATH=$folder/bin:$PATH bash -o pipefail -c "$line" >out 2>&1 < <(sleep 3 && echo) && continue
   # A server that a busy machine held up is told of as it should be.
   grep -q 'of silence put in' out && continue
   failed=1
