@@ -1,24 +1,12 @@
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-
 #include "fuzz.h"
 #include "log/settings.h"
 #include "platform/profile.h"
 #include "tools/zevra/log_report.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // In the place of a library's directory.
-  static const auto directory =
-      std::filesystem::temp_directory_path() / ("zevra_fuzz_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(directory);
-  const std::string path = directory / "zevra.cfu";
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
-  Require(file != nullptr);
-  std::fputs("[logger]\n", file);
-  std::fwrite(data, 1, size, file);
-  std::fclose(file);
+  const InputFile file("zevra.cfu",
+                       "[logger]\n" + std::string(reinterpret_cast<const char*>(data), size));
+  const std::string& path = file.path;
 
   zevra::Log_Settings settings;
   Require(settings.read_log_config("logger", path.c_str()) == 0);
@@ -28,13 +16,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zevra::Log_Settings again(settings);
   again.read_log_config(nullptr, nullptr);
   Require(again.level() == settings.level() && again.console_level() == settings.console_level());
-  zevra::DescribeLog(directory / "libzevra.so");
+  // In the place of a library's directory.
+  zevra::DescribeLog(std::filesystem::path(path).replace_filename("libzevra.so"));
 
   char tiny[3] = {'x', 'x', 'x'};
   Require(
       zevra::ProfileSection("logger", path.c_str()).Text("title", "default", tiny, sizeof tiny) <
       3);
   Require(tiny[2] == '\0' || tiny[1] == '\0' || tiny[0] == '\0');
-  std::filesystem::remove_all(directory);
   return 0;
 }
