@@ -46,8 +46,9 @@ struct EndpointConfig {
   float volume = 1.0F;
 };
 
-// The endpoints of libzevra-builtin.so: "Built-in Speakers" (default) with a melody, "Built-in
-// Headphones" where nothing plays, "Built-in Microphone" (default) with another melody.
+// The endpoints of libzevra-builtin.so, before its settings file: "Built-in Speakers" (default)
+// with a melody, "Built-in Headphones" where nothing plays, "Built-in Microphone" (default) with
+// another melody.
 std::vector<EndpointConfig> StandardEndpoints();
 
 // One endpoint, shared by its devices and streams. Its time is divided into packets, counted from 0

@@ -121,4 +121,17 @@ Signal Melody(Tune tune) {
   };
 }
 
+// A second has a whole number of periods.
+Signal Tone(std::uint32_t hertz, float peak) {
+  return [hertz, peak](std::uint32_t rate) {
+    Waveform waveform;
+    waveform.samples.resize(rate);
+    for (std::uint64_t frame = 0; frame < rate; ++frame) {
+      const double turns = static_cast<double>(frame * hertz % rate) / rate;
+      waveform.samples[frame] = peak * static_cast<float>(std::sin(2 * std::numbers::pi * turns));
+    }
+    return waveform;
+  };
+}
+
 }  // namespace zevra::builtin

@@ -29,6 +29,10 @@ enum class Tune { kOdeToJoy, kFrereJacques };
 // A well-known tune; no sample is above 0.5.
 Signal Melody(Tune tune);
 
+// A sine of `hertz`, which is below half the rate, with the given peak. It begins at 0 and goes on
+// without a break.
+Signal Tone(std::uint32_t hertz, float peak);
+
 }  // namespace zevra::builtin
 
 #endif

@@ -52,6 +52,6 @@ if(WIN32)
   install(FILES examples/record.c DESTINATION examples COMPONENT development)
   install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
 else()
-  install(FILES examples/record.c DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
-          COMPONENT development)
+  install(FILES examples/record.c examples/host_test.py
+          DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
 endif()

@@ -46,6 +46,11 @@ read -r -a flags < <(PKG_CONFIG_LIBDIR=$library/pkgconfig pkg-config "--define-v
 cc -std=c99 "$example" "${flags[@]}" -o "$work/host/by-pkg-config"
 
 export LD_LIBRARY_PATH=$library
+# The CI job that the documentation shows, beside the installed examples and without a server.
+sed -n '/^  script:/,/^```/s/^    - //p' "$here/../../docs/testing-without-sound.md" >"$work/job"
+[[ $(wc -l <"$work/job") == 2 ]]
+(cd "$(dirname "$example")" && PULSE_SERVER=unix:/nowhere PKG_CONFIG_LIBDIR=$library/pkgconfig \
+  bash -euo pipefail "$work/job")
 for host in host by-pkg-config; do
   "$scripts/sound-server" pulseaudio -- "$work/host/$host" "$work/$host.wav" 1
   # A second of 16 kHz, 16 bits, give or take a slow start.
