@@ -14,6 +14,7 @@
 #include "fuzz.h"
 #include "log/process_logger.h"
 #include "platform/linux/com/com.h"
+#include "stream/wave_format.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -110,7 +111,7 @@ void Start(FuzzedDataProvider& choices, Slot& slot) {
   // A capture that is to run on keeps its format; one that its callback stops may begin again.
   const bool ran = slot.handle != nullptr && slot.may_call.exchange(true);
   if (!ran) slot.act = act;
-  slot.block = ran ? 0 : format.channels * format.bits_per_sample / 8U;
+  slot.block = ran ? 0 : zevra::BlockBytes(format);
   const std::int32_t result =
       ZevraStartCapture(slot.handle, null_format ? nullptr : &format, callback, nullptr);
   if (slot.handle == nullptr) return Require(result == ZEVRA_E_HANDLE);
