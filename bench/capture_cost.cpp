@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "bench/child_process.h"
+#include "bench/rows.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -103,6 +104,9 @@ void Print(const char* title, const std::vector<Program>& programs, bool has_bou
   for (const Program& program : programs) {
     const double whole = Median(program.whole);
     const double steady = Median(program.steady);
+    const auto place = static_cast<double>(&program - programs.data());
+    zevra::bench::WriteRow(std::string(title) + ", whole process", place, whole);
+    zevra::bench::WriteRow(std::string(title) + ", steady", place, steady);
     std::printf("%-24s whole process %6.2f", program.what, whole);
     PrintTimes(Median(own.whole) / whole, has_bounds ? program.whole_bound : 0);
     std::printf("   steady %6.2f", steady);

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/rows.h"
 #include "tests/support/builtin_endpoints.h"
 #include "zevra/zevra.h"
 
@@ -103,6 +104,7 @@ void Captures(benchmark::State& state) {
     }
     const double stream_seconds = static_cast<double>(streams) * kListening.count();
     ms_by_streams[streams] = used * 1000 / stream_seconds;
+    zevra::bench::WriteRow("zevra", static_cast<double>(streams), ms_by_streams[streams]);
     lost += breaks + short_streams;
     state.counters["ms_per_stream_second"] = ms_by_streams[streams];
     state.counters["breaks"] = static_cast<double>(breaks);
@@ -110,7 +112,8 @@ void Captures(benchmark::State& state) {
   }
   ZevraUninitialize();
 }
-BENCHMARK(Captures)->Arg(1)->Arg(8)->Arg(32)->Arg(64)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(Captures)->Arg(1)->Arg(2)->Arg(4)->Arg(8)->Arg(16)->Arg(32)->Arg(64)->Iterations(1)->Unit(
+    benchmark::kSecond);
 
 }  // namespace
 

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/rows.h"
 #include "zevra/zevra.h"
 
 namespace {
@@ -114,6 +115,10 @@ void Print() {
   const std::vector<double> own = Lateness(host, recorder.impulses_ms.front());
   const std::vector<double> peer = Lateness(recorder, recorder.impulses_ms.front());
   std::printf("%zu impulses, all times in ms\n", own.size());
+  for (int centile = 0; centile <= 100; ++centile) {
+    zevra::bench::WriteRow("zevra", Centile(own, centile) - Centile(peer, 50), centile);
+    zevra::bench::WriteRow("parec", Centile(peer, centile) - Centile(peer, 50), centile);
+  }
   const double median = Centile(own, 50) - Centile(peer, 50);
   const double centile = Centile(own, 95) - Centile(peer, 95);
   PrintRow("arrival behind parec, medians", median, "1", median <= kMostMedianBehindMs);

@@ -1,5 +1,5 @@
 // What a log message costs, next to spdlog in the same run: stopped at the gate, and written to the
-// file with and without a flush of each line, from one thread and from four.
+// file with and without a flush of each line, from one thread to eight.
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -12,11 +12,14 @@
 #include <string>
 
 #include "bench/medians.h"
+#include "bench/rows.h"
 #include "log/log.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr int kMostThreads = 8;
 
 const fs::path kDirectory = fs::temp_directory_path() / "zevra_log_bench";
 
@@ -93,10 +96,10 @@ void WriteSpdlog(benchmark::State& state, bool flush) {
     logger->info("ZevraImpl::LoopBackCapture | error | GetDevicePeriod {:x}", value++);
 }
 
-BENCHMARK_CAPTURE(WriteZevra, plain, false)->UseRealTime()->Threads(1)->Threads(4);
-BENCHMARK_CAPTURE(WriteZevra, flush, true)->UseRealTime()->Threads(1)->Threads(4);
-BENCHMARK_CAPTURE(WriteSpdlog, plain, false)->UseRealTime()->Threads(1)->Threads(4);
-BENCHMARK_CAPTURE(WriteSpdlog, flush, true)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK_CAPTURE(WriteZevra, plain, false)->UseRealTime()->ThreadRange(1, kMostThreads);
+BENCHMARK_CAPTURE(WriteZevra, flush, true)->UseRealTime()->ThreadRange(1, kMostThreads);
+BENCHMARK_CAPTURE(WriteSpdlog, plain, false)->UseRealTime()->ThreadRange(1, kMostThreads);
+BENCHMARK_CAPTURE(WriteSpdlog, flush, true)->UseRealTime()->ThreadRange(1, kMostThreads);
 
 void PrintRatio(const zevra::bench::Medians& medians, const char* what, const char* ours,
                 const char* peer, const char* goal) {
@@ -125,6 +128,12 @@ int main(int argc, char** argv) {
              "WriteSpdlog/flush/real_time/threads:4", "1.3 at most");
   PrintRatio(medians, "unflushed line, four threads", "WriteZevra/plain/real_time/threads:4",
              "WriteSpdlog/flush/real_time/threads:4", "below 1");
+  for (int threads = 1; threads <= kMostThreads; threads *= 2) {
+    for (const std::string way :
+         {"WriteZevra/plain", "WriteZevra/flush", "WriteSpdlog/plain", "WriteSpdlog/flush"})
+      zevra::bench::WriteRow(
+          way, threads, medians.Of(way + "/real_time/threads:" + std::to_string(threads)).real);
+  }
   zevra::process_logger = nullptr;
   fs::remove_all(kDirectory);
   return 0;

@@ -1,35 +1,28 @@
 // Conversion quality of the resampler transform, with the filter length that the library uses,
 // beside soxr HQ and a polyphase filter of our own. Prints a table; exits 1 if the transform misses
-// one of its bounds.
-
-#include <soxr.h>
+// one of its bounds. The curves that a report plots show libswresample without options as well.
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
+#include <exception>
 #include <numbers>
-#include <stdexcept>
+#include <string>
 #include <vector>
 
-#include "bench/polyphase.h"
+#include "bench/converters.h"
+#include "bench/rows.h"
 #include "platform/api.h"
-#include "platform/owners.h"
 
 namespace {
 
-using zevra::ComPtr;
-using Signal = std::vector<float>;
+using zevra::bench::MakeConverter;
+using zevra::bench::Rates;
+using zevra::bench::Signal;
 
-constexpr LONG kHalfFilterLength = 60;
 constexpr double kAmplitude = 0.5;
 constexpr double kSignalSeconds = 1.0;
 
-struct Rates {
-  UINT32 input;
-  UINT32 output;
-  UINT32 Lower() const { return std::min(input, output); }
-};
 // Rates that fall, then rates that rise. The last of either have no handy common divisor, which
 // takes another way through the filter.
 constexpr Rates kRatePairs[] = {{48'000, 44'100}, {96'000, 48'000}, {48'000, 16'000},
@@ -50,146 +43,7 @@ struct Bounds {
   static constexpr double kHeldMs = 1.5;  // at 48 to 44.1 kHz
 };
 
-void Require(HRESULT result, const char* what) {
-  if (SUCCEEDED(result)) return;
-  std::fprintf(stderr, "quality: %s failed with %x\n", what, static_cast<unsigned>(result));
-  throw std::runtime_error(what);
-}
-
-// A mono converter of 32-bit floats, fed in packets of 10 ms.
-class Converter {
- public:
-  virtual ~Converter() = default;
-  // Gives what the converter delivers for `input`; nothing is drained.
-  Signal Convert(const Signal& input) {
-    Signal output;
-    const std::size_t packet = rates_.input / 100;
-    for (std::size_t at = 0; at < input.size(); at += packet) {
-      const std::size_t before = output.size();
-      ConvertPacket(&input[at], std::min(packet, input.size() - at), &output);
-      quiet_packets_ += output.size() == before;
-    }
-    return output;
-  }
-  // Packets so far that gave no output.
-  int QuietPackets() const { return quiet_packets_; }
-
- protected:
-  explicit Converter(Rates rates) : rates_(rates) {}
-  virtual void ConvertPacket(const float* input, std::size_t frames, Signal* output) = 0;
-  const Rates rates_;
-
- private:
-  int quiet_packets_ = 0;
-};
-
-class TransformConverter final : public Converter {
- public:
-  explicit TransformConverter(Rates rates) : Converter(rates) {
-    Require(zevra::os::CoCreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
-                                        IID_IMFTransform, transform_.PutVoid()),
-            "CreateInstance");
-    Require(transform_->SetInputType(0, MediaType(rates.input).Get(), 0), "SetInputType");
-    Require(transform_->SetOutputType(0, MediaType(rates.output).Get(), 0), "SetOutputType");
-    ComPtr<IWMResamplerProps> properties;
-    Require(transform_->QueryInterface(IID_IWMResamplerProps, properties.PutVoid()),
-            "QueryInterface");
-    Require(properties->SetHalfFilterLength(kHalfFilterLength), "SetHalfFilterLength");
-  }
-
-  void ConvertPacket(const float* input, std::size_t frames, Signal* output) override {
-    const auto sample = MakeSample(frames);
-    ComPtr<IMFMediaBuffer> buffer;
-    Require(sample->ConvertToContiguousBuffer(buffer.Put()), "ConvertToContiguousBuffer");
-    BYTE* data = nullptr;
-    Require(buffer->Lock(&data, nullptr, nullptr), "Lock");
-    std::memcpy(data, input, frames * sizeof(float));
-    Require(buffer->SetCurrentLength(static_cast<DWORD>(frames * sizeof(float))), "length");
-    Require(transform_->ProcessInput(0, sample.Get(), 0), "ProcessInput");
-    while (Pull(output)) {
-    }
-  }
-
- private:
-  static ComPtr<IMFMediaType> MediaType(UINT32 rate) {
-    ComPtr<IMFMediaType> type;
-    Require(MFCreateMediaType(type.Put()), "MFCreateMediaType");
-    type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Audio);
-    type->SetGUID(MF_MT_SUBTYPE, MFAudioFormat_Float);
-    type->SetUINT32(MF_MT_AUDIO_NUM_CHANNELS, 1);
-    type->SetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, rate);
-    type->SetUINT32(MF_MT_AUDIO_BLOCK_ALIGNMENT, 4);
-    type->SetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, 32);
-    return type;
-  }
-  static ComPtr<IMFSample> MakeSample(std::size_t frames) {
-    ComPtr<IMFSample> sample;
-    ComPtr<IMFMediaBuffer> buffer;
-    Require(MFCreateSample(sample.Put()), "MFCreateSample");
-    Require(MFCreateMemoryBuffer(static_cast<DWORD>(frames * sizeof(float)), buffer.Put()),
-            "MFCreateMemoryBuffer");
-    Require(sample->AddBuffer(buffer.Get()), "AddBuffer");
-    return sample;
-  }
-  bool Pull(Signal* output) {
-    const auto sample = MakeSample(rates_.output / 50);
-    MFT_OUTPUT_DATA_BUFFER request{0, sample.Get(), 0, nullptr};
-    DWORD status = 0;
-    const HRESULT result = transform_->ProcessOutput(0, 1, &request, &status);
-    if (result == MF_E_TRANSFORM_NEED_MORE_INPUT) return false;
-    Require(result, "ProcessOutput");
-    ComPtr<IMFMediaBuffer> buffer;
-    Require(sample->ConvertToContiguousBuffer(buffer.Put()), "ConvertToContiguousBuffer");
-    BYTE* data = nullptr;
-    DWORD bytes = 0;
-    Require(buffer->Lock(&data, nullptr, &bytes), "Lock");
-    const std::size_t before = output->size();
-    output->resize(before + bytes / sizeof(float));
-    std::memcpy(output->data() + before, data, bytes);
-    return true;
-  }
-
-  ComPtr<IMFTransform> transform_;
-};
-
-class SoxrConverter final : public Converter {
- public:
-  explicit SoxrConverter(Rates rates) : Converter(rates), block_(rates.output / 5) {
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-    soxr_ = soxr_create(rates.input, rates.output, 1, nullptr, nullptr, &quality, nullptr);
-    if (soxr_ == nullptr) Require(E_FAIL, "soxr_create");
-  }
-  ~SoxrConverter() override { soxr_delete(soxr_); }
-  SoxrConverter(const SoxrConverter&) = delete;
-  SoxrConverter& operator=(const SoxrConverter&) = delete;
-
-  void ConvertPacket(const float* input, std::size_t frames, Signal* output) override {
-    std::size_t made = 0;
-    soxr_process(soxr_, input, frames, nullptr, block_.data(), block_.size(), &made);
-    output->insert(output->end(), block_.data(), block_.data() + made);
-  }
-
- private:
-  soxr_t soxr_;
-  Signal block_;
-};
-
-class PolyphaseConverter final : public Converter {
- public:
-  explicit PolyphaseConverter(Rates rates)
-      : Converter(rates), kernel_(rates.input, rates.output, 1), block_(rates.output / 5) {}
-
-  void ConvertPacket(const float* input, std::size_t frames, Signal* output) override {
-    const std::size_t made = kernel_.Convert(input, frames, block_.data());
-    output->insert(output->end(), block_.data(), block_.data() + made);
-  }
-
- private:
-  zevra::bench::Polyphase kernel_;
-  Signal block_;
-};
-
-Signal Tone(double frequency, UINT32 rate) {
+Signal Tone(double frequency, std::uint32_t rate) {
   Signal tone(static_cast<std::size_t>(kSignalSeconds * rate));
   for (std::size_t i = 0; i < tone.size(); ++i) {
     const double cycles = frequency * static_cast<double>(i) / rate;
@@ -206,7 +60,7 @@ struct Measured {
 };
 
 // Fits a sine of `frequency` to the middle of `signal` by least squares.
-Measured Measure(const Signal& signal, double frequency, UINT32 rate) {
+Measured Measure(const Signal& signal, double frequency, std::uint32_t rate) {
   const std::size_t first = signal.size() / 4;
   const std::size_t last = signal.size() - signal.size() / 8;
   double ss = 0, cc = 0, sc = 0, sy = 0, cy = 0, yy = 0;
@@ -250,16 +104,15 @@ double LeakOf(const Run& run, double share, Rates rates) {
   return tone.gain_db - tone.snr_db;
 }
 
-template <class Made>
-Row MeasureRow(Rates rates) {
+Row MeasureRow(MakeConverter make, Rates rates) {
   const auto run = [&](double frequency) {
-    return Made(rates).Convert(Tone(frequency, rates.input));
+    return make(rates)->Convert(Tone(frequency, rates.input));
   };
   const double nyquist = rates.Lower() / 2.0;
   Row row{};
-  Made converter(rates);
-  const Signal low = converter.Convert(Tone(997, rates.input));
-  row.quiet_packets = converter.QuietPackets();
+  const auto converter = make(rates);
+  const Signal low = converter->Convert(Tone(997, rates.input));
+  row.quiet_packets = converter->QuietPackets();
   row.low_snr_db = Measure(low, 997, rates.output).snr_db;
   row.held_ms = 1000 * (kSignalSeconds - static_cast<double>(low.size()) / rates.output);
   row.high_snr_db = Measure(run(0.9 * nyquist), 0.9 * nyquist, rates.output).snr_db;
@@ -276,6 +129,26 @@ Row MeasureRow(Rates rates) {
     row.ripple_db = std::max(row.ripple_db, std::abs(gain));
   }
   return row;
+}
+
+// Gain, images and aliases by share of the lower rate: a voice recorded at a higher rate, and music
+// taken down to what speech recognisers want.
+void WriteCurves(const std::string& name, MakeConverter make) {
+  constexpr Rates kRising = {8'000, 48'000};
+  constexpr Rates kFalling = {48'000, 16'000};
+  const auto run = [make](Rates rates) {
+    return [make, rates](double frequency) {
+      return make(rates)->Convert(Tone(frequency, rates.input));
+    };
+  };
+  for (int step = 0; step < 60; ++step) {
+    const double share = 0.38 + 0.002 * step;
+    const double inside = share * kFalling.Lower();
+    const double gain = Measure(run(kFalling)(inside), inside, kFalling.output).gain_db;
+    zevra::bench::WriteRow(name + " gain", share, gain);
+    zevra::bench::WriteRow(name + " images", share, LeakOf(run(kRising), share, kRising));
+    zevra::bench::WriteRow(name + " aliases", 1 - share, LeakOf(run(kFalling), share, kFalling));
+  }
 }
 
 bool Meets(const Row& row, Rates rates) {
@@ -303,12 +176,12 @@ bool PrintTable() {
               "SNR 0.45", "leak dB", "ripple dB", "gain 0.47", "held ms", "quiet");
   bool all_met = true;
   for (const Rates rates : kRatePairs) {
-    const Row own = MeasureRow<TransformConverter>(rates);
+    const Row own = MeasureRow(zevra::bench::MakeTransform, rates);
     const bool met = Meets(own, rates);
     all_met = all_met && met;
     Print("zevra", rates, own, met ? "ok" : "BOUND MISSED");
-    Print("soxr HQ", rates, MeasureRow<SoxrConverter>(rates), "");
-    Print("own", rates, MeasureRow<PolyphaseConverter>(rates), "");
+    Print("soxr HQ", rates, MeasureRow(zevra::bench::MakeSoxr, rates), "");
+    Print("own", rates, MeasureRow(zevra::bench::MakePolyphase, rates), "");
   }
   return all_met;
 }
@@ -320,6 +193,11 @@ int main() {
   int code = 2;
   try {
     code = PrintTable() ? 0 : 1;
+    if (zevra::bench::WantsRows()) {
+      WriteCurves("zevra", zevra::bench::MakeTransform);
+      WriteCurves("soxr HQ", zevra::bench::MakeSoxr);
+      WriteCurves("libswresample", zevra::bench::MakeSwr);
+    }
   } catch (const std::exception&) {
     // Require has told what failed.
   }
