@@ -56,6 +56,9 @@ struct HostBoard {
   std::atomic<unsigned> starts, packets;
 };
 
+// A callback sleeps for less than this when it is told to, and what waits for it with it.
+inline constexpr unsigned kLongestStallMs = 4'000;
+
 struct Event {
   std::atomic<std::int64_t> at_ms;
   std::array<char, 120> text;
@@ -72,6 +75,7 @@ struct Board {
   std::array<std::atomic<std::uint64_t>, kCalls> calls;
   std::array<std::atomic<std::int64_t>, kCalls> longest_ms;
   std::atomic<std::uint64_t> other_codes;
+  std::atomic<std::int64_t> last_stall_ms;  // when the driver last ordered one
   std::array<HostBoard, kHosts> hosts;
 };
 

@@ -19,8 +19,8 @@ class Shortage {
 };
 
 // Makes an exported call, which the driver watches, and ends the run if its result is none of the
-// documented ones. `extra_ms` is what the host itself may hold it up. Gives the result.
-std::int32_t Make(Call call, const std::function<std::int32_t()>& function, int extra_ms = 0);
+// documented ones. Gives the result.
+std::int32_t Make(Call call, const std::function<std::int32_t()>& function);
 
 // Prints the calling thread's stack on SIGUSR1, and before it dies of a fault.
 void PrintStacksOnSignals();

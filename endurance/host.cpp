@@ -159,9 +159,15 @@ Verdict Host::JudgeKept() {
   const auto last = std::find_if(samples.rbegin(), std::make_reverse_iterator(first), sounds);
   const std::vector<float> heard(first, last.base()), ramp = CheckRamp();
   if (heard == ramp) return Verdict::kExact;
-  const auto differ = std::mismatch(heard.begin(), heard.end(), ramp.begin(), ramp.end());
-  Note("host %u heard %zu samples of %zu, wrong from %zd on", number_, heard.size(), ramp.size(),
-       differ.first - heard.begin());
+  std::size_t wrong = 0, first_wrong = 0;
+  for (std::size_t at = std::min(heard.size(), ramp.size()); at > 0; --at) {
+    if (heard[at - 1] == ramp[at - 1]) continue;
+    ++wrong;
+    first_wrong = at - 1;
+  }
+  Note("host %u heard %zu samples of %zu, %zu wrong from %zu on: %f, not %f", number_, heard.size(),
+       ramp.size(), wrong, first_wrong, wrong > 0 ? double{heard[first_wrong]} : 0,
+       wrong > 0 ? double{ramp[first_wrong]} : 0);
   return Verdict::kWrong;
 }
 

@@ -26,8 +26,7 @@ bool Tap::Open(const ZevraChar* name) {
 void Tap::Close() {
   const std::lock_guard hold(handle_mutex_);
   if (handle_ == nullptr) return;
-  Make(
-      Call::kClose, [&] { return ZevraCloseDevice(handle_); }, in_callback_ ? 0 : kLongestStallMs);
+  Make(Call::kClose, [&] { return ZevraCloseDevice(handle_); });
   handle_ = nullptr;
   if (!in_callback_) stopped_ = capture_.load();
   // Packets of a capture that was closed from inside may still come, beside those of the next one.
@@ -47,18 +46,14 @@ bool Tap::StartCapture(const ZevraAudioFormat& format) {
   ++capture_;
   frame_bytes_ = format.channels * format.bits_per_sample / 8U;
   ++orders_.starts;
-  return Make(
-             Call::kStartCapture,
-             [&] { return ZevraStartCapture(handle_, &format, Deliver, nullptr); },
-             kLongestStallMs) == 0;
+  return Make(Call::kStartCapture,
+              [&] { return ZevraStartCapture(handle_, &format, Deliver, nullptr); }) == 0;
 }
 
 void Tap::StopCapture() {
   const std::lock_guard hold(handle_mutex_);
   if (handle_ == nullptr) return;
-  Make(
-      Call::kStopCapture, [&] { return ZevraStopCapture(handle_); },
-      in_callback_ ? 0 : kLongestStallMs);
+  Make(Call::kStopCapture, [&] { return ZevraStopCapture(handle_); });
   if (!in_callback_) stopped_ = capture_.load();
 }
 

@@ -44,8 +44,6 @@ class Tap {
   static void Deliver(void* reserved, std::uint32_t silent, const std::uint8_t* data,
                       std::uint32_t length);
   void Take(std::uint32_t silent, const std::uint8_t* data, std::uint32_t length);
-  // A stop must wait for a callback that the driver has told to sleep.
-  static constexpr int kLongestStallMs = 4000;
 
   HostBoard& orders_;
   std::recursive_mutex handle_mutex_;

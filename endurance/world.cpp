@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +16,6 @@
 #include <utility>
 
 #include "endurance/board.h"
-#include "endurance/crowd.h"
 #include "endurance/tap.h"
 
 namespace zevra::endurance {
@@ -91,8 +92,6 @@ World::World(fs::path folder, std::uint64_t seed)
              static_cast<std::streamsize>(ramp.size() * sizeof(float)));
 }
 
-World::~World() = default;
-
 void World::WriteSettings() const {
   Write(folder_ / "zevra.cfu",
         "[logger]\nfile=disk/zevra.log\nlevel=debug\nmaxsize=65536\nmaxcount=4\n");
@@ -116,6 +115,7 @@ void World::Trouble() {
 void World::OneFault() {
   static const std::pair<const char*, void (World::*)()> kFaults[] = {
       {"kill the server", &World::Kill},
+      {"freeze the server", &World::Freeze},
       {"freeze the server", &World::Freeze},
       {"load an endpoint", &World::Plug},
       {"unload an endpoint", &World::Unplug},
@@ -141,6 +141,7 @@ void World::OneFault() {
 void World::SetRight() {
   EndWhatIsDue(true);
   const std::int64_t deadline_ms = NowMs() + 60'000;
+  Note("set right");
   while (Processes(server_).empty()) {
     if (NowMs() > deadline_ms) return Fail("the server did not start again");
     Pause(50);
@@ -159,7 +160,6 @@ void World::SetRight() {
       if (NowMs() > deadline_ms) return Fail("the server does not obey: %s", command);
       Pause(100);
     }
-  Note("set right");
 }
 
 bool World::PlayRamp() {
@@ -178,7 +178,9 @@ bool World::PlayRamp() {
   const std::vector<float> ramp = CheckRamp();
   const std::string_view wanted(reinterpret_cast<const char*>(ramp.data()),
                                 ramp.size() * sizeof(float));
-  return bytes.find(wanted) != std::string::npos;
+  if (bytes.find(wanted) != std::string::npos) return true;
+  Note("another client heard %zu bytes", bytes.size());
+  return false;
 }
 
 std::string World::AnySink() {
@@ -221,7 +223,9 @@ void World::Freeze() {
   const std::vector<pid_t> processes = Processes(server_);
   if (processes.empty()) return;
   kill(processes.back(), SIGSTOP);
-  EndAfter(100 + Random(7'900), [this, processes] {
+  // Shorter than a server may take to answer, or longer.
+  const unsigned length_ms = Random(2) != 0 ? 100 + Random(2'000) : 4'000 + Random(4'000);
+  EndAfter(length_ms, [this, processes] {
     if (Processes(server_) == processes) kill(processes.back(), SIGCONT);
   });
 }
@@ -274,19 +278,36 @@ void World::ChangeVolume() {
   Pactl("set-sink-mute " + sink + " " + std::to_string(Random(2)));
 }
 
+// The hosts' streams alone: an endpoint of the server may have some of its own, and would go with
+// the one that they were moved to.
 void World::Move() {
-  for (const char* const kind : {"sink-input", "source-output"}) {
-    const bool plays = kind[1] == 'i';
-    for (const std::string& line :
-         LinesOf("timeout 2 pactl list short " + std::string(kind) + "s 2>/dev/null"))
-      Pactl("move-" + std::string(kind) + " " + std::to_string(std::atoi(line.c_str())) + " " +
-            AnySink() + (plays ? "" : ".monitor"));
+  for (const std::string kind : {"sink-input", "source-output"}) {
+    const std::string target = kind == "sink-input" ? "" : ".monitor";
+    for (const std::string& index :
+         LinesOf("timeout 2 pactl list " + kind +
+                 "s 2>/dev/null | awk '/^S.* #/ {index_ = $3} "
+                 "/application.process.binary = \"chaos\"/ {print substr(index_, 2)}'"))
+      Pactl("move-" + kind + " " + index + " " + AnySink() + target);
   }
 }
 
+// Connections that say nothing: a server has places for a number of clients, and then refuses the
+// hosts too.
 void World::Crowd() {
-  crowd_ = std::make_unique<ClientCrowd>();
-  EndAfter(Random(3'000), [this] { crowd_.reset(); });
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = server_ + "/run/pulse/native";
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  std::vector<int> crowd;
+  for (int client = 0; client < 100; ++client) {
+    crowd.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    // A frozen server's queue is full after some of them.
+    static_cast<void>(
+        connect(crowd.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
+  }
+  EndAfter(500 + Random(2'500), [crowd] {
+    for (const int client : crowd) close(client);
+  });
 }
 
 void World::TakeDescriptors() {
@@ -322,7 +343,8 @@ void World::SpoilSettings() {
 }
 
 void World::Stall() {
-  TheBoard().hosts.at(Random(kHosts)).stall_ms = static_cast<int>(Random(4'000));
+  TheBoard().last_stall_ms = NowMs();
+  TheBoard().hosts.at(Random(kHosts)).stall_ms = static_cast<int>(Random(kLongestStallMs));
 }
 
 }  // namespace zevra::endurance

@@ -5,29 +5,24 @@
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace zevra::endurance {
 
-class ClientCrowd;
-
 // What happens to the hosts of a machine: its faults, drawn from a seed. One thread.
 class World {
  public:
   // `folder` holds the hosts' library, so their settings as well.
   World(std::filesystem::path folder, std::uint64_t seed);
-  ~World();
-  World(const World&) = delete;
-  World& operator=(const World&) = delete;
 
   // Up to four faults, one after another or at once, and the end of each. Gives the time at which
   // they have been set right, within some 15 seconds.
   void Trouble();
   // The server, its endpoints, the log and its settings are as at the beginning.
   void SetRight();
+  void KillServer() { Kill(); }
   // Plays the ramp on the speakers. True if another client of the server captured it exactly.
   bool PlayRamp();
 
@@ -74,7 +69,6 @@ class World {
   std::mt19937_64 random_;
   std::vector<Pending> pending_;
   std::vector<std::string> modules_;
-  std::unique_ptr<ClientCrowd> crowd_;
   std::map<std::string, unsigned> counts_;
 };
 
