@@ -35,8 +35,16 @@ if(NOT WIN32)
   install(TARGETS zevra_builtin_library
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zevra" COMPONENT library
                                                             NAMELINK_COMPONENT development)
-  configure_file(cmake/loader.cmake.in loader.cmake @ONLY)
-  install(SCRIPT "${CMAKE_BINARY_DIR}/loader.cmake" COMPONENT library)
+  # The header is the manual: the page is made of its comments.
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  set(maker "${CMAKE_SOURCE_DIR}/scripts/pages/library_page.py")
+  set(header "${CMAKE_SOURCE_DIR}/include/zevra/zevra.h")
+  add_custom_command(OUTPUT zevra.3
+                     COMMAND "${Python3_EXECUTABLE}" "${maker}" "${header}" ${PROJECT_VERSION} zevra.3
+                     DEPENDS "${maker}" "${header}" VERBATIM)
+  add_custom_target(zevra_library_page ALL DEPENDS "${CMAKE_BINARY_DIR}/zevra.3")
+  install(FILES "${CMAKE_BINARY_DIR}/zevra.3" DESTINATION "${CMAKE_INSTALL_MANDIR}/man3"
+          COMPONENT development)
 endif()
 if(WIN32)
   # What the compiler links into the DLL comes with terms of its own.

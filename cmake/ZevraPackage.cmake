@@ -1,5 +1,8 @@
 # The zip that users on Windows take. The Debian packages are made by debian/rules.
 if(NOT WIN32)
+  # Behind all other installations, whose many lines would hide what it says.
+  configure_file(cmake/loader.cmake.in loader.cmake @ONLY)
+  install(SCRIPT "${CMAKE_BINARY_DIR}/loader.cmake" COMPONENT library)
   return()
 endif()
 set(CPACK_PACKAGE_VENDOR "The zevra developers")

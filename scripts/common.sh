@@ -4,7 +4,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # A build through sudo leaves folders that belong to root.
 for folder in "$root/build" "$root/build"/*/; do
-  [[ $folder != */debian13*/ ]] || continue # it does belong to root
+  [[ $folder != */@(debian13*|roots)/ ]] || continue # they do belong to root
   if [[ -e $folder && ! -w $folder ]]; then
     echo "$folder belongs to $(stat -c %U "$folder"): remove it, or go on as that user" >&2
     exit 1

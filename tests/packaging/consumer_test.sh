@@ -25,6 +25,13 @@ case $1 in
     [[ $(PKG_CONFIG_LIBDIR=$pc pkg-config --cflags --libs zevra | xargs) == -lzevra ]]
     grep -q __stack_chk_fail <(nm -D "$work"/usr/lib/*/libzevra.so.1)
     grep -q memcpy_chk <(nm -D "$work"/usr/lib/*/libzevra.so.1)
+    # The words that bash offers.
+    offered() {
+      PATH=$work/usr/bin:$PATH LD_LIBRARY_PATH=$(echo "$work"/usr/lib/*-gnu) bash -c '
+        source "$1" && COMP_WORDS=(zevra "${@:2}") COMP_CWORD=$(($# - 1)) && _zevra; echo "${COMPREPLY[*]}"' \
+        offered "$work/usr/share/bash-completion/completions/zevra" "$@"
+    }
+    [[ $(offered record --form) == --format && $(offered record -f s) == "s16 s24 s32" && $(offered med) == "" ]]
     # The Python package of the wheel has the library in it, Debian's finds the installed one.
     "$scripts/package" python "$work"
     python3 -m zipfile -e "$work"/zevra-*.whl "$work/wheel"
