@@ -1,7 +1,8 @@
 #include "endurance/log_files.h"
 
-#include <algorithm>
+#include <array>
 #include <cctype>
+#include <ctime>
 #include <fstream>
 #include <string_view>
 
@@ -9,6 +10,9 @@ namespace zevra::endurance {
 namespace {
 
 namespace fs = std::filesystem;
+
+// "30/03/17-17:46:40 000", which sorts by its text.
+constexpr std::size_t kTimeLength = 21;
 
 // "[30/03/17-17:46:40 000][TRC][Px1a2c][Tx0f30] text": a digit stands for any, x for hexadecimal
 // ones.
@@ -29,6 +33,16 @@ bool IsMessage(std::string_view line) {
 
 bool IsBanner(std::string_view line) {
   return line.empty() || line.starts_with('\t') || line.starts_with("======");
+}
+
+// As a line shows it.
+std::string PresentSecond() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%y/%m/%d-%H:%M:%S", &local);
+  return text.data();
 }
 
 }  // namespace
@@ -65,7 +79,8 @@ std::string LogFiles::Read(const fs::path& file, Content& content) {
   const std::string text(std::istreambuf_iterator<char>(stream), {});
   content = {};
   content.bytes = text.size();
-  std::string_view rest = text;
+  const std::string now = PresentSecond();
+  std::string_view rest = text, latest;
   while (!rest.empty()) {
     const auto end = rest.find('\n');
     // The log's own buffer may end within the last line of the file that is written.
@@ -73,6 +88,10 @@ std::string LogFiles::Read(const fs::path& file, Content& content) {
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     if (IsMessage(line)) {
+      const std::string_view time = line.substr(1, kTimeLength);
+      if (time < latest || time.substr(0, now.size()) > now)
+        return file.filename().string() + " jumps to " + std::string(time);
+      latest = time;
       ++content.lines;
       content.trace_lines += line.find("][TRC][") != std::string_view::npos;
     } else if (!IsBanner(line)) {

@@ -13,8 +13,9 @@ class LogFiles {
  public:
   explicit LogFiles(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  // Reads every file that has changed since the last call. Gives what is wrong: a line that is
-  // torn, or more than `most_backups`; empty if nothing is.
+  // Reads every file that has changed since the last call. Gives what is wrong: a line that is torn
+  // or has a time before the last one's or after the present one, or more than `most_backups`;
+  // empty if nothing is.
   std::string Check(std::size_t most_backups);
 
   // Lines of messages in all files that were read, and those of the level TRC among them.
