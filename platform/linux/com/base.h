@@ -125,7 +125,7 @@ BOOL CloseHandle(HANDLE handle);
 void Sleep(DWORD milliseconds);
 
 // Puts the calling thread into a scheduling class until it ends; `task_index` is 0 at first. Not
-// null on success. On Linux real-time scheduling where the user may have it, else ordinary.
+// null on success. On Linux a larger share of the processor where the user may have it.
 HANDLE AvSetMmThreadCharacteristicsW(LPCWSTR task_name, DWORD* task_index);
 
 // --- COM ---

@@ -2,7 +2,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <bit>
 #include <string_view>
 
@@ -10,27 +9,21 @@
 
 namespace {
 
-// The one class that sound runs in here. Below the 20 and more at which the machine's own interrupt
-// threads and sound servers usually run.
+// The one class that sound runs in here.
 constexpr std::u16string_view kClassName = u"Audio";
-constexpr int kPriority = 5;
 
-// Where real-time scheduling is not allowed: what sound programs commonly ask for.
+// What sound programs and servers commonly ask for.
 constexpr int kNiceLevel = -11;
 
-// A process that the thread starts does not inherit the class.
-bool SetRealTime(int priority) {
-  const sched_param parameters{.sched_priority = priority};
-  return ::sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &parameters) == 0;
-}
-
+// A larger share of the processor, where the user may have it, but not the right to take it from
+// whoever runs. A sound server writes a fragment in steps, and the first one wakes the thread: if
+// the thread took the server's processor then, as it would in real time, it would find a part,
+// sleep again and be woken twice for each fragment. Nor can a host's callback that never sleeps
+// stop the machine.
 void Raise() {
-  if (SetRealTime(kPriority)) return;
-  // A user may be allowed less than was asked for.
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_RTPRIO, &limit) == 0 && limit.rlim_cur > 0 &&
-      SetRealTime(static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 99))))
-    return;
+  const sched_param parameters{};
+  // A process that the thread starts does not inherit the class.
+  ::sched_setscheduler(0, SCHED_BATCH | SCHED_RESET_ON_FORK, &parameters);
   ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kNiceLevel);
 }
 

@@ -21,8 +21,8 @@ constexpr REFERENCE_TIME kSecond = 10'000'000;
 // How much sound the server hands over at once. 10 ms would cost every client twice the wake-ups.
 constexpr REFERENCE_TIME kFragment = 200'000;
 // The data themselves wake a capture. Its timer, which signals at half the device's period, only
-// stands by: with one tick for ten fragments it adds 5 wake-ups to the 50 of a second.
-constexpr REFERENCE_TIME kPeriod = 20 * kFragment;
+// stands by: with one tick for 25 fragments it adds 2 wake-ups to the 50 of a second.
+constexpr REFERENCE_TIME kPeriod = 50 * kFragment;
 // A shorter queue than this runs dry before the server asks again; a longer one gains nothing.
 constexpr REFERENCE_TIME kShortestQueue = kFragment;
 constexpr REFERENCE_TIME kLongestQueue = 2 * kSecond;
