@@ -68,6 +68,7 @@ constexpr Row kRows[] = {
     {"rec -s 1 x.wav", 2, "", "no command 'rec'; did you mean 'record'?"},
     {"record --secnds 1 x.wav", 2, "", "no option '--secnds'; did you mean '--seconds'?"},
     {"--help", 0, "\n  doctor ", ""},
+    {"meter --builtin --spectrum -s 1.3", 0, "  500 -", ""},
     {"meter --help", 0, "Usage: zevra meter [OPTIONS]", ""},
     {"--version", 0, "zevra 1.", ""},
     {"list --builtin >/dev/full", 1, "", "can't write to standard output: No space left"},

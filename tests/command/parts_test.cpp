@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 #include <thread>
 #include <vector>
 
@@ -29,6 +30,33 @@ TEST(Levels, MeasureEachChannel) {
   EXPECT_NEAR(levels.Rms(), std::sqrt((0.25 + 0.03125) / 2), 1e-9);
   levels.Clear();
   EXPECT_EQ(DecibelText(levels.Peak()), "-inf");
+}
+
+TEST(Spectrum, ATonesOctaveStandsOutAtEveryRate) {
+  for (const std::uint32_t rate : {4000U, 8000U, 44100U, 48000U}) {
+    SCOPED_TRACE(rate);
+    Spectrum spectrum(rate, 2);
+    EXPECT_EQ(spectrum.BandCount(), rate == 4000 ? 6U : rate == 8000 ? 7U : 10U);
+    for (std::size_t tone = 0; tone < spectrum.BandCount(); ++tone) {
+      const double hertz = 31.25 * std::pow(2, tone);
+      std::vector<float> samples;
+      for (std::uint32_t frame = 0; frame < rate / 2; ++frame) {
+        const double angle = 2 * std::numbers::pi * hertz * frame / rate;
+        samples.insert(samples.end(), 2, static_cast<float>(0.5 * std::sin(angle)));
+      }
+      spectrum.Add(samples);  // until the filters have settled and the last tone has fallen
+      spectrum.Update(10);
+      spectrum.Add(samples);
+      spectrum.Update(10);
+      for (std::size_t band = 0; band < spectrum.BandCount(); ++band) {
+        const double level = spectrum.Level(band);
+        if (band == tone)
+          EXPECT_NEAR(level, -6, 0.5);
+        else
+          EXPECT_LT(level, -19) << tone << " in " << band;
+      }
+    }
+  }
 }
 
 TEST(TimeText, NeverRunsAhead) {

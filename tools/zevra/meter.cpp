@@ -7,6 +7,7 @@
 #include <numeric>
 #include <string>
 
+#include "tools/zevra/painter.h"
 #include "tools/zevra/sample_format.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
@@ -14,8 +15,6 @@
 namespace zevra::command {
 namespace {
 
-// The left end of a level bar in decibels of full scale; its right end is 0.
-inline constexpr double kQuietest = -60;
 // Columns below which a bar says nothing.
 inline constexpr std::size_t kNarrowestBar = 12;
 
@@ -24,58 +23,10 @@ std::string ProgressBar(const Terminal& terminal, double part, std::size_t width
 // `decibels` as the bar and `mark` as a line that stands where the last peak was.
 std::string LevelBar(const Terminal& terminal, double decibels, double mark, std::size_t width);
 
-// Where a level stops being comfortable and where it nears the limit.
-constexpr double kLoud = -18;
-constexpr double kHot = -6;
-
-constexpr const char* kGreen = "\x1b[0;32m";
-constexpr const char* kYellow = "\x1b[0;33m";
-constexpr const char* kRed = "\x1b[0;31m";
-constexpr const char* kDim = "\x1b[0;2m";
-constexpr const char* kPlain = "\x1b[0m";
-
-constexpr unsigned kStepsPerColumn = 8;
-
 // A column filled by so many eighths from the left.
 const char* Eighths(unsigned eighths) {
   static constexpr const char* kBlocks[] = {" ", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
   return kBlocks[eighths];
-}
-
-const char* ColourAt(double decibels) {
-  if (decibels >= kHot) return kRed;
-  return decibels >= kLoud ? kYellow : kGreen;
-}
-
-// Draws column by column and changes the colour only where it changes.
-class Painter {
- public:
-  explicit Painter(bool colour) : colour_(colour) {}
-
-  void Put(const char* colour, const char* text) {
-    if (colour_ && colour != last_) out_ += colour;
-    last_ = colour;
-    out_ += text;
-  }
-  std::string Finish() { return colour_ ? out_ + kPlain : out_; }
-
- private:
-  const bool colour_;
-  const char* last_ = kPlain;
-  std::string out_;
-};
-
-// How much of a column is filled, in steps, when `filled` steps of the whole bar are.
-unsigned StepsIn(std::size_t column, std::size_t filled) {
-  const std::size_t before = column * kStepsPerColumn;
-  return filled <= before
-             ? 0
-             : static_cast<unsigned>(std::min<std::size_t>(filled - before, kStepsPerColumn));
-}
-
-std::size_t Steps(double part, std::size_t columns) {
-  const double whole = static_cast<double>(columns * kStepsPerColumn);
-  return static_cast<std::size_t>(std::lround(std::clamp(part, 0.0, 1.0) * whole));
 }
 
 // What a gate looks at in one piece and what it lets through around sound, in parts of a second.
@@ -88,8 +39,7 @@ constexpr std::chrono::milliseconds kFrameTime{66};
 constexpr std::chrono::seconds kEarlyLineTime{1};
 constexpr std::uint64_t kEarlyLines = 10;
 constexpr std::chrono::seconds kLateLineTime{10};
-// How a meter's needle falls, and how long its mark of the last peak stands.
-constexpr double kFallPerSecond = 30;
+// How long the mark of the last peak stands.
 constexpr std::chrono::milliseconds kHoldTime{1500};
 
 std::string ProgressBar(const Terminal& terminal, double part, std::size_t width) {
@@ -98,7 +48,7 @@ std::string ProgressBar(const Terminal& terminal, double part, std::size_t width
   std::string bar = terminal.HasUtf8() ? "▕" : "[";
   for (std::size_t column = 0; column < columns; ++column) {
     const unsigned steps = StepsIn(column, filled);
-    bar += terminal.HasUtf8() ? Eighths(steps) : steps * 2 >= kStepsPerColumn ? "=" : " ";
+    bar += terminal.HasUtf8() ? Eighths(steps) : steps * 2 >= kStepsPerCell ? "=" : " ";
   }
   return bar + (terminal.HasUtf8() ? "▏" : "]");
 }
@@ -108,7 +58,7 @@ std::string LevelBar(const Terminal& terminal, double decibels, double mark, std
   const std::size_t columns = width - 2;
   const auto part = [](double value) { return (value - kQuietest) / -kQuietest; };
   const std::size_t filled = Steps(part(decibels), columns);
-  const std::size_t marked = Steps(part(mark), columns - 1) / kStepsPerColumn;
+  const std::size_t marked = Steps(part(mark), columns - 1) / kStepsPerCell;
   Painter painter(terminal.HasColour());
   painter.Put(kDim, utf8 ? "▕" : "[");
   for (std::size_t column = 0; column < columns; ++column) {
@@ -120,7 +70,7 @@ std::string LevelBar(const Terminal& terminal, double decibels, double mark, std
     else if (utf8)
       painter.Put(ColourAt(right_end), Eighths(steps));
     else
-      painter.Put(ColourAt(right_end), steps * 2 >= kStepsPerColumn ? "#" : " ");
+      painter.Put(ColourAt(right_end), steps * 2 >= kStepsPerCell ? "#" : " ");
   }
   painter.Put(kDim, utf8 ? "▏" : "]");
   return painter.Finish();
@@ -192,16 +142,20 @@ std::span<const std::uint8_t> SoundGate::Pass(std::span<const std::uint8_t> audi
 }
 
 MeterView::MeterView(Terminal& terminal, std::uint16_t channels,
-                     std::optional<double> total_seconds)
+                     std::optional<double> total_seconds, std::optional<Spectrum> spectrum)
     : terminal_(terminal),
       total_seconds_(total_seconds),
       levels_(channels),
+      spectrum_(std::move(spectrum)),
       shown_(channels, kQuietest),
       held_(channels, kQuietest),
       held_since_(channels),
       drawn_(Clock::now()) {}
 
-void MeterView::Add(std::span<const float> samples) { levels_.Add(samples); }
+void MeterView::Add(std::span<const float> samples) {
+  levels_.Add(samples);
+  if (spectrum_) spectrum_->Add(samples);
+}
 
 void MeterView::Show(double seconds) {
   const auto now = Clock::now();
@@ -211,7 +165,8 @@ void MeterView::Show(double seconds) {
     Draw(seconds, std::chrono::duration<double>(since).count());
   } else {
     if (since < (lines_ < kEarlyLines ? kEarlyLineTime : kLateLineTime)) return;
-    terminal_.Line(PlainLine(seconds));
+    if (spectrum_) spectrum_->Update(std::chrono::duration<double>(since).count());
+    terminal_.Line(spectrum_ ? TimeText(seconds) + spectrum_->PlainText() : PlainLine(seconds));
     ++lines_;
   }
   drawn_ = now;
@@ -231,6 +186,14 @@ void MeterView::Draw(double seconds, double since_last) {
   // The last column stays free: a full line would wrap on some terminals.
   const std::size_t width = terminal_.Width() - 1;
   std::vector<std::string> lines = {TimeLine(seconds, width)};
+  if (spectrum_) {
+    spectrum_->Update(since_last);
+    const std::size_t others = lines.size() + levels_.channels() + 1;  // with the cursor's
+    const std::size_t height = terminal_.Height();
+    for (std::string& line :
+         spectrum_->Lines(terminal_, width, height > others ? height - others : 0))
+      lines.push_back(std::move(line));
+  }
   for (std::uint16_t channel = 0; channel < levels_.channels(); ++channel)
     lines.push_back(BarLine(channel, width));
   terminal_.Redraw(lines);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/zevra/sample_format.h"
+#include "tools/zevra/spectrum.h"
 #include "tools/zevra/terminal.h"
 
 namespace zevra::command {
@@ -70,8 +71,9 @@ class SoundGate {
 // second; elsewhere a line now and then.
 class MeterView {
  public:
-  // `total_seconds` turns the time into progress.
-  MeterView(Terminal& terminal, std::uint16_t channels, std::optional<double> total_seconds);
+  // `total_seconds` turns the time into progress; `spectrum` stands between it and the bars.
+  MeterView(Terminal& terminal, std::uint16_t channels, std::optional<double> total_seconds,
+            std::optional<Spectrum> spectrum);
 
   // Interleaved whole frames that have arrived.
   void Add(std::span<const float> samples);
@@ -89,6 +91,7 @@ class MeterView {
   Terminal& terminal_;
   const std::optional<double> total_seconds_;
   Levels levels_;
+  std::optional<Spectrum> spectrum_;
   // What a bar shows and where its mark of the last peak stands, in decibels.
   std::vector<double> shown_;
   std::vector<double> held_;

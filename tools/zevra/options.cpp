@@ -274,6 +274,8 @@ void AddMeter(CLI::App& app, Options& options) {
   AddDevice(command, options, "watch");
   AddFlow(command, options);
   AddApplication(command, options);
+  command.add_flag("--spectrum", options.spectrum,
+                   "Also show how loud each octave from 31 Hz to 16 kHz is, over all channels.");
   AddSeconds(command, options);
   AddLayout(command, options);
   AddKeepAlive(command, options);

@@ -47,6 +47,7 @@ struct Options {
   bool json = false;
   // What is listed are applications.
   bool apps = false;
+  bool spectrum = false;
   // Where the recording goes; "-" for standard output.
   std::string file;
   Container container = Container::kByName;
