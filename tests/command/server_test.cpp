@@ -129,6 +129,8 @@ TEST(CommandOnServer, ListsWhatTheServerSaysAndOpensEachByItsName) {
   }));
   EXPECT_EQ(folder.Run("record -q --app PACAT -s 1 x.wav").exit_code, 0);
   EXPECT_FLOAT_EQ(folder.SoundOf("x.wav").samples.back(), 0.5F);
+  // The microphone beside an application is an endpoint.
+  EXPECT_EQ(folder.Run("record -q --app pacat --with-microphone -s 1 x.wav").exit_code, 0);
   EXPECT_THAT(folder.Run("meter --app foo").err, HasSubstr("; there are \"pacat\""));
 
   const NullSink twins[] = {{"first", "Twin"}, {"second", "Twin"}};

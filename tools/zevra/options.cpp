@@ -225,10 +225,11 @@ void AddTarget(CLI::App& command, Options& options) {
 }
 
 void AddPersistence(CLI::App& command, Options& options) {
-  command.add_flag(
-      "--follow-default", options.follow_default,
-      "When the default endpoint becomes another, go on with that one, in the same file "
-      "and in step with the clock.");
+  command
+      .add_flag("--follow-default", options.follow_default,
+                "When the default endpoint becomes another, go on with that one, in the same file "
+                "and in step with the clock.")
+      ->excludes("--app");
   AddFlagWithValue(
       command, "--reconnect", "8760h", CLI::Validator(Duration, ""),
       [&options](double seconds) { options.patience = seconds; },
@@ -296,6 +297,7 @@ void AddList(CLI::App& app, Options& options) {
       "Print a JSON array instead, of objects with name, id, flow, default, volume (0 to 1), "
       "muted and mixFormat; what cannot be had is null.");
   AddBuiltin(command, options);
+  command.get_option("--apps")->excludes("--builtin");
 }
 
 void AddVolume(CLI::App& app, Options& options) {

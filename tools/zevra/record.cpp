@@ -51,8 +51,7 @@ std::vector<SourceOptions> SourcesOf(const Options& options) {
   source.format.channels = 1;
   source.aligned = true;
   SourceOptions microphone = source;
-  microphone.endpoint.flow = Flow::kCapture;
-  microphone.endpoint.name.reset();
+  microphone.endpoint = {options.endpoint.builtin, {}, Flow::kCapture};
   if (*options.microphone != "default") microphone.endpoint.name = options.microphone;
   return {source, microphone};
 }
