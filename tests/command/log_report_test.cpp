@@ -47,10 +47,33 @@ TEST(LogReport, ValuesInForceAndWhatIsNotTakenAsMeant) {
       EXPECT_THAT(report.warnings, testing::Contains(testing::HasSubstr(row.warning))) << row.keys;
   }
   EXPECT_EQ(report_of("[logger]\nfile=a//b\\c.log\n").log_file, folder.File("a/b/c.log"));
+  EXPECT_THAT(report_of("[logger]\nfile=/dev/null/x.log\n").obstacle,
+              testing::EndsWith("cannot write /dev/null/x.log: Not a directory"));
+  EXPECT_EQ(report_of("[logger]\noutput=4\nfile=/dev/null/x.log\n").obstacle, "");
   const LogReport too_long = DescribeLog("/" + std::string(300, 'd') + "/libzevra.so");
   EXPECT_EQ(too_long.log_file + too_long.config_file, "");
   EXPECT_THAT(report_of("flush=1\n").warnings,
               testing::ElementsAre(testing::HasSubstr("no section [logger]")));
+}
+
+// The command runs in a copy of its folder, with settings of its own.
+TEST(OwnLog, TellsWhyACallFailedWhereTheLogCannotBeWritten) {
+  const test::ScratchFolder folder;
+  const std::string build = std::filesystem::path(ZEVRA_COMMAND).parent_path();
+  std::ofstream(folder.File("zevra.cfu")) << "[logger]\nfile=/dev/null/x.log\n";
+  const auto run = [&](const std::string& line) {
+    const std::string shell = "cd " + folder.File("") + "; exec 2>err; " + line;
+    EXPECT_EQ(std::system(shell.c_str()), 0);  // NOLINT(concurrency-mt-unsafe)
+    return test::ReadFile(folder.File("err"));
+  };
+  run("cp -L " + build + "/zevra " + build + "/libzevra-builtin.so.1 .; mkdir temporary");
+  EXPECT_THAT(run("TMPDIR=temporary ./zevra volume --builtin -d nobody --verbose; rmdir temporary"),
+              testing::MatchesRegex(".*::ZevraOpenDevice . error . OpenDevice 80070490\n"
+                                    "zevra: no endpoint is named \"nobody\"[^\n]*\n"));
+  // One of these allows the stream's thread and nothing for it to wait on.
+  EXPECT_THAT(run("for n in $(seq 8 40); do (ulimit -n $n; ./zevra silence --builtin -s 0.1) "
+                  "&& break; done >out"),
+              testing::HasSubstr("could not be brought up (0x80004005): LoopBackPlay: Create"));
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ Capture::Capture(const Device& device, const AudioFormat& format)
   if (const std::int32_t result = Start(); result != ZEVRA_OK) {
     device_.functions().StopCapture(device_.handle());
     running_captures[slot_].store(nullptr, std::memory_order_release);
-    throw Failure("can't capture from " + device_.Text() + ": " + ResultText(result));
+    throw Failure("can't capture from " + device_.Text() + ": " + call_.ResultText(result));
   }
 }
 
@@ -113,7 +113,8 @@ void Capture::CheckThatItRuns() {
   device_.functions().StopCapture(device_.handle());
   float volume = 0;
   const std::int32_t reason = device_.functions().GetVolume(device_.handle(), &volume);
-  throw EndpointGone(device_.Text() + " went away" + (reason < 0 ? ": " + ResultText(reason) : ""));
+  throw EndpointGone(device_.Text() + " went away" +
+                     (reason < 0 ? ": " + call_.ResultText(reason) : call_.Reason()));
 }
 
 }  // namespace zevra::command

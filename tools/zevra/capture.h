@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/zevra/device.h"
+#include "tools/zevra/own_log.h"
 #include "tools/zevra/sample_format.h"
 #include "tools/zevra/text.h"
 
@@ -50,11 +51,13 @@ class KeepAlive {
 
   // Of the start: 0 if the silence plays.
   std::int32_t result() const { return result_; }
+  std::string ResultText() const { return call_.ResultText(result_); }
   // False once the stream has ended by itself.
   bool StillPlays() const;
 
  private:
   const Device& device_;
+  const LoggedCall call_;
   const std::int32_t result_;
 };
 
@@ -100,6 +103,7 @@ class Capture {
   void CheckThatItRuns();
 
   const Device& device_;
+  const LoggedCall call_;
   const AudioFormat format_;
   PacketRing ring_;
   std::atomic<Time::rep> arrived_{0};

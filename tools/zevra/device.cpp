@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "tools/zevra/applications.h"
 #include "tools/zevra/endpoint_facts.h"
@@ -71,11 +70,12 @@ std::vector<Device> OpenNamed(const Library& library, const std::vector<Endpoint
   for (const Flow one : {Flow::kRender, Flow::kCapture}) {
     if (flow != Flow::kBoth && flow != one) continue;
     ZevraHandle handle = nullptr;
+    const LoggedCall call;
     const std::int32_t result = library.OpenDevice(&handle, wide.c_str(), DataFlow(one));
     if (result >= 0)
       found.emplace_back(library, handle, ProperName(known, name, one), one);
     else if (result != ZEVRA_E_NOT_FOUND)
-      throw Failure("can't open " + Quoted(name) + ": " + ResultText(result));
+      throw Failure("can't open " + Quoted(name) + ": " + call.ResultText(result));
   }
   return found;
 }
@@ -107,18 +107,17 @@ Device OpenDefault(const Session& session, Flow flow) {
     return OpenByName(session, name, flow);
   }
   ZevraHandle handle = nullptr;
+  const LoggedCall call;
   const std::int32_t result = library.OpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
   if (result == ZEVRA_E_NOT_FOUND) throw Failure("there is no default render endpoint");
-  if (result < 0) throw Failure("can't open the default endpoint: " + ResultText(result));
+  if (result < 0) throw Failure("can't open the default endpoint: " + call.ResultText(result));
   return {library, handle, name, Flow::kRender};
 }
 
 }  // namespace
 
-// The program's RPATH says where the files are.
-Library::Library(bool builtin) {
-  void* const file =
-      dlopen(builtin ? "libzevra-builtin.so.1" : "libzevra.so.1", RTLD_NOW | RTLD_LOCAL);
+Library::Library(const std::string& path) {
+  void* const file = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (file == nullptr)
     throw Failure(std::string("can't load the library: ") +
                   dlerror());  // NOLINT(concurrency-mt-unsafe)
@@ -134,15 +133,11 @@ Library::Library(bool builtin) {
   Find(file, "ZevraGetVolume", GetVolume);
 }
 
-std::string Library::Path() const {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<const void*>(Initialize), &info) == 0) return {};
-  return std::filesystem::absolute(info.dli_fname).lexically_normal().string();
-}
-
-Session::Session(bool builtin) : builtin_(builtin), functions_(builtin) {
+Session::Session(bool builtin, const OwnLogSetUp& log)
+    : builtin_(builtin), functions_(log.load_path()) {
+  const LoggedCall call;
   const std::int32_t result = functions_.Initialize();
-  if (result < 0) throw Failure("can't start: " + ResultText(result));
+  if (result < 0) throw Failure("can't start: " + call.ResultText(result));
   ZevraDeviceList list{};
   if (functions_.GetDeviceList(&list) != ZEVRA_E_SERVICE_NOT_RUNNING) return;
   functions_.Uninitialize();

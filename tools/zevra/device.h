@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/zevra/options.h"
+#include "tools/zevra/own_log.h"
 #include "zevra/zevra.h"
 
 namespace zevra::command {
@@ -14,10 +15,7 @@ namespace zevra::command {
 // have the same twelve names, so neither can be linked. Stays loaded to the end of the process.
 struct Library {
   // Failure where the file or one of its functions is not there.
-  explicit Library(bool builtin);
-
-  // Full path of the file that was loaded.
-  std::string Path() const;
+  explicit Library(const std::string& path);
 
   decltype(&ZevraInitialize) Initialize = nullptr;
   decltype(&ZevraUninitialize) Uninitialize = nullptr;
@@ -36,7 +34,7 @@ class Session {
  public:
   // Failure where the library cannot be initialised or no sound server answers: a melody in the
   // place of the machine's sound would only look like a recording.
-  explicit Session(bool builtin);
+  explicit Session(bool builtin) : Session(builtin, OwnLogSetUp(LibraryPath(builtin))) {}
   ~Session() { functions_.Uninitialize(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -45,6 +43,8 @@ class Session {
   bool builtin() const { return builtin_; }
 
  private:
+  Session(bool builtin, const OwnLogSetUp& log);
+
   const bool builtin_;
   const Library functions_;
 };

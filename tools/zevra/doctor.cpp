@@ -1,6 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -17,6 +15,7 @@
 #include "tools/zevra/log_report.h"
 #include "tools/zevra/meter.h"
 #include "tools/zevra/options.h"
+#include "tools/zevra/own_log.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
@@ -37,6 +36,12 @@ std::string FullPath(const std::string& library) {
   return std::filesystem::absolute(library, error).lexically_normal().string();
 }
 
+std::string SettingsFile(const LogReport& report, const char* missing) {
+  if (!report.config_file_found) return report.config_file + missing;
+  const bool is_link = report.config_target != report.config_file;
+  return report.config_file + (is_link ? " (that is " + report.config_target + ")" : "");
+}
+
 // What was looked at, how it is, and what to do about it.
 struct Finding {
   const char* subject;
@@ -49,20 +54,13 @@ using Findings = std::vector<Finding>;
 void LookAtLog(const std::string& library, Findings& findings) {
   const LogReport report = DescribeLog(library);
   findings.push_back({"Library", "ok", library});
-  findings.push_back(
-      {"Settings", "ok",
-       report.config_file + (report.config_file_found ? "" : " is not there: defaults hold")});
+  findings.push_back({"Settings", "ok", SettingsFile(report, " is not there: defaults hold")});
   for (const std::string& warning : report.warnings)
-    findings.push_back({"Settings", "note", warning, "correct " + report.config_file});
-  const std::filesystem::path log = report.log_file;
-  const bool there = access(log.c_str(), F_OK) == 0;
-  if (access(there ? log.c_str() : log.parent_path().c_str(), W_OK) == 0) {
-    findings.push_back({"Log", "ok", log.string()});
-  } else {
-    findings.push_back(
-        {"Log", "note", log.string() + " cannot be written by this user",
-         "name another file with file= in the section [logger] of " + report.config_file});
-  }
+    findings.push_back({"Settings", "note", warning, "correct " + report.config_target});
+  if (report.obstacle.empty())
+    findings.push_back({"Log", "ok", report.log_file});
+  else
+    findings.push_back({"Log", "note", report.obstacle, report.remedy});
 }
 
 // Which library other programs get: this one is told by its own RPATH.
@@ -167,7 +165,7 @@ void Doctor(const Options& options) {
   const char* subject = "Library";
   const char* advice = "install the package libzevra1";
   try {
-    const std::string library = Library(false).Path();
+    const std::string library = LibraryPath(false);
     LookAtLog(library, findings);
     LookAtCopies(library, findings);
     subject = "Sound server";
@@ -189,16 +187,18 @@ void Doctor(const Options& options) {
 
 void Log(const Options& options) {
   const std::string library =
-      options.module_path.empty() ? Library(false).Path() : FullPath(options.module_path);
+      options.module_path.empty() ? LibraryPath(false) : FullPath(options.module_path);
   const LogReport report = DescribeLog(library);
   PrintTable({{"Log file", report.log_file},
-              {"Settings file",
-               report.config_file + (report.config_file_found ? "" : " (not there: defaults)")}});
+              {"Settings file", SettingsFile(report, " (not there: defaults)")}});
   std::puts("");
   std::vector<std::vector<std::string>> table = {{"SETTING", "FROM", "VALUE"}};
   for (const LogSetting& setting : report.settings)
     table.push_back({setting.key, setting.source, setting.value});
   PrintTable(table);
+  if (!report.obstacle.empty())
+    std::fprintf(stderr, "zevra: warning: %s; %s\n", report.obstacle.c_str(),
+                 report.remedy.c_str());
   for (const std::string& warning : report.warnings)
     std::fprintf(stderr, "zevra: warning: %s\n", warning.c_str());
 }

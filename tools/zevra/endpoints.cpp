@@ -12,6 +12,7 @@
 #include "tools/zevra/endpoint_facts.h"
 #include "tools/zevra/meter.h"
 #include "tools/zevra/options.h"
+#include "tools/zevra/own_log.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
@@ -98,9 +99,10 @@ void Volume(const Options& options) {
   const Session session(options.endpoint.builtin);
   const Device device = OpenDevice(session, options.endpoint);
   float volume = 0;
+  const LoggedCall call;
   const std::int32_t result = device.functions().GetVolume(device.handle(), &volume);
   if (result < 0)
-    throw Failure("can't read the volume of " + device.Text() + ": " + ResultText(result));
+    throw Failure("can't read the volume of " + device.Text() + ": " + call.ResultText(result));
   std::printf("%s: %.0f %%\n", device.name().empty() ? "default" : device.name().c_str(),
               static_cast<double>(volume) * 100);
 }
@@ -112,7 +114,7 @@ void Silence(const Options& options) {
   const Device device = OpenDevice(session, choice);
   const KeepAlive silence(device);
   if (silence.result() != ZEVRA_OK)
-    throw Failure("can't play silence on " + device.Text() + ": " + ResultText(silence.result()));
+    throw Failure("can't play silence on " + device.Text() + ": " + silence.ResultText());
   Terminal terminal(stdout);
   CatchSignals();
   if (!options.quiet) terminal.Line("Playing silence on " + device.Text());

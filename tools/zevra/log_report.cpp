@@ -1,11 +1,19 @@
 #include "tools/zevra/log_report.h"
 
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <system_error>
 
 #include "log/paths.h"
 #include "log/settings.h"
@@ -183,6 +191,54 @@ void CheckLayout(const std::string& config_file, std::vector<std::string>& warni
   }
 }
 
+// The program has one thread yet when these are asked.
+std::string NameOfUser(uid_t user) {
+  const passwd* const entry = getpwuid(user);  // NOLINT(concurrency-mt-unsafe)
+  return entry != nullptr ? entry->pw_name : "user " + std::to_string(user);
+}
+
+std::string NameOfGroup(gid_t group) {
+  const struct group* const entry = getgrgid(group);  // NOLINT(concurrency-mt-unsafe)
+  return "the group " + (entry != nullptr ? std::string(entry->gr_name) : std::to_string(group));
+}
+
+std::string WhoCanWrite(const struct stat& status) {
+  std::string who = "root";
+  if (status.st_uid != 0 && (status.st_mode & S_IWUSR) != 0) who = NameOfUser(status.st_uid);
+  return who + ((status.st_mode & S_IWGRP) != 0 ? " and " + NameOfGroup(status.st_gid) : "");
+}
+
+// What keeps this user from writing the file or, where it is not there yet, from making it: the
+// system's words and who could. Empty where nothing does.
+std::string ObstacleTo(const std::string& file) {
+  std::filesystem::path place = file;
+  struct stat status {};
+  int error = 0;
+  while (stat(place.c_str(), &status) != 0) {
+    if (errno != ENOENT && error == 0) error = errno;
+    if (place == place.parent_path()) break;
+    place = place.parent_path();
+  }
+  const bool is_there = place == file;
+  std::string who;
+  if (is_there && (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode)))
+    error = S_ISDIR(status.st_mode) ? EISDIR : ESPIPE;
+  if (error == 0 &&
+      faccessat(AT_FDCWD, place.c_str(), is_there ? R_OK | W_OK : W_OK | X_OK, AT_EACCESS) != 0) {
+    error = errno;
+    if (error == EACCES) who = "; " + WhoCanWrite(status) + " can";
+  }
+  if (error == 0) return {};
+  return NameOfUser(geteuid()) + " cannot write " + file + ": " +
+         std::generic_category().message(error) + who;
+}
+
+std::string RemedyFor(const LogReport& report, bool has_file_key) {
+  return (has_file_key ? "change the line file=" + report.log_file : "put a line file=PATH") +
+         " in the section [logger] of " + report.config_target +
+         ", or output=5 there for the system log too";
+}
+
 }  // namespace
 
 LogReport DescribeLog(const std::string& library_path) {
@@ -192,6 +248,10 @@ LogReport DescribeLog(const std::string& library_path) {
       library_path.size() < kPathLimit ? DirectoryOf(library_path) : std::string();
   report.config_file = AnchorIn(directory, "zevra.cfu");
   report.config_file_found = ModifiedTime(report.config_file.c_str()) != 0;
+
+  std::error_code error;
+  const auto target = std::filesystem::canonical(report.config_file, error);
+  report.config_target = error ? report.config_file : target.string();
 
   Log_Settings settings("zevra.log", "zevra logging");
   settings.read_log_config(kSection, report.config_file.c_str());
@@ -212,10 +272,34 @@ LogReport DescribeLog(const std::string& library_path) {
     if (in_file) CheckValue(key, text, report.warnings);
   }
   CheckEffects(settings.values, heap, report.warnings);
+  if ((settings.values.output & kOutputFile) != 0 && !report.log_file.empty()) {
+    report.obstacle = ObstacleTo(report.log_file);
+    std::string file;
+    heap.get_value("file", file);
+    if (!report.obstacle.empty()) report.remedy = RemedyFor(report, !file.empty());
+    report.keeps_errors = report.obstacle.empty() && (settings.values.level & kLevelError) != 0;
+  }
   if (report.log_file.empty() || report.log_file.size() > kPathLimit)
     report.warnings.emplace_back("a path is longer than 260 characters: there will be no log file");
   if (report.config_file_found) CheckLayout(report.config_file, report.warnings);
   return report;
+}
+
+std::string SettingsForFile(const LogReport& report, const std::string& file) {
+  Log_Settings settings;
+  settings.read_log_config(kSection, report.config_file.c_str());
+  // Of keys that stand there twice the first counts.
+  std::string text = "[logger]\nfile=" + file + "\nhead=0\nstyle=long\nmode=0\n";
+  text += "maxsize=65536\noverwrite=1\n";
+  text += "output=" + Hexadecimal(settings.values.output | kOutputFile) + "\n";
+  text += "level=" + Hexadecimal(settings.values.level | kLevelError) + "\n";
+  const Log_Cfg_Heap_Reg heap(kSection, report.config_file.c_str());
+  for (const Key& key : kKeys) {
+    std::string value;
+    heap.get_value(key.name, value);
+    if (!value.empty()) text += std::string(key.name) + "=" + value + "\n";
+  }
+  return text;
 }
 
 }  // namespace zevra

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/zevra/options.h"
+#include "tools/zevra/own_log.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 
@@ -89,13 +90,28 @@ std::string Explain(const CLI::App& app, const CLI::Error& error) {
   return text + "; see zevra " + (commands.empty() ? "" : place.get_name() + " ") + "--help";
 }
 
-int Complain(const std::string& line, int exit_code, bool to_program = false) {
+bool IsReadByPrograms(const Options& options) {
+  return options.json && options.command == Options::Command::kRecord;
+}
+
+// Puts a line on standard error, where programs get events.
+void Tell(const char* event, const std::string& line, bool to_program) {
   using Json = nlohmann::ordered_json;
-  const Json event = {{"event", "error"}, {"time", TimeStamp()}, {"message", line}};
+  const Json json = {{"event", event}, {"time", TimeStamp()}, {"message", line}};
   const std::string text =
-      to_program ? event.dump(-1, ' ', false, Json::error_handler_t::replace) : "zevra: " + line;
+      to_program ? json.dump(-1, ' ', false, Json::error_handler_t::replace) : line;
   std::fprintf(stderr, "%s\n", text.c_str());
+}
+
+int Complain(const std::string& line, int exit_code, bool to_program = false) {
+  Tell("error", to_program ? line : "zevra: " + line, to_program);
   return exit_code;
+}
+
+// Waits for the end, so that no line falls into a picture.
+void ShowFailures(const Options& options) {
+  if (!options.verbose) return;
+  for (const std::string& line : OwnFailures()) Tell("log", line, IsReadByPrograms(options));
 }
 
 int Main(int argc, char** argv) {
@@ -116,12 +132,13 @@ int Main(int argc, char** argv) {
     } catch (const CLI::Error& error) {
       return Complain(Explain(app, error), kExitBadArguments);
     }
+    ShowFailures(options);
     FinishStandardOutput();
   } catch (const BadArgument& failure) {
     return Complain(failure.what(), kExitBadArguments);
   } catch (const std::exception& failure) {
-    const bool to_program = options.json && options.command == Options::Command::kRecord;
-    return Complain(failure.what(), kExitFailed, to_program);
+    ShowFailures(options);
+    return Complain(failure.what(), kExitFailed, IsReadByPrograms(options));
   }
   return kExitOk;
 }

@@ -72,6 +72,9 @@ void AddBuiltin(CLI::App& command, Options& options) {
   command.add_flag("--builtin", options.endpoint.builtin,
                    "Use the endpoints inside this program, which play a melody, instead of the "
                    "machine's: to try things without a sound server.");
+  command.add_flag("--verbose", options.verbose,
+                   "At the end, print on standard error what the library logged of calls that "
+                   "failed.");
 }
 
 void AddDevice(CLI::App& command, Options& options, const std::string& what) {

@@ -44,6 +44,7 @@ struct Options {
   std::optional<double> skip_silence;
   std::optional<double> start_on_sound;
   bool quiet = false;
+  bool verbose = false;
   bool json = false;
   // What is listed are applications.
   bool apps = false;

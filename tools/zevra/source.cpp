@@ -45,7 +45,7 @@ void Source::Open(const EndpointChoice& choice) {
     keep_alive_.emplace(*device_);
     if (keep_alive_->result() != ZEVRA_OK) {
       tell_("warning", fmt::format("can't keep {} awake ({}): while it is silent nothing may come",
-                                   device_->Text(), ResultText(keep_alive_->result())));
+                                   device_->Text(), keep_alive_->ResultText()));
     }
   }
   capture_.emplace(*device_, options_.format);

@@ -33,7 +33,7 @@ std::size_t ColumnsOf(char32_t character) {
 const char* Words(std::int32_t result) {
   switch (result) {
     case ZEVRA_E_FAIL:
-      return "the stream could not be brought up, the log says why";
+      return "the stream could not be brought up";
     case ZEVRA_E_UNEXPECTED:
       return "two endpoints share the name, or one has no readable name";
     case ZEVRA_E_OUTOFMEMORY:
@@ -105,6 +105,8 @@ std::string ResultText(std::int32_t result) {
   return words != nullptr ? fmt::format("{} (0x{:08X})", words, bits)
                           : fmt::format("error 0x{:08X}", bits);
 }
+
+bool SaysEnough(std::int32_t result) { return result != ZEVRA_E_FAIL && Words(result) != nullptr; }
 
 std::string SystemText(int error) { return std::generic_category().message(error); }
 

@@ -49,6 +49,8 @@ class BadArgument : public Failure {
 
 // What a result of the library means, for a person: words where there are any, and the value.
 std::string ResultText(std::int32_t result);
+// Whether those words tell the reason.
+bool SaysEnough(std::int32_t result);
 // What an error number of the system means.
 std::string SystemText(int error);
 
