@@ -38,6 +38,7 @@ awk '/^<!-- not run: / { skip = 1; next }
   /^```./ { fence = substr($0, 4); first = 1; next }
   /^```$/ { fence = file = ""; skip = 0; next }
   fence == "sh" || (!fence && /^    /) { sub(/^    /, ""); if (!skip) print; next }
+  !fence && NF { skip = 0 }
   first && match($0, /[a-z]+\.(c|cpp|py)/) { file = substr($0, RSTART, RLENGTH) }
   { first = 0; if (file) print >file }' "$page" >lines
 failed=0
