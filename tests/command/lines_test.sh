@@ -52,7 +52,7 @@ while IFS= read -r line; do
   cat out
 done <lines
 for file in "$@"; do
-  [[ $(find . -name "$file" -size +0) ]] || { failed=1 && echo "nothing in $file"; }
+  [[ $(find . -path "./$file" -size +0) ]] || { failed=1 && echo "nothing in $file"; }
 done
 (($(wc -l <lines) >= least)) || { failed=1 && echo "too few lines: $(cat lines)"; }
 exit "$failed"
