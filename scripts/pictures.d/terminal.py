@@ -18,7 +18,7 @@ import time
 
 import pyte
 
-COLUMNS, LINES = 76, 24
+COLUMNS, LINES = 92, 24
 CELL_WIDTH, CELL_HEIGHT, MARGIN, BAR = 8.4, 19, 14, 30
 
 FOREGROUND, BACKGROUND = "#d7dae0", "#1d2025"
