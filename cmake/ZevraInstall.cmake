@@ -48,8 +48,10 @@ if(NOT WIN32)
 endif()
 if(WIN32)
   # What the compiler links into the DLL comes with terms of its own.
-  set(notices "The DLL and the example contain parts of the run-time libraries of mingw-w64 and GCC.\n")
-  foreach(package IN ITEMS mingw-w64-x86-64-dev gcc-mingw-w64-base)
+  set(notices "The programs contain parts of the run-time libraries of mingw-w64 and GCC; zevra.exe also\n")
+  string(APPEND notices "of CLI11, {fmt}, JSON for Modern C++ and UTF8-CPP.\n")
+  foreach(package IN ITEMS mingw-w64-x86-64-dev gcc-mingw-w64-base libcli11-dev libfmt-dev
+                           nlohmann-json3-dev libutfcpp-dev)
     file(READ "/usr/share/doc/${package}/copyright" text)
     string(APPEND notices "\n---- Debian's ${package} ----\n\n${text}")
   endforeach()

@@ -21,6 +21,7 @@ diff <(find . -type f | LC_ALL=C sort) - <<'END_OF_LIST'
 ./THIRD-PARTY-NOTICES.txt
 ./bin/record.exe
 ./bin/zevra.dll
+./bin/zevra.exe
 ./examples/record.c
 ./include/zevra/zevra.h
 ./include/zevra/zevra.hpp

@@ -46,5 +46,21 @@ wine record.exe tone.wav 5 "$row"
 sounding=$(tail -c +45 tone.wav | tr -d '\0' | wc -c)
 rm tone.wav
 ((sounding > 32000 && sounding <= 160000))
+
+# The command, from the monitor and, where this Wine has loopback, from the endpoint itself.
+export LC_ALL=C.UTF-8
+endpoints=("monitor of Zevra Speakers")
+(($# > 1)) || endpoints+=("Zevra Speakers")
+wine zevra.exe list | grep -E '^Monitor of Zevra Speakers +capture +100 %'
+for endpoint in "${endpoints[@]}"; do
+  wine zevra.exe volume --device "$endpoint" | grep ': 100 %'
+  wine zevra.exe meter --seconds 2 --device "$endpoint" | grep -E 'peak  L -(5\.9|6\.[01])'
+  wine zevra.exe record -f s16 -r 16000 -c 1 --seconds 2 --device "$endpoint" "Ωδός %H.wav" ||
+    echo "a busy machine held packets back, which is told"
+  # Half of full scale, and more only where this machine had no time for a packet.
+  tail -c +45 Ωδός\ [0-9][0-9].wav | head -c 64000 | od -An -v -td2 -w2 |
+    awk '$1 > most { most = $1 } END { print NR, most; exit !(NR == 32000 && most > 16000 && most < 20000) }'
+  rm Ωδός*.wav
+done
 # Without Media Foundation, as on some servers, the capture runs all the same.
 WINEDLLOVERRIDES="$WINEDLLOVERRIDES;mfplat=" wine record.exe none.wav 1 "$row" | grep -F 'none.wav: 0.00 seconds'

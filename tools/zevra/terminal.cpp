@@ -1,18 +1,11 @@
 #include "tools/zevra/terminal.h"
 
-#include <fcntl.h>
-#include <langinfo.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <initializer_list>
 
+#include "tools/zevra/console.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
@@ -26,74 +19,24 @@ const char* Variable(const char* name) {
   return std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
 }
 
-bool LocaleHasUtf8() {
-  return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;  // NOLINT(concurrency-mt-unsafe)
-}
-
-bool IsTerminal(std::FILE* out) {
-  const char* const kind = Variable("TERM");
-  return isatty(fileno(out)) == 1 && (kind == nullptr || std::strcmp(kind, "dumb") != 0);
-}
-
-volatile std::sig_atomic_t interrupted = 0;
-// The terminal whose cursor is hidden, or -1.
-volatile std::sig_atomic_t hidden_on = -1;
-
-constexpr char kHideCursor[] = "\x1b[?25l";
-constexpr char kShowCursor[] = "\x1b[?25h";
-
-void ShowCursorNow() {
-  if (hidden_on < 0) return;
-  static_cast<void>(write(hidden_on, kShowCursor, sizeof kShowCursor - 1) > 0);
-}
-
-void OnEndSignal(int signal) {
-  if (interrupted != 0) {
-    ShowCursorNow();
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-  }
-  interrupted = 1;
-}
-
-// Ctrl-Z: the shell gets its terminal back as it was.
-void OnPause(int /*signal*/) {
-  const int error = errno;
-  ShowCursorNow();
-  std::raise(SIGSTOP);
-  if (hidden_on >= 0) static_cast<void>(write(hidden_on, kHideCursor, sizeof kHideCursor - 1) > 0);
-  errno = error;
-}
-
-void Handle(int signal, void (*handler)(int)) {
-  struct sigaction before {};
-  struct sigaction now {};
-  now.sa_handler = handler;
-  // Not restarting, so that a write that hangs comes back.
-  if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
-    sigaction(signal, &now, nullptr);
-}
-
 }  // namespace
 
 Terminal::Terminal(std::FILE* out)
     : out_(out),
-      live_(IsTerminal(out)),
-      utf8_(LocaleHasUtf8()),
+      live_(CanRedraw(out)),
+      utf8_(ConsoleHasUtf8()),
       colour_(live_ && Variable("NO_COLOR") == nullptr) {}
 
 Terminal::~Terminal() { Erase(); }
 
 std::size_t Terminal::Width() const {
-  winsize size{};
-  const bool known = ioctl(fileno(out_), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : kUsualWidth;
+  const std::size_t known = SizeOfWindow(out_).columns;
+  return known > 0 ? known : kUsualWidth;
 }
 
 std::size_t Terminal::Height() const {
-  winsize size{};
-  const bool known = ioctl(fileno(out_), TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
-  return known ? size.ws_row : kUsualHeight;
+  const std::size_t known = SizeOfWindow(out_).lines;
+  return known > 0 ? known : kUsualHeight;
 }
 
 void Terminal::Line(const std::string& text) {
@@ -106,8 +49,8 @@ void Terminal::Redraw(const std::vector<std::string>& lines) {
   // The line below the block is the cursor's.
   const std::size_t shown = std::min(lines.size(), Height() - 1);
   std::string frame;
-  if (hidden_on < 0) {
-    hidden_on = fileno(out_);
+  if (!IsCursorHidden()) {
+    NoteHiddenCursor(out_);
     frame = kHideCursor;
   }
   if (block_lines_ > 0) frame += "\r\x1b[" + std::to_string(block_lines_) + "A";
@@ -119,13 +62,13 @@ void Terminal::Redraw(const std::vector<std::string>& lines) {
 }
 
 void Terminal::Erase() {
-  if (hidden_on < 0) return;
+  if (!IsCursorHidden()) return;
   // From the first column: an echoed ^C may have moved the cursor.
   if (block_lines_ > 0) std::fprintf(out_, "\r\x1b[%zuA", block_lines_);
   std::fprintf(out_, "\x1b[J%s", kShowCursor);
   std::fflush(out_);
   block_lines_ = 0;
-  hidden_on = -1;
+  NoteHiddenCursor(nullptr);
 }
 
 void PrintTable(const std::vector<std::vector<std::string>>& rows, std::size_t width) {
@@ -144,23 +87,6 @@ void PrintTable(const std::vector<std::vector<std::string>>& rows, std::size_t w
     std::puts(Clipped(line, width).c_str());
   }
 }
-
-void FillStandardDescriptors() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (fcntl(descriptor, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_RDWR));
-}
-
-void IgnoreWriteSignals() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-}
-
-void CatchSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) Handle(signal, OnEndSignal);
-  Handle(SIGTSTP, OnPause);
-}
-
-bool Interrupted() { return interrupted != 0; }
 
 void FinishStandardOutput() {
   const int error = std::fflush(stdout) != 0 ? errno : 0;

@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cwchar>
+#include <iterator>
 #include <system_error>
 
+#include "tools/zevra/console.h"
 #include "zevra/zevra.h"
 
 namespace zevra::command {
@@ -23,11 +24,6 @@ std::u32string Characters(std::string_view text) {
 
 bool SameLetter(char a, char b) {
   return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
-}
-
-std::size_t ColumnsOf(char32_t character) {
-  const int width = wcwidth(static_cast<wchar_t>(character));
-  return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
 const char* Words(std::int32_t result) {
@@ -52,7 +48,10 @@ const char* Words(std::int32_t result) {
 }  // namespace
 
 Utf16 ToUtf16(std::string_view text) {
-  return utf8::utf8to16(utf8::replace_invalid(std::string(text)));
+  const std::string good = utf8::replace_invalid(std::string(text));
+  Utf16 out;
+  utf8::utf8to16(good.begin(), good.end(), std::back_inserter(out));
+  return out;
 }
 
 std::string ToUtf8(Utf16View text) {

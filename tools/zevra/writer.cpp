@@ -1,9 +1,7 @@
 #include "tools/zevra/writer.h"
 
-#include <fcntl.h>
+#include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,25 +9,11 @@
 #include <ctime>
 #include <utility>
 
-#include "tools/zevra/terminal.h"
+#include "tools/zevra/console.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {
 namespace {
-
-constexpr mode_t kMode = 0666;
-
-bool IsRegular(int descriptor) {
-  struct stat status {};
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// A pipe that is opened for reading too never tells that its reader has gone.
-int Open(const std::string& path) {
-  struct stat status {};
-  const bool stream = stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-  return open(path.c_str(), (stream ? O_WRONLY : O_RDWR) | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
-}
 
 constexpr std::pair<const char*, Container> kEndings[] = {
     {".wav", Container::kWav},   {".flac", Container::kFlac}, {".ogg", Container::kVorbis},
@@ -46,15 +30,8 @@ Container ContainerOf(const Target& target) {
   return Container::kByName;
 }
 
-std::tm LocalTime() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  return local;
-}
-
 std::string Formatted(const std::string& pattern) {
-  const std::tm local = LocalTime();
+  const std::tm local = fmt::localtime(std::time(nullptr));
   // A field may become longer than it is written, and an empty result looks like one that does not
   // fit.
   std::string out(pattern.size() * 16 + 64, '\0');
@@ -119,55 +96,6 @@ class SplitWriter final : public AudioWriter {
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path)
-    : path_(path == "-" ? "to standard output" : path),
-      descriptor_(path == "-" ? STDOUT_FILENO : Open(path)) {
-  if (descriptor_ >= 0) {
-    seekable_ = path != "-" && IsRegular(descriptor_);
-    return;
-  }
-  error_ = errno;
-  Fail();
-}
-
-OutputFile::~OutputFile() {
-  if (descriptor_ != STDOUT_FILENO) close(descriptor_);
-}
-
-bool OutputFile::Write(std::span<const std::uint8_t> bytes) {
-  const off_t begin = seekable_ ? lseek(descriptor_, 0, SEEK_CUR) : 0;
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t written = write(descriptor_, bytes.data() + done, bytes.size() - done);
-    if (written >= 0) {
-      done += static_cast<std::size_t>(written);
-    } else if (errno != EINTR) {
-      if (error_ == 0) error_ = errno;
-      return seekable_ && TakeBack(begin, static_cast<off_t>(done));
-    } else if (Interrupted() && !seekable_) {
-      // Whoever should read may never do so again.
-      return true;
-    }
-  }
-  return true;
-}
-
-// Always false. Only at the end: a header is no block to lose.
-bool OutputFile::TakeBack(std::int64_t begin, std::int64_t written) const {
-  struct stat status {};
-  if (fstat(descriptor_, &status) == 0 && begin + written == status.st_size) {
-    static_cast<void>(ftruncate(descriptor_, begin) == 0 &&
-                      lseek(descriptor_, begin, SEEK_SET) == begin);
-  }
-  return false;
-}
-
-bool OutputFile::WriteHeader(std::span<const std::uint8_t> bytes) {
-  const ssize_t written = pwrite(descriptor_, bytes.data(), bytes.size(), 0);
-  if (written == static_cast<ssize_t>(bytes.size())) return true;
-  if (error_ == 0) error_ = written < 0 ? errno : ENOSPC;
-  return false;
-}
-
 void OutputFile::Fail(const std::string& reason) const {
   if (error_ == EPIPE)
     throw Failure("whoever read " + (path_.starts_with("to ") ? path_.substr(3) : path_) +
@@ -185,11 +113,10 @@ void CheckWritable(const Target& target) {
   Target known = target;
   known.container = ContainerOf(target);
   if (known.container == Container::kByName) {
-    throw BadArgument("can't tell what to write into " + target.file +
-                      ": end the name in .wav, .flac, .ogg, .opus or .mp3, or give - for standard "
-                      "output");
+    throw BadArgument("can't tell what to write into " + target.file + ": end the name in " +
+                      FileEndings() + ", or give - for standard output");
   }
-  if (target.file == "-" && isatty(STDOUT_FILENO) == 1) {
+  if (target.file == "-" && IsConsole(stdout)) {
     throw BadArgument(
         "samples say nothing on a terminal: send standard output to a program or a file, or name a "
         "file");
@@ -208,6 +135,9 @@ std::unique_ptr<AudioWriter> OpenWriter(const Target& target) {
   return OpenOne(known);
 }
 
-std::string TimeStamp() { return Formatted("%Y-%m-%dT%H:%M:%S%z"); }
+// Not by Formatted: on Windows %z would be the zone's name.
+std::string TimeStamp() {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S%z}", fmt::localtime(std::time(nullptr)));
+}
 
 }  // namespace zevra::command

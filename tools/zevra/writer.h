@@ -85,6 +85,8 @@ std::unique_ptr<AudioWriter> OpenPlain(const Target& target);
 std::unique_ptr<AudioWriter> OpenEncoded(const Target& target);
 // BadArgument for a format that the encoder does not take.
 void CheckEncodable(const Target& target);
+// The endings of names that can be written, for a message.
+std::string FileEndings();
 
 // This moment with the offset of its zone, as recordings carry it.
 std::string TimeStamp();

@@ -175,4 +175,6 @@ std::unique_ptr<AudioWriter> OpenEncoded(const Target& target) {
   return std::make_unique<EncodedWriter>(target);
 }
 
+std::string FileEndings() { return ".wav, .flac, .ogg, .opus or .mp3"; }
+
 }  // namespace zevra::command
