@@ -67,7 +67,7 @@ set xtics (1, 2, 4, 8)
 set xrange [0.9:9]
 set xlabel "threads" offset 0,0.5
 set ylabel "ns a line"
-set key top left
+set key outside right top
 plot rows("log_bench-pulseaudio", "WriteZevra/flush") using 2:3 with linespoints linestyle 1 title "zevra, each line flushed", \
      rows("log_bench-pulseaudio", "WriteZevra/plain") using 2:3 with linespoints linestyle 5 title "zevra, not flushed", \
      rows("log_bench-pulseaudio", "WriteSpdlog/flush") using 2:3 with linespoints linestyle 2 title "spdlog, each line flushed", \
@@ -83,7 +83,7 @@ set ylabel "dB"
 set xlabel "tone, as a share of the lower rate" offset 0,0.5
 set title "Gain, 48 to 16 kHz"
 set yrange [-12:1]
-set key bottom left
+set key inside bottom left
 curves = "'zevra' 'soxr HQ' 'libswresample'"
 plot for [i=1:3] rows("quality-pulseaudio", word(curves, i) . " gain") using 2:3 with lines linestyle i title word(curves, i)
 unset label 1
