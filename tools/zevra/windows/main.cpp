@@ -3,61 +3,17 @@
 #include <shellapi.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <iterator>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/zevra/options.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
-#include "tools/zevra/writer.h"
 
 namespace zevra::command {
 namespace {
-
-// What of the command line there is on Windows.
-constexpr std::string_view kCommands[] = {"record", "meter", "list", "volume", "silence"};
-constexpr std::string_view kOptions[] = {
-    "help", "format",   "container",     "split", "device", "flow", "seconds",
-    "rate", "channels", "no-keep-alive", "json",  "quiet",  "FILE"};
-
-template <class List>
-bool Has(const List& list, const std::string& name) {
-  return std::find(std::begin(list), std::end(list), name) != std::end(list);
-}
-
-void RemoveOptions(CLI::App& command, bool json) {
-  for (CLI::Option* option : command.get_options()) {
-    const std::string name =
-        option->get_lnames().empty() ? option->get_name(true) : option->get_lnames().front();
-    if (name == "FILE")
-      option->description(
-          "Where to: a name that ends in .wav, which is overwritten, or - for "
-          "standard output. Fields like %Y-%m-%d or %H.%M stand for the time of "
-          "its start.");
-    if (!Has(kOptions, name) || (name == "json" && !json)) command.remove_option(option);
-  }
-}
-
-void DescribeHere(CLI::App& app, Options& options) {
-  Describe(app, options);
-  for (CLI::App* command : app.get_subcommands({})) {
-    const std::string name = command->get_name();
-    if (!Has(kCommands, name)) {
-      app.remove_subcommand(command);
-      continue;
-    }
-    RemoveOptions(*command, name == "list");
-    if (name == "record")
-      command->footer(
-          "Examples:\n  zevra record --seconds 10 tune.wav\n"
-          "  zevra record --rate 16000 --channels 1 speech.wav");
-  }
-}
 
 void Run(const Options& options) {
   switch (options.command) {
@@ -94,9 +50,7 @@ int Complain(const std::string& line, int exit_code) {
 int Main() {
   Options options;
   CLI::App app;
-  // A word that begins with a slash may be a path.
-  app.allow_windows_style_options(false);
-  DescribeHere(app, options);
+  Describe(app, options);
   try {
     app.parse(Arguments());
     Run(options);
