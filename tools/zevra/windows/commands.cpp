@@ -33,7 +33,10 @@ class Recording {
         frames_wanted_(options.seconds ? static_cast<std::uint64_t>(
                                              std::llround(*options.seconds * options.format.rate))
                                        : std::numeric_limits<std::uint64_t>::max()),
-        view_(terminal, options.format.channels, options.seconds),
+        view_(terminal, options.format.channels, options.seconds,
+              options.spectrum ? std::optional<Spectrum>(std::in_place, options.format.rate,
+                                                         options.format.channels)
+                               : std::nullopt),
         total_(options.format.channels),
         // What is not kept awake may deliver nothing, and then nothing is what was asked for.
         source_(options,

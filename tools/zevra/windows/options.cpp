@@ -133,9 +133,12 @@ void Describe(CLI::App& app, Options& options) {
   app.get_formatter()->label("Positionals", "Arguments");
   app.get_formatter()->label("REQUIRED", "");
   AddRecord(app, options);
-  AddCapture(AddCommand(app, options, Options::Command::kMeter, "meter",
-                        "Show the level of each channel until Ctrl-C, in decibels of full scale."),
-             options);
+  CLI::App& meter =
+      AddCommand(app, options, Options::Command::kMeter, "meter",
+                 "Show the level of each channel until Ctrl-C, in decibels of full scale.");
+  AddCapture(meter, options);
+  meter.add_flag("--spectrum", options.spectrum,
+                 "Also show how loud each octave from 31 Hz to 16 kHz is, over all channels.");
   CLI::App& list = AddCommand(app, options, Options::Command::kList, "list",
                               "List the active endpoints: name, flow, whether it is the default of "
                               "its flow, and volume.");
