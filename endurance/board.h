@@ -26,12 +26,12 @@ enum class Call {
 };
 inline constexpr std::size_t kCalls = 10;
 
-// What a function promises of its time, without the margin for a loaded machine.
+// What a function kPromises of its time, without the margin for a loaded machine.
 struct CallPromise {
   const char* name;
   int limit_ms;
 };
-extern const std::array<CallPromise, kCalls> promises;
+extern const std::array<CallPromise, kCalls> kPromises;
 
 inline constexpr std::size_t kHosts = 4;
 
@@ -42,6 +42,7 @@ struct CallSlot {
   std::atomic<std::int64_t> begin_ms, limit_ms;
 };
 
+// Whether a capture is what the other client's is.
 enum class Verdict { kNone, kExact, kWrong };
 
 // Orders to a host, and its answers. A round counts from 1.
@@ -66,6 +67,8 @@ struct Event {
 
 struct Board {
   std::int64_t begin_ms;
+  // Where the driver keeps what another client of the server captured in a check.
+  std::array<char, 256> heard_file;
   std::atomic<bool> over;  // the hosts give everything back and end
   std::atomic<bool> failed;
   std::array<char, 1000> failure;

@@ -88,7 +88,7 @@ std::int32_t Make(Call call, const std::function<std::int32_t()>& function) {
   const std::int64_t begin_ms = NowMs();
   if (mine.slot != nullptr) {
     mine.slot->call = static_cast<int>(call);
-    mine.slot->limit_ms = promises.at(index).limit_ms;
+    mine.slot->limit_ms = kPromises.at(index).limit_ms;
     mine.slot->begin_ms = begin_ms;
   } else {
     Fail("the board has no slot left for a thread");
@@ -105,10 +105,10 @@ std::int32_t Make(Call call, const std::function<std::int32_t()>& function) {
   const bool usual = result == 0 || result == ZEVRA_E_NOT_STOPPED || result == ZEVRA_E_NOT_FOUND ||
                      result == ZEVRA_E_UNEXPECTED;
   if (!usual || took_ms > 1000)
-    Note("%d %s gave %08x after %lld ms", getpid(), promises.at(index).name,
+    Note("%d %s gave %08x after %lld ms", getpid(), kPromises.at(index).name,
          static_cast<unsigned>(result), static_cast<long long>(took_ms));
   if (!IsDocumented(call, result))
-    Fail("%s gave %08x", promises.at(index).name, static_cast<unsigned>(result));
+    Fail("%s gave %08x", kPromises.at(index).name, static_cast<unsigned>(result));
   return result;
 }
 

@@ -33,7 +33,7 @@ struct Options {
 };
 
 struct Sums {
-  unsigned troubles = 0, exact = 0, repeated = 0;
+  unsigned troubles = 0, exact = 0, exact_though_spoilt = 0, repeated = 0;
 };
 
 class Driver {
@@ -48,7 +48,7 @@ class Driver {
   void WatchHosts();
   void Watch(const std::stop_token& stop);
   void CheckSound();
-  bool HostsHeardTheRamp(unsigned round);
+  bool HostsHeardTheSame(unsigned round);
   void EndHosts();
   void Report() const;
 
@@ -88,7 +88,7 @@ int Driver::Run() {
     if (sums_.troubles % 50 == 0) {
       std::printf("%" PRId64 " s: %u events, %u troubles, %u exact checks\n",
                   (NowMs() - TheBoard().begin_ms) / 1'000, TheBoard().events.load(), sums_.troubles,
-                  sums_.exact);
+                  sums_.exact + sums_.exact_though_spoilt);
       std::fflush(stdout);
     }
   }
@@ -141,7 +141,7 @@ void Driver::WatchCalls() const {
     tgkill(slot.process, slot.thread, SIGUSR1);
     Pause(500);
     Fail("%s has not returned after %" PRId64 " ms, in process %d",
-         promises.at(static_cast<std::size_t>(slot.call.load())).name, NowMs() - begin_ms,
+         kPromises.at(static_cast<std::size_t>(slot.call.load())).name, NowMs() - begin_ms,
          slot.process.load());
   }
 }
@@ -165,9 +165,9 @@ void Driver::Watch(const std::stop_token& stop) {
   }
 }
 
-// Captures that start on a sound server in order deliver exactly what is played. A machine under
-// load may spoil what the server plays; then another client of it has not heard it either, and the
-// ramp is played again.
+// Captures that start on a sound server in order deliver exactly what it gives another client,
+// which is what was played. Only a server that was late itself, on a machine under load, has spoilt
+// that for all of them.
 void Driver::CheckSound() {
   for (int tries = 0; tries < 20 && !TheBoard().failed; ++tries) {
     const unsigned round = ++round_;
@@ -180,24 +180,23 @@ void Driver::CheckSound() {
       Pause(20);
     }
     const bool exact = world_.PlayRamp();
-    const bool heard = HostsHeardTheRamp(round);
-    if (heard) {
-      ++sums_.exact;
+    if (HostsHeardTheSame(round)) {
+      ++(exact ? sums_.exact : sums_.exact_though_spoilt);
       return;
     }
     if (exact) return Fail("a capture was not exact where another client's was");
     ++sums_.repeated;
-    Note("the server itself spoilt the ramp");
+    Note("the server itself spoilt the ramp, and not for all clients alike");
     // Where it goes on doing so, nothing but a new one helps.
     if (tries % 4 == 3) {
       world_.KillServer();
       world_.SetRight();
     }
   }
-  Fail("the server never played the ramp exactly");
+  Fail("the server never gave two clients the same");
 }
 
-bool Driver::HostsHeardTheRamp(unsigned round) {
+bool Driver::HostsHeardTheSame(unsigned round) {
   bool heard = true;
   for (unsigned number = 0; number < 2; ++number) {
     HostBoard& host = TheBoard().hosts.at(number);
@@ -228,12 +227,13 @@ void Driver::Report() const {
   const Board& board = TheBoard();
   for (const auto& [name, count] : world_.Counts()) std::printf("%-26s%8u\n", name.c_str(), count);
   for (std::size_t call = 0; call < kCalls; ++call)
-    std::printf("%-26s%8" PRIu64 " calls, longest %" PRId64 " ms\n", promises.at(call).name,
+    std::printf("%-26s%8" PRIu64 " calls, longest %" PRId64 " ms\n", kPromises.at(call).name,
                 board.calls.at(call).load(), board.longest_ms.at(call).load());
-  std::printf("%u events, %u troubles, %u exact checks, %u spoilt by the server, %" PRIu64
-              " other codes, %" PRId64 " s, seed %" PRIu64 "\n",
-              board.events.load(), sums_.troubles, sums_.exact, sums_.repeated,
-              board.other_codes.load(), (NowMs() - board.begin_ms) / 1'000, options_.seed);
+  std::printf(
+      "%u events, %u troubles, %u exact checks, %u more of a ramp that the server spoilt, %u "
+      "repeated, %" PRIu64 " other codes, %" PRId64 " s, seed %" PRIu64 "\n",
+      board.events.load(), sums_.troubles, sums_.exact, sums_.exact_though_spoilt, sums_.repeated,
+      board.other_codes.load(), (NowMs() - board.begin_ms) / 1'000, options_.seed);
   if (!board.failed) return;
   const unsigned last = board.events;
   for (unsigned at = last > 100 ? last - 100 : 0; at < last; ++at) {
@@ -248,11 +248,12 @@ void Driver::Report() const {
 
 // chaos --library FILE [--seed N] [--seconds N] [--margin MS], under scripts/sound-server --restart
 int main(int count, char** arguments) {
-  using namespace zevra::endurance;
+  using zevra::endurance::Options;
   const std::vector<std::string> words(arguments, arguments + count);
   if (count == 5 && words[1] == "--host") {
-    MapBoard(std::stoi(words[3]));
-    return RunHost(static_cast<unsigned>(std::stoul(words[2])), std::stoull(words[4]));
+    zevra::endurance::MapBoard(std::stoi(words[3]));
+    return zevra::endurance::RunHost(static_cast<unsigned>(std::stoul(words[2])),
+                                     std::stoull(words[4]));
   }
   Options options;
   for (std::size_t at = 1; at + 1 < words.size(); at += 2) {
@@ -261,5 +262,5 @@ int main(int count, char** arguments) {
     if (words[at] == "--seconds") options.seconds = std::stoll(words[at + 1]);
     if (words[at] == "--margin") options.margin_ms = std::stoi(words[at + 1]);
   }
-  return Driver(options).Run();
+  return zevra::endurance::Driver(options).Run();
 }

@@ -142,7 +142,7 @@ void Host::Check() {
   tap_.Close();
 }
 
-// Compares what lies between the silence before and behind with the ramp.
+// Compares it with what the server gave another client.
 Verdict Host::JudgeKept() {
   const std::vector<std::uint8_t> bytes = tap_.Kept();
   std::vector<float> samples;
@@ -154,20 +154,19 @@ Verdict Host::JudgeKept() {
     std::memcpy(shorts.data(), bytes.data(), shorts.size() * sizeof(std::int16_t));
     for (const std::int16_t sample : shorts) samples.push_back(static_cast<float>(sample) / 32'768);
   }
-  const auto sounds = [](float sample) { return sample != 0; };
-  const auto first = std::find_if(samples.begin(), samples.end(), sounds);
-  const auto last = std::find_if(samples.rbegin(), std::make_reverse_iterator(first), sounds);
-  const std::vector<float> heard(first, last.base()), ramp = CheckRamp();
-  if (heard == ramp) return Verdict::kExact;
+  const std::vector<float> heard = SoundOf(samples);
+  const std::vector<float> other = SoundIn(TheBoard().heard_file.data());
+  // One that the server spoilt is longer, if anything; a player that failed gives nothing.
+  if (heard == other && heard.size() >= CheckRamp().size()) return Verdict::kExact;
   std::size_t wrong = 0, first_wrong = 0;
-  for (std::size_t at = std::min(heard.size(), ramp.size()); at > 0; --at) {
-    if (heard[at - 1] == ramp[at - 1]) continue;
+  for (std::size_t at = std::min(heard.size(), other.size()); at > 0; --at) {
+    if (heard[at - 1] == other[at - 1]) continue;
     ++wrong;
     first_wrong = at - 1;
   }
   Note("host %u heard %zu samples of %zu, %zu wrong from %zu on: %f, not %f", number_, heard.size(),
-       ramp.size(), wrong, first_wrong, wrong > 0 ? double{heard[first_wrong]} : 0,
-       wrong > 0 ? double{ramp[first_wrong]} : 0);
+       other.size(), wrong, first_wrong, wrong > 0 ? double{heard[first_wrong]} : 0,
+       wrong > 0 ? double{other[first_wrong]} : 0);
   return Verdict::kWrong;
 }
 

@@ -127,6 +127,7 @@ void Day::Expect(bool good, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   std::printf("WRONG at %.3f s: ", std::chrono::duration<double>(VirtualNow()).count());
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is not seen
   std::vprintf(format, arguments);
   std::printf("\n");
   va_end(arguments);
@@ -308,7 +309,6 @@ void Day::Plot(const Holdings& now) {
 
 // soak HOURS. The log, its settings and soak.dat lie beside the program.
 int main(int count, char** arguments) {
-  using namespace zevra::endurance;
   const double simulated = count > 1 ? std::stod(arguments[1]) : 24;
   // One core does it all: the threads take turns anyway.
   cpu_set_t one;
@@ -316,7 +316,7 @@ int main(int count, char** arguments) {
   CPU_SET(sched_getcpu(), &one);
   sched_setaffinity(0, sizeof one, &one);
   const std::chrono::duration<double, std::ratio<3600>> length(simulated);
-  return Day(std::chrono::duration_cast<std::chrono::nanoseconds>(length),
-             fs::read_symlink("/proc/self/exe").parent_path())
+  return zevra::endurance::Day(std::chrono::duration_cast<std::chrono::nanoseconds>(length),
+                               std::filesystem::read_symlink("/proc/self/exe").parent_path())
       .Run();
 }

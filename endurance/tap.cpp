@@ -1,5 +1,10 @@
 #include "endurance/tap.h"
 
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
 #include "endurance/calls.h"
 
 namespace zevra::endurance {
@@ -129,6 +134,21 @@ std::vector<float> CheckRamp() {
     ramp.push_back(-ramp.back());
   }
   return ramp;
+}
+
+std::vector<float> SoundOf(const std::vector<float>& samples) {
+  const auto sounds = [](float sample) { return sample != 0; };
+  const auto first = std::find_if(samples.begin(), samples.end(), sounds);
+  const auto last = std::find_if(samples.rbegin(), std::make_reverse_iterator(first), sounds);
+  return {first, last.base()};
+}
+
+std::vector<float> SoundIn(const char* file) {
+  std::ifstream stream(file, std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(stream), {});
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+  return SoundOf(samples);
 }
 
 }  // namespace zevra::endurance

@@ -60,6 +60,9 @@ class Tap {
 // What the driver plays in a check: it counts up on the left and down on the right in steps that 16
 // bits hold, so a lost, doubled or changed frame shows.
 std::vector<float> CheckRamp();
+// The samples of a file or a capture without the silence before and behind them.
+std::vector<float> SoundOf(const std::vector<float>& samples);
+std::vector<float> SoundIn(const char* file);
 
 }  // namespace zevra::endurance
 

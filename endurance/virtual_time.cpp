@@ -234,19 +234,19 @@ long OpenHandles() {
 // NOLINTBEGIN(readability-identifier-naming): they have its names
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t id,
                                                                     timespec* result) noexcept {
-  using namespace zevra::endurance;
-  if (id != CLOCK_BOOTTIME || !begun)
+  if (id != CLOCK_BOOTTIME || !zevra::endurance::begun)
     return static_cast<int>(syscall(SYS_clock_gettime, id, result));
   const std::int64_t time_ns =
-      static_cast<std::int64_t>(ticks_at_begin_ms) * 1'000'000 + VirtualNow().count();
+      static_cast<std::int64_t>(zevra::endurance::ticks_at_begin_ms) * 1'000'000 +
+      zevra::endurance::VirtualNow().count();
   *result = {time_ns / 1'000'000'000, time_ns % 1'000'000'000};
   return 0;
 }
 
 extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
-  using namespace zevra::endurance;
   const std::time_t seconds =
-      kFirstSecond + std::chrono::duration_cast<std::chrono::seconds>(VirtualNow()).count();
+      zevra::endurance::kFirstSecond +
+      std::chrono::duration_cast<std::chrono::seconds>(zevra::endurance::VirtualNow()).count();
   if (result != nullptr) *result = seconds;
   return seconds;
 }

@@ -84,6 +84,7 @@ World::World(fs::path folder, std::uint64_t seed)
       server_(Environment("ZEVRA_SOUND_SERVER")),
       random_(seed) {
   fs::create_directories(disk_);
+  (folder_ / "heard").string().copy(TheBoard().heard_file.data(), TheBoard().heard_file.size() - 1);
   has_disk_ = MountSmallDisk(disk_);
   WriteSettings();
   const std::vector<float> ramp = CheckRamp();
@@ -173,13 +174,9 @@ bool World::PlayRamp() {
       "kill $heard; wait $heard\n"
       "exit 0";
   Shell(play);
-  std::ifstream heard(folder_ / "heard", std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(heard), {});
-  const std::vector<float> ramp = CheckRamp();
-  const std::string_view wanted(reinterpret_cast<const char*>(ramp.data()),
-                                ramp.size() * sizeof(float));
-  if (bytes.find(wanted) != std::string::npos) return true;
-  Note("another client heard %zu bytes", bytes.size());
+  const std::vector<float> heard = SoundIn(TheBoard().heard_file.data()), ramp = CheckRamp();
+  if (heard == ramp) return true;
+  Note("another client heard %zu samples of %zu", heard.size(), ramp.size());
   return false;
 }
 
