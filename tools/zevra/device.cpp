@@ -54,12 +54,13 @@ std::string EndpointKind(Flow flow) {
   throw Failure("no " + EndpointKind(flow) + " is named " + Quoted(name) + hint);
 }
 
-// The name as the endpoint itself writes it.
-std::string ProperName(const std::vector<EndpointFacts>& known, const std::string& name,
-                       Flow flow) {
+// The name as the endpoint itself writes it, and its id.
+Device Describe(const Library& library, ZevraHandle handle, const std::vector<EndpointFacts>& known,
+                const std::string& name, Flow flow) {
   for (const EndpointFacts& facts : known)
-    if (facts.flow == flow && EqualIgnoringCase(facts.name, name)) return facts.name;
-  return name;
+    if (facts.flow == flow && EqualIgnoringCase(facts.name, name))
+      return {library, handle, facts.name, flow, facts.id};
+  return {library, handle, name, flow};
 }
 
 // In each of the flows where there is one.
@@ -73,7 +74,7 @@ std::vector<Device> OpenNamed(const Library& library, const std::vector<Endpoint
     const LoggedCall call;
     const std::int32_t result = library.OpenDevice(&handle, wide.c_str(), DataFlow(one));
     if (result >= 0)
-      found.emplace_back(library, handle, ProperName(known, name, one), one);
+      found.push_back(Describe(library, handle, known, name, one));
     else if (result != ZEVRA_E_NOT_FOUND)
       throw Failure("can't open " + Quoted(name) + ": " + call.ResultText(result));
   }
@@ -100,18 +101,18 @@ Device OpenByName(const Session& session, const std::string& name, Flow flow) {
 
 Device OpenDefault(const Session& session, Flow flow) {
   const Library& library = session.functions();
-  const std::string name = DefaultEndpointName(session.builtin(), flow);
+  const EndpointFacts facts = DefaultEndpoint(session.builtin(), flow);
   // The library takes its default endpoint for loopback only, so another is opened by its name.
   if (flow == Flow::kCapture) {
-    if (name.empty()) throw Failure("there is no default capture endpoint");
-    return OpenByName(session, name, flow);
+    if (facts.name.empty()) throw Failure("there is no default capture endpoint");
+    return OpenByName(session, facts.name, flow);
   }
   ZevraHandle handle = nullptr;
   const LoggedCall call;
   const std::int32_t result = library.OpenDevice(&handle, nullptr, ZEVRA_FLOW_RENDER);
   if (result == ZEVRA_E_NOT_FOUND) throw Failure("there is no default render endpoint");
   if (result < 0) throw Failure("can't open the default endpoint: " + call.ResultText(result));
-  return {library, handle, name, Flow::kRender};
+  return {library, handle, facts.name, Flow::kRender, facts.id};
 }
 
 }  // namespace

@@ -52,20 +52,28 @@ class Session {
 // An opened endpoint.
 class Device {
  public:
-  Device(const Library& library, ZevraHandle handle, std::string name, Flow flow)
-      : functions_(library), handle_(handle), name_(std::move(name)), flow_(flow) {}
+  Device(const Library& library, ZevraHandle handle, std::string name, Flow flow,
+         std::string id = {})
+      : functions_(library),
+        handle_(handle),
+        name_(std::move(name)),
+        flow_(flow),
+        id_(std::move(id)) {}
   ~Device() { functions_.CloseDevice(handle_); }
   Device(Device&& other) noexcept
       : functions_(other.functions_),
         handle_(std::exchange(other.handle_, nullptr)),
         name_(std::move(other.name_)),
-        flow_(other.flow_) {}
+        flow_(other.flow_),
+        id_(std::move(other.id_)) {}
   Device& operator=(Device&&) = delete;
 
   const Library& functions() const { return functions_; }
   ZevraHandle handle() const { return handle_; }
   // Empty where the default endpoint's name cannot be had.
   const std::string& name() const { return name_; }
+  // Opens this endpoint again, whatever it is called by then; empty where it is not known.
+  const std::string& id() const { return id_; }
   // How a message calls it.
   std::string Text() const;
   // kRender or kCapture.
@@ -76,6 +84,7 @@ class Device {
   ZevraHandle handle_;
   std::string name_;
   Flow flow_;
+  std::string id_;
 };
 
 // Opens what was chosen: by name, or else by id, in the flow chosen, else in both; or the default

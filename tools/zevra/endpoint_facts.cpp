@@ -132,9 +132,9 @@ std::string SoundServerText() {
   return AskServer(answers) ? answers.server : "";
 }
 
-std::string DefaultEndpointName(bool builtin, Flow flow) {
+EndpointFacts DefaultEndpoint(bool builtin, Flow flow) {
   for (const EndpointFacts& facts : FindEndpointFacts(builtin))
-    if (facts.flow == flow && facts.is_default) return facts.name;
+    if (facts.flow == flow && facts.is_default) return facts;
   return {};
 }
 

@@ -39,8 +39,8 @@ std::vector<EndpointFacts> FindEndpointFacts(bool builtin);
 // The sound server's name and version, empty where it does not answer.
 std::string SoundServerText();
 
-// The name of a flow's default endpoint, empty where there is none.
-std::string DefaultEndpointName(bool builtin, Flow flow);
+// A flow's default endpoint, without a name where there is none.
+EndpointFacts DefaultEndpoint(bool builtin, Flow flow);
 
 struct PulseFree {
   void operator()(pa_mainloop* loop) const { pa_mainloop_free(loop); }

@@ -51,7 +51,7 @@ void Source::Open(const EndpointChoice& choice) {
   capture_.emplace(*device_, options_.format);
   again_ = choice;
   if (!options_.follow_default && !device_->name().empty()) {
-    again_.name = device_->name();
+    again_.name = device_->id().empty() ? device_->name() : device_->id();
     again_.flow = device_->flow();
   }
 }
