@@ -156,8 +156,9 @@ Verdict Host::JudgeKept() {
   }
   const std::vector<float> heard = SoundOf(samples);
   const std::vector<float> other = SoundIn(TheBoard().heard_file.data());
+  const std::vector<float> ramp = CheckRamp();
   // One that the server spoilt is longer, if anything; a player that failed gives nothing.
-  if (heard == other && heard.size() >= CheckRamp().size()) return Verdict::kExact;
+  if (heard == ramp || (heard == other && heard.size() >= ramp.size())) return Verdict::kExact;
   std::size_t wrong = 0, first_wrong = 0;
   for (std::size_t at = std::min(heard.size(), other.size()); at > 0; --at) {
     if (heard[at - 1] == other[at - 1]) continue;

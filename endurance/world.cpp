@@ -167,7 +167,7 @@ bool World::PlayRamp() {
   const std::string play =
       "cd '" + folder_.string() +
       "'; form='--raw --format=float32le --rate=48000 --channels=2'\n"
-      "timeout 15 parec $form -d zevra_speakers.monitor >heard & heard=$!\n"
+      "timeout 15 parec $form --latency-msec=20 -d zevra_speakers.monitor >heard & heard=$!\n"
       "sleep 0.5\n"
       "timeout 10 pacat $form --latency-msec=1500 --process-time-msec=100 -d zevra_speakers <ramp\n"
       "sleep 0.7\n"
