@@ -55,7 +55,7 @@ std::string LogFiles::Check(std::size_t most_backups) {
     backups += name != "zevra.log";
     Content& content = contents_[name];
     if (content.bytes == entry.file_size()) continue;
-    if (const std::string wrong = Read(entry.path(), content); !wrong.empty()) return wrong;
+    if (std::string wrong = Read(entry.path(), content); !wrong.empty()) return wrong;
   }
   ForgetRemoved();
   if (backups > most_backups) return std::to_string(backups) + " backups";

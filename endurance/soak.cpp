@@ -40,7 +40,7 @@ constexpr double kFilterFrames = 64;
 constexpr std::size_t kMostBackups = 5;
 // A volume read leaves two lines in the traces. A log reads its settings again with the first
 // message after 11 s, and keeps some lines until its buffer is full.
-constexpr std::uint64_t kTracesOfReads = 2 * 600, kTracesInDoubt = 2 * 12 + 60;
+constexpr std::uint64_t kTracesOfReads = 2ULL * 600, kTracesInDoubt = 2ULL * 12 + 60;
 // A counter of 32 bits that counts milliseconds ends an hour after the beginning, or half of a
 // shorter run.
 constexpr std::uint64_t kTickWrapMs = std::uint64_t{1} << 32;
@@ -161,7 +161,7 @@ int Day::Run() {
       static_cast<double>(NowMs() - real_begin_ms_) / 60'000, rounds_,
       static_cast<unsigned long long>(volumes_), static_cast<unsigned long long>(log_.Lines()),
       log_.Backups(), music.LargestError(), speech.LargestError(),
-      static_cast<unsigned long long>(music.Compared() + speech.Compared()),
+      static_cast<unsigned long long>(music.Compared()) + speech.Compared(),
       static_cast<unsigned long long>(checks_), failures_);
   return failures_ == 0 ? 0 : 1;
 }

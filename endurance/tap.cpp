@@ -111,7 +111,7 @@ void Tap::Take(std::uint32_t, const std::uint8_t* data, std::uint32_t length) {
   if (length % frame_bytes_ != 0) Fail("a callback got %u bytes, which is no whole frame", length);
   ++orders_.packets;
   unsigned sum = 0;
-  for (std::uint32_t at = 0; at < length; ++at) sum += data[at];
+  for (std::uint32_t at = 0; data != nullptr && at < length; ++at) sum += data[at];
   sum_of_bytes += sum;
   {
     const std::lock_guard hold(kept_mutex_);

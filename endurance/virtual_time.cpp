@@ -232,22 +232,22 @@ long OpenHandles() {
 
 // The clocks that the log reads stand in front of the C library's.
 // NOLINTBEGIN(readability-identifier-naming): they have its names
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t id,
-                                                                    timespec* result) noexcept {
-  if (id != CLOCK_BOOTTIME || !zevra::endurance::begun)
-    return static_cast<int>(syscall(SYS_clock_gettime, id, result));
+extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock_id,
+                                                                    timespec* tp) noexcept {
+  if (clock_id != CLOCK_BOOTTIME || !zevra::endurance::begun)
+    return static_cast<int>(syscall(SYS_clock_gettime, clock_id, tp));
   const std::int64_t time_ns =
       static_cast<std::int64_t>(zevra::endurance::ticks_at_begin_ms) * 1'000'000 +
       zevra::endurance::VirtualNow().count();
-  *result = {time_ns / 1'000'000'000, time_ns % 1'000'000'000};
+  *tp = {time_ns / 1'000'000'000, time_ns % 1'000'000'000};
   return 0;
 }
 
-extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
+extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* timer) noexcept {
   const std::time_t seconds =
       zevra::endurance::kFirstSecond +
       std::chrono::duration_cast<std::chrono::seconds>(zevra::endurance::VirtualNow()).count();
-  if (result != nullptr) *result = seconds;
+  if (timer != nullptr) *timer = seconds;
   return seconds;
 }
 // NOLINTEND(readability-identifier-naming)

@@ -85,6 +85,7 @@ World::World(fs::path folder, std::uint64_t seed)
       random_(seed) {
   fs::create_directories(disk_);
   (folder_ / "heard").string().copy(TheBoard().heard_file.data(), TheBoard().heard_file.size() - 1);
+  // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): the folder comes first
   has_disk_ = MountSmallDisk(disk_);
   WriteSettings();
   const std::vector<float> ramp = CheckRamp();
@@ -114,7 +115,7 @@ void World::Trouble() {
 }
 
 void World::OneFault() {
-  static const std::pair<const char*, void (World::*)()> kFaults[] = {
+  static constexpr std::pair<const char*, void (World::*)()> kFaults[] = {
       {"kill the server", &World::Kill},
       {"freeze the server", &World::Freeze},
       {"freeze the server", &World::Freeze},
@@ -152,7 +153,7 @@ void World::SetRight() {
   for (const std::string& line :
        LinesOf("timeout 2 pactl list short modules 2>/dev/null | grep zevra_doomed"))
     Pactl("unload-module " + std::to_string(std::atoi(line.c_str())));
-  static const char* const kRepair[] = {
+  static constexpr const char* kRepair[] = {
       "set-default-sink zevra_speakers", "set-default-source zevra_microphone",
       "suspend-sink zevra_speakers 0", "set-sink-mute zevra_speakers 0",
       "set-sink-volume zevra_speakers 100%"};
@@ -181,7 +182,7 @@ bool World::PlayRamp() {
 }
 
 std::string World::AnySink() {
-  static const char* const kSinks[] = {"zevra_speakers", "zevra_surround", "zevra_doomed"};
+  static constexpr const char* kSinks[] = {"zevra_speakers", "zevra_surround", "zevra_doomed"};
   return kSinks[Random(std::size(kSinks))];
 }
 
@@ -280,11 +281,14 @@ void World::ChangeVolume() {
 void World::Move() {
   for (const std::string kind : {"sink-input", "source-output"}) {
     const std::string target = kind == "sink-input" ? "" : ".monitor";
-    for (const std::string& index :
-         LinesOf("timeout 2 pactl list " + kind +
-                 "s 2>/dev/null | awk '/^S.* #/ {index_ = $3} "
-                 "/application.process.binary = \"chaos\"/ {print substr(index_, 2)}'"))
-      Pactl("move-" + kind + " " + index + " " + AnySink() + target);
+    std::string list = "timeout 2 pactl list ";
+    list.append(kind).append(
+        "s 2>/dev/null | awk '/^S.* #/ {index_ = $3} "
+        "/application.process.binary = \"chaos\"/ {print substr(index_, 2)}'");
+    for (const std::string& index : LinesOf(list)) {
+      std::string move = "move-";
+      Pactl(move.append(kind).append(" ").append(index).append(" ").append(AnySink()) + target);
+    }
   }
 }
 
@@ -333,8 +337,8 @@ void World::SpoilSettings() {
   std::string garbage;
   for (unsigned length = Random(5'000); length > 0; --length)
     garbage += static_cast<char>(Random(256));
-  static const char* const kHeads[] = {"", "[logger]\n",
-                                       "[logger]\nlevel=", "[logger]\nstyle=0\nlevel="};
+  static constexpr const char* kHeads[] = {"", "[logger]\n",
+                                           "[logger]\nlevel=", "[logger]\nstyle=0\nlevel="};
   Write(folder_ / "zevra.cfu", kHeads[Random(std::size(kHeads))] + garbage);
   EndAfter(Random(15'000), [this] { WriteSettings(); });
 }

@@ -109,7 +109,7 @@ void Spectrum::Add(std::span<const float> samples) {
       }
     }
   }
-  frames_ += samples.size() / channels_;
+  if (channels_ > 0) frames_ += samples.size() / channels_;
 }
 
 void Spectrum::Update(double seconds) {
