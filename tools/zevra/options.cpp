@@ -3,37 +3,14 @@
 #include <functional>
 
 #include "tools/zevra/applications.h"
+#include "tools/zevra/common_options.h"
 #include "tools/zevra/options.h"
 #include "tools/zevra/text.h"
-#include "zevra_version.h"
 
 namespace zevra::command {
 namespace {
 
-constexpr double kLongest = 31'536'000;  // a year
-
-// Lets only a name through and turns it into its value.
-template <class Value>
-CLI::Validator OneOf(const std::map<std::string, Value>& names) {
-  const auto replace = [&names](std::string& text) {
-    if (const auto found = names.find(text); found != names.end()) {
-      text = std::to_string(static_cast<int>(found->second));
-      return std::string();
-    }
-    std::string known;
-    for (const auto& [name, value] : names) known += (known.empty() ? "" : ", ") + name;
-    return text + " is none of " + known;
-  };
-  return {replace, ""};
-}
-
-// These three give the error of a text, "" for a good one.
-std::string Seconds(std::string& text) {
-  double seconds = 0;
-  const bool good = CLI::detail::lexical_cast(text, seconds) && seconds > 0 && seconds <= kLongest;
-  return good ? std::string() : text + " is no number above 0 and up to a year of seconds";
-}
-
+// These give the error of a text, "" for a good one.
 // "90", "90s", "15m", "1h" or several of them, as seconds.
 std::string Duration(std::string& text) {
   double seconds = 0;
@@ -47,7 +24,7 @@ std::string Duration(std::string& text) {
     seconds += number * (unit == 'h' ? 3600 : unit == 'm' ? 60 : 1);
     at = end + 1;
   }
-  if (!good || seconds < 1 || seconds > kLongest)
+  if (!good || seconds < 1 || seconds > kLongestSeconds)
     return text + " is no time of a second to a year, such as 90s, 15m or 1h";
   text = std::to_string(seconds);
   return std::string();
@@ -65,9 +42,6 @@ std::string Decibels(std::string& text) {
   return std::string();
 }
 
-const std::map<std::string, Flow> kFlowNames = {
-    {"render", Flow::kRender}, {"capture", Flow::kCapture}, {"both", Flow::kBoth}};
-
 void AddBuiltin(CLI::App& command, Options& options) {
   command.add_flag("--builtin", options.endpoint.builtin,
                    "Use the endpoints inside this program, which play a melody, instead of the "
@@ -78,22 +52,11 @@ void AddBuiltin(CLI::App& command, Options& options) {
 }
 
 void AddDevice(CLI::App& command, Options& options, const std::string& what) {
-  command
-      .add_option("--device,-d", options.endpoint.name,
-                  "The endpoint to " + what +
-                      ", by its whole name as in 'zevra list', where upper and lower case are the "
-                      "same, or by its id. Without it the default endpoint.")
-      ->type_name("NAME");
+  AddName(command, options,
+          "The endpoint to " + what +
+              ", by its whole name as in 'zevra list', where upper and lower case are the same, or "
+              "by its id. Without it the default endpoint.");
   AddBuiltin(command, options);
-}
-
-void AddFlow(CLI::App& command, Options& options) {
-  command
-      .add_option("--flow", options.endpoint.flow,
-                  "Where to look: at endpoints that play (render), at those that record (capture), "
-                  "or at both. Without a name, render and both mean the default render endpoint.")
-      ->type_name("render|capture|both")
-      ->transform(OneOf(kFlowNames));
 }
 
 void AddApplication(CLI::App& command, Options& options) {
@@ -109,37 +72,6 @@ void AddApplication(CLI::App& command, Options& options) {
           "counts, the endpoint's does not. When the application ends, so does this.")
       ->type_name("NAME")
       ->excludes("--device", "--flow");
-}
-
-void AddSeconds(CLI::App& command, Options& options) {
-  command
-      .add_option("--seconds,-s", options.seconds,
-                  "End after so many seconds. Without it Ctrl-C ends it.")
-      ->type_name("N")
-      ->check(CLI::Validator(Seconds, ""));
-}
-
-void AddLayout(CLI::App& command, Options& options) {
-  command.add_option("--rate,-r", options.format.rate, "Frames a second, 4000 to 384000.")
-      ->type_name("HZ")
-      ->check(CLI::Range(4000U, 384000U).description(""))
-      ->capture_default_str();
-  command.add_option("--channels,-c", options.format.channels, "Channels, 1 to 8.")
-      ->type_name("N")
-      ->check(CLI::Range(1, 8).description(""))
-      ->capture_default_str();
-}
-
-void AddKeepAlive(CLI::App& command, Options& options) {
-  command.add_flag_callback(
-      "--no-keep-alive", [&options] { options.keep_alive = false; },
-      "Do not play silence meanwhile. An endpoint on which nothing plays then delivers nothing, so "
-      "that quiet stretches are missing.");
-}
-
-void AddQuiet(CLI::App& command, Options& options) {
-  command.add_flag("--quiet,-q", options.quiet,
-                   "Say nothing unless something fails or is missing.");
 }
 
 void AddTracks(CLI::App& command, Options& options) {
@@ -187,16 +119,6 @@ void AddGates(CLI::App& command, Options& options) {
       .excludes(&skip);
 }
 
-CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
-                     const std::string& name, const std::string& description) {
-  CLI::App& command = *app.add_subcommand(name, description);
-  command.group("Commands");
-  command.set_help_flag("-h,--help", "Print this help and end.");
-  command.set_help_all_flag();
-  command.callback([&options, which] { options.command = which; });
-  return command;
-}
-
 void AddTarget(CLI::App& command, Options& options) {
   command
       .add_option("FILE", options.file,
@@ -205,20 +127,7 @@ void AddTarget(CLI::App& command, Options& options) {
                   "the time of its start, %% for a percent sign.")
       ->type_name("")
       ->required();
-  command
-      .add_option("--format,-f", options.format.type,
-                  "Samples: unsigned 8 bits, signed 16, 24 (packed) or 32 bits, or float. FLAC "
-                  "takes the first three.")
-      ->type_name("u8|s16|s24|s32|f32")
-      ->default_str("s16")
-      ->transform(OneOf(SampleTypeNames()));
-  command
-      .add_option("--container", options.container,
-                  "What standard output gets: samples alone, or a WAV header before them that "
-                  "tells no length.")
-      ->type_name("raw|wav")
-      ->default_str("raw")
-      ->transform(OneOf(ContainerNames()));
+  AddSamples(command, options, " FLAC takes the first three.");
   command
       .add_option("--split", options.split_seconds,
                   "Go on in a new file after so long, such as 90s, 15m or 1h, without losing a "
@@ -350,16 +259,8 @@ void AddDoctor(CLI::App& app, Options& options) {
 }  // namespace
 
 void Describe(CLI::App& app, Options& options) {
-  app.name("zevra");
-  app.description("Record, watch and list what this machine plays and records.");
-  app.require_subcommand(0, 1);
-  app.set_version_flag("--version", "zevra " ZEVRA_VERSION_STRING, "Print the version and end.");
-  app.set_help_flag("-h,--help", "Print this help and end. Each command has a help of its own.");
+  DescribeProgram(app);
   app.set_help_all_flag("--help-all", "Print the help of all commands and end.");
-  // Commands take this over when they are added.
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.get_formatter()->label("Positionals", "Arguments");
-  app.get_formatter()->label("REQUIRED", "");
   AddRecord(app, options);
   AddMeter(app, options);
   AddList(app, options);
@@ -367,10 +268,6 @@ void Describe(CLI::App& app, Options& options) {
   AddSilence(app, options);
   AddLog(app, options);
   AddDoctor(app, options);
-  app.footer(
-      "Exit status:\n  0  done, also when Ctrl-C ended it\n"
-      "  1  failed, with one line on standard error that says why\n"
-      "  2  bad arguments");
 }
 
 }  // namespace zevra::command
