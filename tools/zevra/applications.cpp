@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "platform/linux/pulse/applications.h"
+#include "platform/linux/pulse/endpoints/applications.h"
 #include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <memory>
 
-#include "platform/linux/pulse/names.h"
+#include "platform/linux/pulse/endpoints/names.h"
 #include "tools/zevra/text.h"
 
 namespace zevra::command {

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "platform/linux/com/core_audio.h"
-#include "platform/linux/pulse/endpoints.h"
+#include "platform/linux/pulse/endpoints/endpoints.h"
 
 // Formats of the audio client in the server's terms and back. Frames are interleaved, channels in
 // the rising bit order of the channel mask; the server brings its own order into that one.

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "platform/linux/pulse/applications.h"
+#include "platform/linux/pulse/endpoints/applications.h"
 
 namespace zevra {
 namespace {

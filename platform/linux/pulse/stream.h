@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "platform/linux/pulse/connection.h"
-#include "platform/linux/pulse/endpoints.h"
+#include "platform/linux/pulse/endpoints/endpoints.h"
 #include "platform/linux/pulse/format.h"
 
 namespace zevra {

@@ -1,4 +1,4 @@
-#include "platform/linux/pulse/names.h"
+#include "platform/linux/pulse/endpoints/names.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,5 +1,5 @@
-#ifndef ZEVRA_PLATFORM_LINUX_PULSE_APPLICATIONS_H
-#define ZEVRA_PLATFORM_LINUX_PULSE_APPLICATIONS_H
+#ifndef ZEVRA_PLATFORM_LINUX_PULSE_ENDPOINTS_APPLICATIONS_H
+#define ZEVRA_PLATFORM_LINUX_PULSE_ENDPOINTS_APPLICATIONS_H
 
 #include <cstdint>
 #include <string>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/linux/pulse/connection.h"
-#include "platform/linux/pulse/endpoints.h"
+#include "platform/linux/pulse/endpoints/endpoints.h"
 
 // What applications play, each stream by itself: a sink input in the server's words.
 

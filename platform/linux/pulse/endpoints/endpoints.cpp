@@ -1,11 +1,11 @@
-#include "platform/linux/pulse/endpoints.h"
+#include "platform/linux/pulse/endpoints/endpoints.h"
 
 #include <pulse/introspect.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/linux/pulse/names.h"
+#include "platform/linux/pulse/endpoints/names.h"
 #include "platform/result.h"
 
 namespace zevra {

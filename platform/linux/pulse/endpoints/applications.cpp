@@ -1,4 +1,4 @@
-#include "platform/linux/pulse/applications.h"
+#include "platform/linux/pulse/endpoints/applications.h"
 
 #include <pulse/introspect.h>
 #include <pulse/proplist.h>
