@@ -70,10 +70,12 @@ TEST(OwnLog, TellsWhyACallFailedWhereTheLogCannotBeWritten) {
   EXPECT_THAT(run("TMPDIR=temporary ./zevra volume --builtin -d nobody --verbose; rmdir temporary"),
               testing::MatchesRegex(".*::ZevraOpenDevice . error . OpenDevice 80070490\n"
                                     "zevra: no endpoint is named \"nobody\"[^\n]*\n"));
+#ifndef __SANITIZE_ADDRESS__  // it needs descriptors of its own
   // One of these allows the stream's thread and nothing for it to wait on.
   EXPECT_THAT(run("for n in $(seq 8 40); do (ulimit -n $n; ./zevra silence --builtin -s 0.1) "
                   "&& break; done >out"),
               testing::HasSubstr("could not be brought up (0x80004005): LoopBackPlay: Create"));
+#endif
 }
 
 }  // namespace
