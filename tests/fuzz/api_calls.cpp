@@ -13,7 +13,9 @@
 #include "builtin/builtin_audio.h"
 #include "fuzz.h"
 #include "log/process_logger.h"
+#include "platform/applications.h"
 #include "platform/linux/com/com.h"
+#include "platform/result.h"
 #include "stream/wave_format.h"
 #include "zevra/zevra.h"
 
@@ -184,6 +186,8 @@ HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
   static const builtin::BuiltinAudio audio(Endpoints(), std::make_shared<FastClock>());
   return audio.CreateEnumerator(iid, object);
 }
+
+HRESULT FindApplication(LPCWSTR, IMMDevice**) { return ResultFromError(ERROR_NOT_FOUND); }
 
 }  // namespace zevra
 
