@@ -53,11 +53,15 @@ read -r -a flags < <(PKG_CONFIG_LIBDIR=$library/pkgconfig pkg-config "--define-v
 cc -std=c99 "$example" "${flags[@]}" -o "$work/host/by-pkg-config"
 
 export LD_LIBRARY_PATH=$library
-# The CI job that the documentation shows, beside the installed examples and without a server.
+# The CI job that the documentation shows, beside the installed examples and without a server; packages
+# are not where they belong.
+mkdir "$work/bin"
+printf '#!/bin/sh\nexec %s "--define-variable=prefix=%s" "$@"\n' "$(type -P pkg-config)" "$prefix" >"$work/bin/pkg-config"
+chmod +x "$work/bin/pkg-config"
 sed -n '/^  script:/,/^```/s/^    - //p' "$here/../../docs/testing-without-sound.md" >"$work/job"
 [[ $(wc -l <"$work/job") == 2 ]]
 (cd "$(dirname "$example")" && PULSE_SERVER=unix:/nowhere PKG_CONFIG_LIBDIR=$library/pkgconfig \
-  bash -euo pipefail "$work/job")
+  PATH=$work/bin:$PATH bash -euo pipefail "$work/job")
 for host in host by-pkg-config; do
   "$scripts/sound-server" pulseaudio -- "$work/host/$host" "$work/$host.wav" 1
   # A second of 16 kHz, 16 bits, give or take a slow start.
