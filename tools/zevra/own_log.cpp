@@ -41,7 +41,7 @@ std::vector<std::string> LinesFrom(off_t begin) {
     text.append(block.data(), static_cast<std::size_t>(count));
   std::vector<std::string> lines;
   std::istringstream log(text);
-  const std::string mine = fmt::format("[Px{:x}]", getpid());
+  const std::string mine = fmt::format("[Px{:04x}]", getpid());
   for (std::string line; std::getline(log, line);)
     if (line.find(mine) != std::string::npos) lines.push_back(line);
   return lines;
