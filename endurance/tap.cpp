@@ -89,7 +89,7 @@ void Tap::Keep(bool on) {
   if (on)
     kept_.clear();
   else
-    kept_ = {};
+    kept_ = std::vector<std::uint8_t>();  // {} would keep the memory
 }
 
 std::vector<std::uint8_t> Tap::Kept() {
