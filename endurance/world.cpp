@@ -280,15 +280,14 @@ void World::ChangeVolume() {
 // the one that they were moved to.
 void World::Move() {
   for (const std::string kind : {"sink-input", "source-output"}) {
-    const std::string target = kind == "sink-input" ? "" : ".monitor";
     std::string list = "timeout 2 pactl list ";
     list.append(kind).append(
         "s 2>/dev/null | awk '/^S.* #/ {index_ = $3} "
         "/application.process.binary = \"chaos\"/ {print substr(index_, 2)}'");
-    for (const std::string& index : LinesOf(list)) {
-      std::string move = "move-";
-      Pactl(move.append(kind).append(" ").append(index).append(" ").append(AnySink()) + target);
-    }
+    std::string target = " " + AnySink();
+    if (kind == "source-output") target += ".monitor";
+    for (const std::string& index : LinesOf(list))
+      Pactl(std::string("move-").append(kind).append(" ").append(index).append(target));
   }
 }
 
