@@ -29,7 +29,7 @@ struct Options {
   std::int64_t seconds = 60;
   // How much longer than promised a call may take, for the load of the machine.
   int margin_ms = 2'000;
-  fs::path library;
+  fs::path tested_library;
 };
 
 struct Sums {
@@ -68,7 +68,7 @@ Driver::Driver(const Options& options)
       board_descriptor_(MapBoard()),
       world_(folder_, options.seed) {
   // The log and its settings lie beside the library.
-  fs::copy_file(options.library, folder_ / "libzevra.so.1");
+  fs::copy_file(options.tested_library, folder_ / "libzevra.so.1");
 }
 
 int Driver::Run() {
@@ -257,7 +257,7 @@ int main(int count, char** arguments) {
   }
   Options options;
   for (std::size_t at = 1; at + 1 < words.size(); at += 2) {
-    if (words[at] == "--library") options.library = words[at + 1];
+    if (words[at] == "--library") options.tested_library = words[at + 1];
     if (words[at] == "--seed") options.seed = std::stoull(words[at + 1]);
     if (words[at] == "--seconds") options.seconds = std::stoll(words[at + 1]);
     if (words[at] == "--margin") options.margin_ms = std::stoi(words[at + 1]);
