@@ -50,13 +50,13 @@ void DescribeProgram(CLI::App& app) {
       "  2  bad arguments");
 }
 
-CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
+CLI::App& AddCommand(CLI::App& app, Options& options, void (*run)(const Options&),
                      const std::string& name, const std::string& description) {
   CLI::App& command = *app.add_subcommand(name, description);
   command.group("Commands");
   command.set_help_flag("-h,--help", "Print this help and end.");
   command.set_help_all_flag();
-  command.callback([&options, which] { options.command = which; });
+  command.callback([&options, run] { options.run = run; });
   return command;
 }
 

@@ -15,7 +15,7 @@ inline constexpr double kLongestSeconds = 31'536'000;  // a year
 
 // The program's name, version and exit codes. Commands that are added later take its labels over.
 void DescribeProgram(CLI::App& app);
-CLI::App& AddCommand(CLI::App& app, Options& options, Options::Command which,
+CLI::App& AddCommand(CLI::App& app, Options& options, void (*run)(const Options&),
                      const std::string& name, const std::string& description);
 
 // --device

@@ -122,8 +122,7 @@ Finding TryCapture(const Session& session) {
   std::size_t frames = 0;
   while (elapsed() < first.value_or(kTrialSeconds) + kTrialSeconds) {
     const auto audio = capture.Take();
-    samples.resize(audio.size() / sizeof(float));
-    Decode(format.type, audio, samples);
+    TakeFrames(format, audio, audio.size(), samples);
     levels.Add(samples);
     if (!audio.empty() && !first) first = elapsed();
     frames += audio.size() / format.FrameBytes();

@@ -17,27 +17,6 @@
 namespace zevra::command {
 namespace {
 
-void Run(const Options& options) {
-  switch (options.command) {
-    case Options::Command::kRecord:
-      return Record(options);
-    case Options::Command::kMeter:
-      return Meter(options);
-    case Options::Command::kList:
-      return List(options);
-    case Options::Command::kVolume:
-      return Volume(options);
-    case Options::Command::kSilence:
-      return Silence(options);
-    case Options::Command::kLog:
-      return Log(options);
-    case Options::Command::kDoctor:
-      return Doctor(options);
-    case Options::Command::kNone:
-      return;
-  }
-}
-
 // How many letters must change to turn one word into the other.
 std::size_t Distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> row(b.size() + 1);
@@ -90,9 +69,7 @@ std::string Explain(const CLI::App& app, const CLI::Error& error) {
   return text + "; see zevra " + (commands.empty() ? "" : place.get_name() + " ") + "--help";
 }
 
-bool IsReadByPrograms(const Options& options) {
-  return options.json && options.command == Options::Command::kRecord;
-}
+bool IsReadByPrograms(const Options& options) { return options.json && options.run == Record; }
 
 // Puts a line on standard error, where programs get events.
 void Tell(const char* event, const std::string& line, bool to_program) {
@@ -125,8 +102,8 @@ int Main(int argc, char** argv) {
   try {
     try {
       app.parse(argc, argv);
-      if (options.command == Options::Command::kNone) throw CLI::RequiredError("A command");
-      Run(options);
+      if (options.run == nullptr) throw CLI::RequiredError("A command");
+      options.run(options);
     } catch (const CLI::Success& wish) {
       app.exit(wish);
     } catch (const CLI::Error& error) {

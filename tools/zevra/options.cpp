@@ -151,7 +151,7 @@ void AddPersistence(CLI::App& command, Options& options) {
 
 void AddRecord(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
-      app, options, Options::Command::kRecord, "record",
+      app, options, Record, "record",
       "Record what an endpoint plays, or what a capture endpoint records, into a file. "
       "A render endpoint is kept awake with silence meanwhile, so that the recording goes on while "
       "nothing plays. What an endpoint plays is recorded as loud as its volume lets it, and muted "
@@ -181,7 +181,7 @@ void AddRecord(CLI::App& app, Options& options) {
 }
 
 void AddMeter(CLI::App& app, Options& options) {
-  CLI::App& command = AddCommand(app, options, Options::Command::kMeter, "meter",
+  CLI::App& command = AddCommand(app, options, Meter, "meter",
                                  "Show the level of each channel until Ctrl-C, in decibels of full "
                                  "scale. Nothing is recorded.");
   AddDevice(command, options, "watch");
@@ -196,7 +196,7 @@ void AddMeter(CLI::App& app, Options& options) {
 
 void AddList(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
-      app, options, Options::Command::kList, "list",
+      app, options, List, "list",
       "List the active endpoints: name, flow, whether it is the default of its flow, volume and "
       "mute, the format in which it mixes, and an id that stays the same whatever else is plugged "
       "in. On a terminal lines end with the window.");
@@ -214,7 +214,7 @@ void AddList(CLI::App& app, Options& options) {
 
 void AddVolume(CLI::App& app, Options& options) {
   CLI::App& command =
-      AddCommand(app, options, Options::Command::kVolume, "volume",
+      AddCommand(app, options, Volume, "volume",
                  "Print an endpoint's volume on the scale of the system's mixer. Muting does not "
                  "show in it.");
   AddDevice(command, options, "ask");
@@ -223,7 +223,7 @@ void AddVolume(CLI::App& app, Options& options) {
 
 void AddSilence(CLI::App& app, Options& options) {
   CLI::App& command =
-      AddCommand(app, options, Options::Command::kSilence, "silence",
+      AddCommand(app, options, Silence, "silence",
                  "Play silence on a render endpoint, which keeps it from falling asleep.");
   AddDevice(command, options, "keep awake");
   AddSeconds(command, options);
@@ -232,7 +232,7 @@ void AddSilence(CLI::App& app, Options& options) {
 
 void AddLog(CLI::App& app, Options& options) {
   CLI::App& command = AddCommand(
-      app, options, Options::Command::kLog, "log",
+      app, options, Log, "log",
       "Print where a library's log and its settings file are, the settings in force and where each "
       "comes from, and a warning for all in the file that is not taken as it was meant.");
   command
@@ -245,7 +245,7 @@ void AddLog(CLI::App& app, Options& options) {
 
 void AddDoctor(CLI::App& app, Options& options) {
   CLI::App& command =
-      AddCommand(app, options, Options::Command::kDoctor, "doctor",
+      AddCommand(app, options, Doctor, "doctor",
                  "Look at all that a recording needs: the library, its settings "
                  "and log, the copies of it that other programs would load, the "
                  "sound server, the endpoints, and a second of trial. Each line is ok, a note or a "

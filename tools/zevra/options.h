@@ -27,9 +27,8 @@ struct EndpointChoice {
 };
 
 struct Options {
-  enum class Command { kNone, kRecord, kMeter, kList, kVolume, kSilence, kLog, kDoctor };
-
-  Command command = Command::kNone;
+  // The subcommand that was asked for, one of the functions below; null for none.
+  void (*run)(const Options& options) = nullptr;
   EndpointChoice endpoint;
   AudioFormat format;
   std::optional<double> seconds;

@@ -202,12 +202,8 @@ class Recording {
   }
 
   void Consume(std::span<const std::uint8_t> audio) {
-    const std::size_t frame_bytes = options_.format.FrameBytes();
-    const auto frames =
-        std::min<std::uint64_t>(audio.size() / frame_bytes, frames_wanted_ - frames_);
-    audio = audio.first(frames * frame_bytes);
-    samples_.resize(frames * options_.format.channels);
-    Decode(options_.format.type, audio, samples_);
+    audio = TakeFrames(options_.format, audio, frames_wanted_ - frames_, samples_);
+    const std::uint64_t frames = samples_.size() / options_.format.channels;
     total_.Add(samples_);
     second_.Add(samples_);
     view_.Add(samples_);
@@ -218,7 +214,7 @@ class Recording {
       WriteApart(audio);
     else if (Writes())
       writers_[0]->Write(audio);
-    written_ += audio.size() / frame_bytes;
+    written_ += audio.size() / options_.format.FrameBytes();
   }
 
   // The left channel into one file, the right one into the other.

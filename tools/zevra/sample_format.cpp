@@ -1,6 +1,8 @@
 #include "tools/zevra/sample_format.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -130,6 +132,16 @@ void Decode(SampleType type, std::span<const std::uint8_t> bytes, std::span<floa
     Widen(type, bytes.subspan(i * step, step), {&value, 1});
     samples[i] = static_cast<float>(value) * kScale;
   }
+}
+
+std::span<const std::uint8_t> TakeFrames(const AudioFormat& format,
+                                         std::span<const std::uint8_t> audio,
+                                         std::uint64_t most_frames, std::vector<float>& samples) {
+  const auto frames = std::min<std::uint64_t>(audio.size() / format.FrameBytes(), most_frames);
+  audio = audio.first(frames * format.FrameBytes());
+  samples.resize(frames * format.channels);
+  Decode(format.type, audio, samples);
+  return audio;
 }
 
 void Widen(SampleType type, std::span<const std::uint8_t> bytes, std::span<std::int32_t> samples) {

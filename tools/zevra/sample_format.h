@@ -6,6 +6,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "zevra/zevra.h"
 
@@ -38,6 +39,11 @@ std::string ChannelLabel(std::uint16_t channels, std::uint16_t channel);
 
 // Samples on the scale of -1.0 to 1.0; `bytes` holds as many as `samples`.
 void Decode(SampleType type, std::span<const std::uint8_t> bytes, std::span<float> samples);
+// The whole frames at the beginning of `audio`, `most_frames` at most. `samples` gets their samples
+// on the scale of -1.0 to 1.0, interleaved.
+std::span<const std::uint8_t> TakeFrames(const AudioFormat& format,
+                                         std::span<const std::uint8_t> audio,
+                                         std::uint64_t most_frames, std::vector<float>& samples);
 // 8- to 24-bit samples in the upper bits of 32.
 void Widen(SampleType type, std::span<const std::uint8_t> bytes, std::span<std::int32_t> samples);
 

@@ -81,16 +81,11 @@ class Recording {
   }
 
   void Consume(std::span<const std::uint8_t> audio) {
-    const std::size_t frame_bytes = options_.format.FrameBytes();
-    const auto frames =
-        std::min<std::uint64_t>(audio.size() / frame_bytes, frames_wanted_ - frames_);
-    audio = audio.first(frames * frame_bytes);
-    samples_.resize(frames * options_.format.channels);
-    Decode(options_.format.type, audio, samples_);
+    audio = TakeFrames(options_.format, audio, frames_wanted_ - frames_, samples_);
     total_.Add(samples_);
     view_.Add(samples_);
     if (Writes()) writer_->Write(audio);
-    frames_ += frames;
+    frames_ += audio.size() / options_.format.FrameBytes();
     for (const Hole& hole : source_.TakeHoles()) missing_ += hole.seconds;
   }
 

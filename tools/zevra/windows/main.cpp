@@ -15,23 +15,6 @@
 namespace zevra::command {
 namespace {
 
-void Run(const Options& options) {
-  switch (options.command) {
-    case Options::Command::kRecord:
-      return Record(options);
-    case Options::Command::kMeter:
-      return Meter(options);
-    case Options::Command::kList:
-      return List(options);
-    case Options::Command::kVolume:
-      return Volume(options);
-    case Options::Command::kSilence:
-      return Silence(options);
-    default:
-      throw CLI::RequiredError("A command");
-  }
-}
-
 // The last one first, as the parser takes them, and without the program's name.
 std::vector<std::string> Arguments() {
   int count = 0;
@@ -53,7 +36,8 @@ int Main() {
   Describe(app, options);
   try {
     app.parse(Arguments());
-    Run(options);
+    if (options.run == nullptr) throw CLI::RequiredError("A command");
+    options.run(options);
     FinishStandardOutput();
   } catch (const CLI::Success& wish) {
     app.exit(wish);

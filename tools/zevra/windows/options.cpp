@@ -21,7 +21,7 @@ void AddCapture(CLI::App& command, Options& options) {
 
 void AddRecord(CLI::App& app, Options& options) {
   CLI::App& command =
-      AddCommand(app, options, Options::Command::kRecord, "record",
+      AddCommand(app, options, Record, "record",
                  "Record what an endpoint plays, or what a capture endpoint records, into a WAV "
                  "file. The file keeps the clock: silence takes the place of what is lost, and the "
                  "exit status is 1.");
@@ -47,23 +47,23 @@ void Describe(CLI::App& app, Options& options) {
   app.allow_windows_style_options(false);
   AddRecord(app, options);
   CLI::App& meter =
-      AddCommand(app, options, Options::Command::kMeter, "meter",
+      AddCommand(app, options, Meter, "meter",
                  "Show the level of each channel until Ctrl-C, in decibels of full scale.");
   AddCapture(meter, options);
   meter.add_flag("--spectrum", options.spectrum,
                  "Also show how loud each octave from 31 Hz to 16 kHz is, over all channels.");
-  CLI::App& list = AddCommand(app, options, Options::Command::kList, "list",
+  CLI::App& list = AddCommand(app, options, List, "list",
                               "List the active endpoints: name, flow, whether it is the default of "
                               "its flow, and volume.");
   list.add_flag("--json", options.json,
                 "Print a JSON array instead, of objects with name, flow, default and volume (0 to "
                 "1, or null where it cannot be had).");
-  CLI::App& volume = AddCommand(app, options, Options::Command::kVolume, "volume",
+  CLI::App& volume = AddCommand(app, options, Volume, "volume",
                                 "Print an endpoint's volume on the scale of the system's mixer.");
   AddDevice(volume, options);
   AddFlow(volume, options);
   CLI::App& silence =
-      AddCommand(app, options, Options::Command::kSilence, "silence",
+      AddCommand(app, options, Silence, "silence",
                  "Play silence on a render endpoint, which keeps it from falling asleep.");
   AddDevice(silence, options);
   AddSeconds(silence, options);
