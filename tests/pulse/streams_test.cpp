@@ -181,9 +181,14 @@ TEST_F(FrozenServer, HoldsNothingUpForEver) {
   const auto begin = std::chrono::steady_clock::now();
   BreakServer(device, recording, SIGSTOP);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(50));
+  const unsigned packets = recording.Packets();
   SignalServer(SIGCONT);
-  EXPECT_EQ(device.Start(recording), 0);
-  EXPECT_TRUE(recording.Goes());
+  // PipeWire may fall over the clients that gave up on it, and is started again then; a capture
+  // that runs is not.
+  EXPECT_TRUE(Eventually([&] {
+    device.Start(recording);
+    return recording.Packets() >= packets + 3;
+  }));
 }
 
 }  // namespace
