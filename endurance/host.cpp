@@ -78,7 +78,6 @@ void Host::Run() {
   }
   descriptors.request_stop();
   descriptors.join();
-  tap_.inside = nullptr;
   tap_.Close();
   ReportHoldings(before);
   Make(Call::kUninitialize, ZevraUninitialize);
