@@ -7,11 +7,13 @@
 //   capture_cost          the tables; needs a server (scripts/bench starts one)
 //   capture_cost --host   the host that it measures, until it is ended
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,13 +25,15 @@
 namespace {
 
 using zevra::bench::ChildProcess;
-using zevra::bench::Median;
 
+// One for each of the orders that the programs start in.
 constexpr int kRounds = 3;
+// Enough to be the server's client before the next program is.
+constexpr std::chrono::milliseconds kBetweenStarts{300};
 constexpr std::chrono::seconds kWarmUp{2};
 constexpr std::chrono::seconds kMeasured{8};
 // Whole and steady. What the recorder does not pay for: loading libswresample and the libraries
-// that it needs, and its filter, a fifth of the processor time that is used once all runs.
+// that it needs, its filter, and a processor that sleeps again when a packet goes back.
 constexpr double kMostTimesRecorder = 1.9;
 constexpr double kMostTimesFfmpeg = 0.35;
 
@@ -69,13 +73,18 @@ struct Program {
 
 using Clock = std::chrono::steady_clock;
 
-// Runs the programs at the same time, and notes what each used.
+// Starts the programs in their order, and notes what each used. A server serves first who came
+// first, and whoever it wakes first also pays for the waking of a processor.
 void Measure(const std::vector<Program*>& programs) {
-  const auto begun = Clock::now();
+  std::vector<Clock::time_point> begun;
   std::vector<std::unique_ptr<ChildProcess>> children;
+  begun.reserve(programs.size());
   children.reserve(programs.size());
-  for (const Program* program : programs)
+  for (const Program* program : programs) {
+    begun.push_back(Clock::now());
     children.push_back(std::make_unique<ChildProcess>(program->command));
+    std::this_thread::sleep_for(kBetweenStarts);
+  }
   std::this_thread::sleep_for(kWarmUp);
   const auto warm = Clock::now();
   std::vector<double> before;
@@ -88,8 +97,12 @@ void Measure(const std::vector<Program*>& programs) {
   };
   for (std::size_t i = 0; i < programs.size(); ++i) {
     programs[i]->steady.push_back((children[i]->ProcessorMs() - before[i]) / seconds(warm));
-    programs[i]->whole.push_back(children[i]->End() / seconds(begun));
+    programs[i]->whole.push_back(children[i]->End() / seconds(begun[i]));
   }
+}
+
+double Mean(const std::vector<double>& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
 void PrintTimes(double times, double bound) {
@@ -100,18 +113,18 @@ void PrintTimes(double times, double bound) {
 
 void Print(const char* title, const std::vector<Program>& programs, bool has_bounds) {
   const Program& own = programs.front();
-  std::printf("%s; processor time in ms a second, and zevra's to it; medians of %zu times %d s\n",
+  std::printf("%s; processor time in ms a second, and zevra's to it; means of %zu times %d s\n",
               title, own.whole.size(), static_cast<int>((kWarmUp + kMeasured).count()));
   for (const Program& program : programs) {
-    const double whole = Median(program.whole);
-    const double steady = Median(program.steady);
+    const double whole = Mean(program.whole);
+    const double steady = Mean(program.steady);
     const auto place = static_cast<double>(&program - programs.data());
     zevra::bench::WriteRow(std::string(title) + ", whole process", place, whole);
     zevra::bench::WriteRow(std::string(title) + ", steady", place, steady);
     std::printf("%-24s whole process %6.2f", program.what, whole);
-    PrintTimes(Median(own.whole) / whole, has_bounds ? program.whole_bound : 0);
+    PrintTimes(Mean(own.whole) / whole, has_bounds ? program.whole_bound : 0);
     std::printf("   steady %6.2f", steady);
-    PrintTimes(Median(own.steady) / steady, has_bounds ? program.steady_bound : 0);
+    PrintTimes(Mean(own.steady) / steady, has_bounds ? program.steady_bound : 0);
     std::printf("\n");
   }
   std::printf("\n");
@@ -139,8 +152,12 @@ int main(int argc, char** argv) {
                             "--channels=2", "--volume=3000", "/dev/urandom"});
   std::vector<Program> together = programs;
   std::vector<Program> alone = programs;
+  std::vector<Program*> order;
+  order.reserve(together.size());
+  for (Program& program : together) order.push_back(&program);
   for (int round = 0; round < kRounds; ++round) {
-    Measure({&together[0], &together[1], &together[2]});
+    Measure(order);
+    std::rotate(order.begin(), order.begin() + 1, order.end());
     for (Program& program : alone) Measure({&program});
   }
   Print("At the same time", together, true);
