@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -69,6 +71,20 @@ TEST_F(Streams, PacketsOfZerosAreFlaggedSilent) {
   EXPECT_TRUE(Eventually([] { return sounding_packets >= 2 && silent_packets >= 50; }));
   EXPECT_EQ(ZevraStopCapture(device), 0);
   EXPECT_EQ(misleading_flags, 0);
+}
+
+TEST_F(Streams, AChildOfForkClosesOnlyItsOwnCopy) {
+  const Recording recording;
+  const Device device;
+  ASSERT_EQ(device.Start(recording), 0);
+  ASSERT_EQ(ZevraStartPlay(device), 0);
+  const pid_t child = fork();
+  if (child == 0) _exit(ZevraCloseDevice(device));
+  int status = -1;
+  if (!Eventually([&] { return waitpid(child, &status, WNOHANG) == child; })) kill(child, SIGKILL);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(recording.Goes());
+  EXPECT_EQ(ZevraStartPlay(device), ZEVRA_E_NOT_STOPPED);
 }
 
 // On a server that suspends what nobody uses.

@@ -29,6 +29,10 @@ constexpr std::size_t kMostInAWait = 2;
 
 enum class Kind { kEvent, kTimer, kThread };
 
+// How many forks lie between the first process and this one.
+std::atomic<unsigned> forks{0};
+const int kForkWatch = ::pthread_atfork(nullptr, nullptr, [] { ++forks; });
+
 // What a handle points to. An event and a thread stand on an eventfd, a timer on a timerfd; each is
 // readable while the object is signalled. The handle holds a reference, and so does a running
 // thread, which may outlive its handle.
@@ -39,8 +43,13 @@ struct KernelObject {
   KernelObject(const KernelObject&) = delete;
   KernelObject& operator=(const KernelObject&) = delete;
 
+  // A child of fork has neither the thread nor anyone who waits, but shares the descriptor with its
+  // parent, whose streams go on.
+  bool IsOfParent() const { return generation != forks; }
+
   const Kind kind;
   const int descriptor;
+  const unsigned generation = forks;
   std::atomic<int> references{1};
 
   // Of a thread only.
@@ -96,7 +105,9 @@ KernelObject* NewObject(Kind kind, int descriptor) {
 int NewEventDescriptor() { return ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); }
 
 void Release(KernelObject* object) {
-  if (object->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete object;
+  // The reference of a parent's thread is never given back.
+  if (object->references.fetch_sub(1, std::memory_order_acq_rel) == 1 || object->IsOfParent())
+    delete object;
 }
 
 // Null, with the code for GetLastError, where the handle is null or of another kind.
@@ -206,7 +217,7 @@ HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initi
 BOOL SetEvent(HANDLE event) {
   const auto* const object = ObjectOf(event, Kind::kEvent);
   if (object == nullptr) return FALSE;
-  return Signal(*object) ? TRUE : Fail(ErrorFromErrno(errno));
+  return object->IsOfParent() || Signal(*object) ? TRUE : Fail(ErrorFromErrno(errno));
 }
 
 // NOLINTBEGIN(readability-non-const-parameter): the signature is given
@@ -272,7 +283,9 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all, 
       last_error = ERROR_INVALID_HANDLE;
       return WAIT_FAILED;
     }
-    begins[index + 1] = PutSources(*static_cast<KernelObject*>(handles[index]), begins[index]);
+    const auto& object = *static_cast<KernelObject*>(handles[index]);
+    if (object.IsOfParent()) return WAIT_OBJECT_0 + index;  // nobody here could signal it
+    begins[index + 1] = PutSources(object, begins[index]);
   }
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -298,7 +311,8 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD timeout_ms) {
 BOOL CloseHandle(HANDLE handle) {
   auto* const object = static_cast<KernelObject*>(handle);
   if (object == nullptr) return Fail(ERROR_INVALID_HANDLE);
-  if (object->kind == Kind::kThread && !object->is_joined) ::pthread_detach(object->thread);
+  if (object->kind == Kind::kThread && !object->is_joined && !object->IsOfParent())
+    ::pthread_detach(object->thread);
   Release(object);
   return TRUE;
 }
