@@ -105,14 +105,14 @@ TEST_F(Conversion, ChannelsFollowTheMaskWhateverTheServersOrder) {
   }
 }
 
-// Two of one name play on one endpoint; the second is recorded.
+// Two of one name, but for its case, play on one endpoint; the second is recorded.
 TEST_F(Conversion, AnApplicationIsHeardAloneAndAsLoudAsItIs) {
   const NullSink sink("shared", "Shared");
   const auto streams = [] { return Shell("pactl list short sink-inputs | cut -f1"); };
   std::optional<Player> players[2];
   for (std::size_t i = 0; i < 2; ++i) {
-    players[i].emplace("shared", std::vector<float>(96'000, i == 0 ? 0.5F : 0.25F),
-                       Player::kOverAndOver);
+    players[i].emplace(i == 0 ? "shared" : "shared -n PaCat",
+                       std::vector<float>(96'000, i == 0 ? 0.5F : 0.25F), Player::kOverAndOver);
     ASSERT_TRUE(Eventually([&] { return streams().size() == i + 1; }));
   }
   Shell("pactl set-sink-input-volume " + streams()[1] + " 50%; pactl set-sink-mute shared 1");
@@ -130,6 +130,13 @@ TEST_F(Conversion, AnApplicationIsHeardAloneAndAsLoudAsItIs) {
   EXPECT_EQ(ZevraGetVolume(device, &volume), 0);
   EXPECT_NEAR(volume, 0.5F, 1e-4);
   EXPECT_EQ(ZevraStartPlay(device), 0);  // on the endpoint
+  for (const auto& [sink_name, result] :
+       {std::pair("zevra_speakers", ZEVRA_E_DEVICE_INVALIDATED), std::pair("shared", ZEVRA_OK)}) {
+    Shell("pactl move-sink-input " + streams()[1] + " " + sink_name);
+    EXPECT_TRUE(Eventually([&, wanted = result] {
+      return ZevraGetVolume(device, &volume) == wanted;
+    })) << sink_name;
+  }
 
   players[1].reset();
   recording.WaitUntilQuiet();

@@ -4,10 +4,11 @@
 #include <pulse/proplist.h>
 
 #include <algorithm>
-#include <set>
 #include <utility>
 
+#include "platform/linux/unicode.h"
 #include "platform/result.h"
+#include "platform/text.h"
 
 namespace zevra {
 namespace {
@@ -67,13 +68,17 @@ HRESULT Finish(PulseConnection& connection, pa_operation* operation, const Answe
   return FAILED(result) ? result : answer.result;
 }
 
-// The oldest stream of an application keeps the plain name.
+// The oldest stream of an application keeps the plain name. Names are looked up without case.
 void MakeUnique(std::vector<PulseApplication>& applications) {
-  std::set<std::string> taken;
+  std::vector<std::u16string> taken;
   for (PulseApplication& application : applications) {
+    const auto is_taken = [&](const std::u16string& other) {
+      return EqualIgnoringCase(other.c_str(), Utf16FromUtf8(application.name).c_str());
+    };
     const std::string name = application.name;
-    for (int number = 2; !taken.insert(application.name).second; ++number)
+    for (int number = 2; std::any_of(taken.begin(), taken.end(), is_taken); ++number)
       application.name = name + " (" + std::to_string(number) + ")";
+    taken.push_back(Utf16FromUtf8(application.name));
   }
 }
 
@@ -109,7 +114,9 @@ HRESULT ReadEndpoint(PulseConnection& connection, const PulseEndpoint& known, Pu
   const auto sink = std::find_if(sinks.begin(), sinks.end(), [&](const PulseEndpoint& one) {
     return one.index == application.sink_index;
   });
-  if (sink == sinks.end()) return kEndpointNotFound;
+  // A capture that runs does not follow its application to another sink.
+  if (sink == sinks.end() || (!known.name.empty() && sink->name != known.name))
+    return kEndpointNotFound;
   *now = std::move(*sink);
   now->friendly_name = known.friendly_name;
   now->application = known.application;
