@@ -97,9 +97,10 @@ int Log_Cfg_T<HEAP, BASE>::read_log_config(const char* section, const char* file
   if (section != nullptr) values.section = section;
   const std::string path =
       AnchorAtModule(file != nullptr ? file : values.config_file.c_str(), kThisLibrary);
-  const HEAP heap(values.section.c_str(), path.c_str());
   values.config_file = path;
+  // Before the file is read, so that an edit in between is read the next time.
   values.config_mtime = ModifiedTime(path.c_str());
+  const HEAP heap(values.section.c_str(), path.c_str());
 
   ReadPlainKeys(heap, values);
   const bool has_level = ReadNumber(heap, "level", values.level);
