@@ -37,7 +37,7 @@
  * handles are independent, with one exception: see ZevraStopPlay. At default settings a thread that
  * calls needs a stack of 160 KiB. No function is a point where a thread is cancelled. In a child of
  * fork only the log goes on: streams and the connections to the sound server belong to threads of
- * the parent. Once initialised, the library stays loaded to the end of the process.
+ * the parent, and go on there when the child stops or closes its copy of a handle. Once initialised, the library stays loaded to the end of the process.
  *
  * Text is UTF-16, zero-terminated.
  */
@@ -283,8 +283,10 @@ ZEVRA_API int32_t ZevraStopPlay(ZevraHandle handle);
  * Starts capturing: `callback` receives the endpoint's audio in `format`. Returns when the stream
  * is running; the first callback may come before that. If the stream fails later, the callbacks
  * end. The log says why, but for the two most frequent reasons, which leave no line: the endpoint
- * was removed, or the audio service ended. A host that must know calls ZevraGetVolume now and then.
- * Loopback on Linux hears the endpoint behind its volume and mute.
+ * was removed, or the audio service ended. A host that must know repeats the start now and then: it
+ * gives ZEVRA_E_NOT_STOPPED while the capture runs, and starts it anew where it has ended. On
+ * PipeWire only ZevraGetVolume tells that an application's stream was moved. Loopback on Linux
+ * hears the endpoint behind its volume and mute.
  * format: copied. If the converter does not support it, the start still succeeds, and the callback
  *       receives null and 0 for every packet.
  * callback: may be null; the audio is then dropped.
@@ -299,8 +301,9 @@ ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* 
                                     ZevraCaptureCallback callback, void* context);
 
 /*
- * Stops the capture and joins its thread; no callback runs afterwards. It takes about three seconds
- * if the sound server does not answer. When called from the handle's own callback, it signals the
+ * Stops the capture and joins its thread; no callback runs afterwards. Packets that wait are
+ * delivered first, so a callback that takes longer than its packets last holds the stop back. It
+ * takes about three seconds if the sound server does not answer. When called from the handle's own callback, it signals the
  * thread and returns at once. The next stop, start or close of the handle then frees what the
  * stream held.
  * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
