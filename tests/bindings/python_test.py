@@ -1,6 +1,7 @@
 """The Python package over the twin, whose endpoints are inside the process, and beside a server."""
 
 import asyncio
+import gc
 import subprocess
 import sys
 import tempfile
@@ -9,6 +10,7 @@ import time
 import unittest
 import warnings
 import wave
+import weakref
 
 if "--without-numpy" in sys.argv:
     sys.argv.remove("--without-numpy")
@@ -62,8 +64,21 @@ class Builtin(unittest.TestCase):
             zevra.capture("nobody")
         for wrong in {"rate": 100}, {"channels": 9}, {"dtype": "int8"}, {"buffer_seconds": 0}, {"endpoint": "\0"}:
             self.assertRaises(ValueError, zevra.capture, **wrong)
-        with zevra.capture(callback=lambda block: {}[block.nbytes]) as failing:
-            self.assertRaises(KeyError, failing.wait, 60)
+        for fail, raised in (lambda block: {}[block.nbytes], KeyError), (lambda block: next(iter([])), RuntimeError):
+            with zevra.capture(callback=fail) as failing:
+                for _ in range(2):
+                    self.assertRaises(raised, failing.wait, 60)
+
+        class Owner:
+            def __init__(self):
+                self.tap = zevra.capture(callback=self.hear)
+
+            def hear(self, block):
+                pass
+
+        owner = weakref.ref(Owner())
+        gc.collect()
+        self.assertIsNone(owner())
         taps = []
         taps.append(zevra.capture(callback=lambda block: taps and taps[0].close()))
         taps[0].wait(60)
@@ -82,8 +97,11 @@ class Builtin(unittest.TestCase):
         self.assertIs(seen[0].category, zevra.OverflowWarning)
 
     def test_exit_with_running_captures(self):
-        start = "import zevra, os, sys; t = [zevra.capture(callback=lambda b: sum(range(9999))) for _ in 'ab']\n"
-        for end, code in ("", 0), ("del t; sys.exit(3)", 3), ("os.fork() or sys.exit(0); os.wait()", 0):
+        start = "import zevra, os, sys, time; t = [zevra.capture(callback=lambda b: sum(range(9999))) for _ in 'ab']\n"
+        closing = "t.clear(); c = []; c.append(zevra.capture(callback=lambda b: c and (c[0].close(), sum(range(2**23)))))"
+        closing += "\nwhile not c[0]._stream._closing: time.sleep(0.001)"
+        ends = [("", 0), ("del t; sys.exit(3)", 3), ("os.fork() or sys.exit(0); os.wait()", 0), (closing, 0)]
+        for end, code in ends:
             run = subprocess.run([sys.executable, "-c", start + end], stderr=subprocess.PIPE, timeout=60)
             self.assertEqual((run.returncode, run.stderr), (code, b""), end)
 
@@ -97,7 +115,9 @@ class Server(unittest.TestCase):
         with zevra.capture(name, rate=16000, channels=1, dtype="int16") as tap:
             blocks = tap.blocks(seconds=0.1)
             self.assertEqual(next(blocks).shape, (1600, 1))
+            # Also where it is back before anybody has looked.
             subprocess.check_call(["pactl", "unload-module", module.strip()])
+            subprocess.check_output(load + [f"sink_properties='device.description=\"{name}\"'"])
             self.assertRaises(zevra.EndpointLostError, list, blocks)
 
 

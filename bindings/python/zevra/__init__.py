@@ -102,7 +102,7 @@ def record(
         left = frames * frame_bytes
         if not 0 <= left < 2**32 - 64:
             raise ValueError("a WAV file holds up to 4 GiB")
-        with wave.open(os.fspath(path), "wb") as file:
+        with open(path, "wb") as raw, wave.open(raw, "wb") as file:
             file.setnchannels(channels)
             file.setsampwidth(frame_bytes // channels)
             file.setframerate(rate)

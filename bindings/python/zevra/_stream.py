@@ -6,12 +6,14 @@ import collections
 import ctypes
 import os
 import threading
+import time
 import weakref
 from typing import Any, Callable, NamedTuple
 
 from ._library import NOT_STOPPED, AudioFormat, Callback, Endpoint, error, library, open_endpoint
 
 _E_FAIL = 0x80004005 - 2**32
+_E_DEVICE_INVALIDATED = 0x88890004 - 2**32
 QUIET_SECONDS = 1.0
 _PACKETS_WITHOUT_AUDIO = 200
 
@@ -73,6 +75,7 @@ class Stream:
         self._chunks: collections.deque[bytes] = collections.deque()
         self._buffered = 0
         self._packets = 0
+        self._came = time.monotonic()  # the last packet, or the last sign that one may still come
         self._heard = False
         self._deliver = deliver
         self._lock = threading.Lock()
@@ -101,6 +104,7 @@ class Stream:
         _calling.add(thread)
         try:
             self._packets += 1
+            self._came = time.monotonic()
             if length and self.failure is None and not self._closing:
                 self._heard = True
                 packet = ctypes.string_at(data, length)
@@ -108,6 +112,9 @@ class Stream:
                     self._deliver(packet)
                 else:
                     self._store(packet)
+        except StopIteration as stop:  # no future takes it
+            self.failure = RuntimeError("the callback raised StopIteration")
+            self.failure.__cause__ = stop
         except BaseException as failure:  # nothing may pass through the library
             self.failure = failure
         finally:
@@ -148,19 +155,20 @@ class Stream:
             self._buffered -= len(taken)
             return taken
 
-    def wait(self) -> None:
-        """Waits for a packet, a second at most. Raises once the stream has ended by itself."""
+    def wait(self, most: float = QUIET_SECONDS) -> None:
+        """Waits for a packet, `most` seconds at most. Raises once the stream has ended by itself."""
         with self.condition:
             if self.closed or self.failure:
                 return
-            came = self.condition.wait(QUIET_SECONDS)
-        self.check(came)
+            self.condition.wait(min(most, QUIET_SECONDS))
+        self.check()
 
-    def check(self, came: bool) -> None:
-        """Raises if no audio will come. `came`: whether there was a packet within a second."""
+    def check(self) -> None:
+        """Raises if no audio will come. Finds out where no packet has come for a second."""
         deaf = self._packets >= _PACKETS_WITHOUT_AUDIO and not self._heard
-        if came and not deaf:
+        if time.monotonic() - self._came < QUIET_SECONDS and not deaf:
             return
+        self._came = time.monotonic()
         with self._lock:
             if self._closing:
                 return
@@ -173,7 +181,8 @@ class Stream:
             self._library.ZevraStopCapture(self._handle)
             volume = ctypes.c_float()
             reason = self._library.ZevraGetVolume(self._handle, volume)
-        raise error("the capture ended", reason if reason < 0 else result or _E_FAIL)
+        # What went away may be back by now.
+        raise error("the capture ended", min(reason, 0) or result or _E_DEVICE_INVALIDATED)
 
     def volume(self) -> float:
         volume = ctypes.c_float()
@@ -185,25 +194,36 @@ class Stream:
             raise error("ZevraGetVolume", result)
         return volume.value
 
+    @staticmethod
+    def in_callback() -> bool:
+        return threading.get_ident() in _calling
+
     def close(self) -> None:
         with self._lock:
             first = not self._closing
             self._closing = True
-        if threading.get_ident() not in _calling:
+        if not self.in_callback():
             if first:
                 self._finish()
             self._finished.wait()
         elif first:
-            threading.Thread(target=self._finish, name="zevra-close").start()
+            # Not the daemon that it would inherit here: the interpreter waits for it.
+            threading.Thread(target=self._finish, name="zevra-close", daemon=False).start()
 
     def _finish(self) -> None:
-        self._library.ZevraStopCapture(self._handle)
-        with self._lock:
-            # This ends the silence too. ZevraStopPlay would end that of every other capture.
-            self._library.ZevraCloseDevice(self._handle)
-        self.closed = True
-        self._finished.set()
-        self._wake()
+        # Ctrl-C may come between any two of these.
+        try:
+            library()  # the thread that opened the handle may have ended
+            self._library.ZevraStopCapture(self._handle)
+        finally:
+            try:
+                with self._lock:
+                    # This ends the silence too. ZevraStopPlay would end that of every other capture.
+                    self._library.ZevraCloseDevice(self._handle)
+            finally:
+                self.closed = True
+                self._finished.set()
+                self._wake()
 
     def forget(self) -> None:
         """After a fork: the threads, and who held the locks, are in the other process."""

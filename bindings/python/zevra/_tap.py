@@ -45,12 +45,20 @@ class Tap:
         if not buffer_seconds > 0:
             raise ValueError(f"buffer_seconds is above 0, not {buffer_seconds}")
         to_array = _array_maker(dtype, channels)
-        deliver = None if callback is None else lambda packet: callback(to_array(bytearray(packet)))
         self._to_array = to_array
         self._callback = callback
         self._warned_bytes = 0
         self._raised = False
-        self._stream = Stream(endpoint, audio_format, silence, deliver, buffer_seconds)
+        # The stream must not keep a tap that only its own callback refers to.
+        here = weakref.ref(self)
+
+        def deliver(packet: bytes) -> None:
+            if (tap := here()) is not None:
+                tap._callback(to_array(bytearray(packet)))
+
+        self._stream = Stream(
+            endpoint, audio_format, silence, deliver if callback is not None else None, buffer_seconds
+        )
         # Also runs when the interpreter exits: a callback then would find no interpreter.
         self._end = weakref.finalize(self, self._stream.close)
 
@@ -89,9 +97,14 @@ class Tap:
         Raises what the callback raised, and Error if the capture ends by itself.
         """
         end = None if seconds is None else time.monotonic() + seconds
-        while not self._stream.closed and (end is None or time.monotonic() < end):
-            self._stream.wait()
-            self._raise_failure()
+        while not self._stream.closed:
+            left = QUIET_SECONDS if end is None else end - time.monotonic()
+            if left <= 0:
+                return
+            self._stream.wait(left)
+            if self._stream.failure is not None:
+                self._raised = True
+                raise self._stream.failure
 
     def close(self) -> None:
         """Ends the capture and its silence, which takes up to half a second.
@@ -99,7 +112,9 @@ class Tap:
         Raises what the callback raised, once. In a callback it returns at once, and the capture
         ends soon after.
         """
-        self._end()
+        # At its exit the interpreter waits for a close that a callback has begun.
+        if not self._stream.in_callback():
+            self._end()
         # Another thread may be at it.
         self._stream.close()
         self._raise_failure()
@@ -189,7 +204,7 @@ class Blocks:
                     await asyncio.wait_for(came.wait(), QUIET_SECONDS)
                 except asyncio.TimeoutError:
                     pass
-                self._stream.check(came.is_set())
+                self._stream.check()
         finally:
             self._stream.wakers.discard(wake)
 
