@@ -157,7 +157,14 @@ struct Handle {
         ZevraOpenDevice(&handle, name ? wide.c_str() : nullptr, static_cast<std::uint32_t>(flow));
     if (result < 0) throw Error("ZevraOpenDevice", result);
   }
-  ~Handle() { ZevraCloseDevice(handle); }
+  ~Handle() {
+    // The thread that opened it may have ended and taken COM with it.
+    try {
+      InitializeThread();
+    } catch (const Error&) {
+    }
+    ZevraCloseDevice(handle);
+  }
 
   const std::optional<std::string> name;  // none for the default endpoint
   const Flow flow;
@@ -258,7 +265,8 @@ class Device {
 
 // Silence that plays on the device's endpoint, so that a loopback capture receives packets also
 // while nothing else plays. It has a handle of its own, because only closing a handle leaves the
-// silence of all others alone. The end takes up to half a second.
+// silence of all others alone; make it right after a device of the default endpoint, because that
+// is looked up once more. The end takes up to half a second.
 class Silence {
  public:
   explicit Silence(const Device& device)
