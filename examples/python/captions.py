@@ -27,8 +27,11 @@ def recognize(sentences, command):
         with wave.open(file, "wb") as sound:
             sound.setparams((1, 2, RATE, 0, "NONE", None))
             sound.writeframes(sentence)
-        done = subprocess.run(command, input=file.getvalue(), stdout=subprocess.PIPE, check=True)
-        print(done.stdout.decode().strip(), flush=True)
+        try:
+            done = subprocess.run(command, input=file.getvalue(), stdout=subprocess.PIPE, check=True)
+            print(done.stdout.decode().strip(), flush=True)
+        except (OSError, subprocess.CalledProcessError) as error:
+            print(f"captions: {error}", file=sys.stderr)
 
 
 def sentences_of(tap):
