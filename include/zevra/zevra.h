@@ -239,9 +239,10 @@ ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
  * next. No list shows them. Capture then delivers that stream alone, at the application's own
  * volume, which ZevraGetVolume reads; the endpoint's volume and mute do not count. ZevraStartPlay
  * plays on the application's endpoint. Once the stream has ended, or was moved to another endpoint,
- * it counts as an endpoint that was removed; while it is paused, PipeWire delivers no packets. A
- * sound server that cannot record single streams gives ZEVRA_E_FAIL at ZevraStartCapture. On
- * Windows such a name gives ZEVRA_E_NOT_FOUND. Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is
+ * it counts as an endpoint that was removed. On PipeWire a capture that runs may go along or fall
+ * silent when its application is moved, and delivers no packets while that is paused. A sound
+ * server that cannot record single streams gives ZEVRA_E_FAIL at ZevraStartCapture. On Windows such
+ * a name gives ZEVRA_E_NOT_FOUND. Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is
  * null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if two endpoints share the name; ZEVRA_E_INVALIDARG
  * for a null name with ZEVRA_FLOW_ALL; ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED;
  * ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes. Thread: one that has called ZevraInitialize.
@@ -284,9 +285,9 @@ ZEVRA_API int32_t ZevraStopPlay(ZevraHandle handle);
  * is running; the first callback may come before that. If the stream fails later, the callbacks
  * end. The log says why, but for the two most frequent reasons, which leave no line: the endpoint
  * was removed, or the audio service ended. A host that must know repeats the start now and then: it
- * gives ZEVRA_E_NOT_STOPPED while the capture runs, and starts it anew where it has ended. On
- * PipeWire only ZevraGetVolume tells that an application's stream was moved. Loopback on Linux
- * hears the endpoint behind its volume and mute.
+ * gives ZEVRA_E_NOT_STOPPED while the capture runs, and starts it anew where it has ended; that an
+ * application was moved, ZevraGetVolume tells. Loopback on Linux hears the endpoint behind its
+ * volume and mute.
  * format: copied. If the converter does not support it, the start still succeeds, and the callback
  *       receives null and 0 for every packet.
  * callback: may be null; the audio is then dropped.
