@@ -37,7 +37,8 @@
  * handles are independent, with one exception: see ZevraStopPlay. At default settings a thread that
  * calls needs a stack of 160 KiB. No function is a point where a thread is cancelled. In a child of
  * fork only the log goes on: streams and the connections to the sound server belong to threads of
- * the parent, and go on there when the child stops or closes its copy of a handle. Once initialised, the library stays loaded to the end of the process.
+ * the parent, and go on there when the child stops or closes its copy of a handle. Once
+ * initialised, the library stays loaded to the end of the process.
  *
  * Text is UTF-16, zero-terminated.
  */
@@ -242,10 +243,11 @@ ZEVRA_API int32_t ZevraGetOutRecordDeviceList(ZevraDeviceList* list);
  * it counts as an endpoint that was removed. On PipeWire a capture that runs may go along or fall
  * silent when its application is moved, and delivers no packets while that is paused. A sound
  * server that cannot record single streams gives ZEVRA_E_FAIL at ZevraStartCapture. On Windows such
- * a name gives ZEVRA_E_NOT_FOUND. Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is
- * null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if two endpoints share the name; ZEVRA_E_INVALIDARG
- * for a null name with ZEVRA_FLOW_ALL; ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED;
- * ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes. Thread: one that has called ZevraInitialize.
+ * a name gives ZEVRA_E_NOT_FOUND.
+ * Results: ZEVRA_OK; ZEVRA_E_POINTER if `handle` is null; ZEVRA_E_NOT_FOUND; ZEVRA_E_UNEXPECTED if
+ * two endpoints share the name; ZEVRA_E_INVALIDARG for a null name with ZEVRA_FLOW_ALL;
+ * ZEVRA_E_OUTOFMEMORY; ZEVRA_E_NOT_INITIALIZED; ZEVRA_E_SERVICE_NOT_RUNNING; other platform codes.
+ * Thread: one that has called ZevraInitialize.
  */
 ZEVRA_API int32_t ZevraOpenDevice(ZevraHandle* handle, const ZevraChar* name, uint32_t data_flow);
 
@@ -304,9 +306,9 @@ ZEVRA_API int32_t ZevraStartCapture(ZevraHandle handle, const ZevraAudioFormat* 
 /*
  * Stops the capture and joins its thread; no callback runs afterwards. Packets that wait are
  * delivered first, so a callback that takes longer than its packets last holds the stop back. It
- * takes about three seconds if the sound server does not answer. When called from the handle's own callback, it signals the
- * thread and returns at once. The next stop, start or close of the handle then frees what the
- * stream held.
+ * takes about three seconds if the sound server does not answer. When called from the handle's own
+ * callback, it signals the thread and returns at once. The next stop, start or close of the handle
+ * then frees what the stream held.
  * Result: always ZEVRA_OK, also for a null handle and for a stream that never started or has
  * already ended.
  * Thread: any, one at a time per handle.
