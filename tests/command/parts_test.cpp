@@ -77,7 +77,7 @@ TEST(Timeline, TellsHolesFromDriftAndDelay) {
   const Story stories[] = {
       {0.0005, 0, 0, 0, false, 0, 0}, {-0.0005, 0, 0, 0, false, 0, 0}, {0, 5, 7, 2, false, 0, 0},
       {0, 5, 7, 0, false, 5, 2},      {0.0002, 5, 9, 1, false, 6, 3},  {0, 5, 5.2, 0, false, 0, 0},
-      {0, 5, 25, 0, true, 5, 20},
+      {0, 5, 25, 0, true, 5, 20},     {0, 0, 2.2, 0, false, 0, 0},
   };
   const AudioFormat format{SampleType::kU8, 1000, 1};
   for (const Story& story : stories) {
@@ -101,7 +101,8 @@ TEST(Timeline, TellsHolesFromDriftAndDelay) {
       frames += timeline.Ready().size();
       for (const Hole& hole : timeline.TakeHoles()) holes.push_back(hole);
     }
-    EXPECT_NEAR(static_cast<double>(frames) / 1000, 600 * (1 + story.drift), 0.25);
+    EXPECT_NEAR(static_cast<double>(frames) / 1000,
+                600 * (1 + story.drift) - (story.stall_begin > 0 ? 0 : story.stall_end), 0.25);
     ASSERT_EQ(holes.size(), story.hole_seconds > 0 ? 1U : 0U);
     if (holes.empty()) continue;
     EXPECT_NEAR(holes[0].at_seconds, story.hole_at, 0.1);
@@ -114,7 +115,9 @@ TEST(Alignment, KeepsTracksThatLoseSoundAndDriftInStep) {
   const struct {
     int begins, loses;  // of the right one, in milliseconds
     double drift;
-  } stories[] = {{31, 0, 0}, {0, 75, 0}, {15, 0, 0.0002}};
+    int gone, back;  // in ticks; one that is gone from the first on has only not come yet
+  } stories[] = {{31, 0, 0, 0, 0},    {0, 75, 0, 0, 0},     {15, 0, 0.0002, 0, 0},
+                 {31, 0, 0, 40, 115}, {31, 0, 0, 60, 1300}, {31, 0, 0, 20, 1300}};
   const AudioFormat format{SampleType::kU8, 1000, 1};
   for (const auto& story : stories) {
     SCOPED_TRACE(&story - stories);
@@ -125,6 +128,9 @@ TEST(Alignment, KeepsTracksThatLoseSoundAndDriftInStep) {
     int played[] = {0, story.begins};
     for (int tick = 20; tick < 6000; ++tick) {
       if (tick == 500) played[1] += story.loses;
+      const bool gone = tick >= story.gone && tick < story.back;
+      if (gone) played[1] = tick * 20;
+      if (story.gone > 20 && (tick == story.gone || tick == story.back)) lines[1].SetGone(gone, 0);
       for (int track = 0; track < 2; ++track) {
         const double slowness = 1 + track * story.drift;
         const double now = tick * 0.02 + tick * 7 % (11 + 2 * track) * 0.002;
@@ -139,9 +145,11 @@ TEST(Alignment, KeepsTracksThatLoseSoundAndDriftInStep) {
         const auto ready = lines[track].Ready();
         tracks[track].insert(tracks[track].end(), ready.begin(), ready.end());
       }
-      if (tick < 100 || (tick >= 500 && tick < 700)) continue;
-      const std::size_t last = std::min(tracks[0].size(), tracks[1].size()) - 1;
-      const int skew = (tracks[0][last] - tracks[1][last] + 150) % 100 - 50;
+      if (tick < 200 || (tick >= 500 && tick < 700)) continue;
+      const std::size_t size = std::min(tracks[0].size(), tracks[1].size());
+      ASSERT_GT(size, tick * 20 - 900U) << tick;
+      if (tick < story.back + 200) continue;
+      const int skew = (tracks[0][size - 1] - tracks[1][size - 1] + 150) % 100 - 50;
       ASSERT_LE(std::abs(skew), 10) << tick;
     }
   }

@@ -17,28 +17,27 @@ constexpr double kMostSkew = 0.004;
 
 void Alignment::Look(double now) {
   if (now < next_) return;
+  if (next_ == 0) begins_by_ = now + kLongestStart;
   next_ = now + (settled_ ? kCompareTime : kSettlingTime);
   const double left = left_.TakeLeastLag();
   const double right = right_.TakeLeastLag() + later_;
   const bool both = std::isfinite(left) && std::isfinite(right);
   if (begun_)
     Correct(both ? right - left : 0);
-  else if (both && settled_)
+  else if (both ? settled_ : now >= begins_by_)
     Begin(left, right);
   else
     settled_ = both;
 }
 
 void Alignment::Finish() {
-  if (begun_) return;
-  const double left = left_.TakeLeastLag();
-  const double right = right_.TakeLeastLag() + later_;
-  if (std::isfinite(left) && std::isfinite(right)) Begin(left, right);
+  if (!begun_) Begin(left_.TakeLeastLag(), right_.TakeLeastLag() + later_);
 }
 
 void Alignment::Begin(double left_lag, double right_lag) {
   begun_ = true;
-  const double latency = std::min(left_lag, right_lag);
+  const double least = std::min(left_lag, right_lag);
+  const double latency = std::isfinite(least) ? least : 0;
   left_.Align(left_lag, latency);
   right_.Align(right_lag - later_, latency - later_);
 }

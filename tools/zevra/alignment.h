@@ -7,7 +7,8 @@ namespace zevra::command {
 
 // Keeps two time lines in step: what came at the same moment lies at the same place in both. How
 // far each lags behind the clock shows how they lie. Packets and a busy machine make the lag larger
-// for moments only, so the least of a second counts. One thread.
+// for moments only, so the least of a second counts. Where one is silent or gone, the other does
+// not wait for it for long. One thread.
 class Alignment {
  public:
   // Both wait for Timeline::Align. The clock of `right` began so many seconds after that of `left`.
@@ -27,6 +28,7 @@ class Alignment {
   Timeline& right_;
   const double later_;
   double next_ = 0;
+  double begins_by_ = 0;
   bool settled_ = false;
   bool begun_ = false;
   double skew_ = 0;  // of the time before, 0 for none

@@ -25,7 +25,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::chrono::milliseconds kLookTime{20};
 constexpr double kHeldUp = 0.5;
 // How long after its time a recording waits for audio that is on its way.
-constexpr double kGraceTime = 2;
+constexpr double kGraceTime = kLongestStart + 0.5;
 constexpr double kForever = std::numeric_limits<double>::infinity();
 
 Target TargetOf(const Options& options, const std::string& file) {

@@ -15,8 +15,6 @@ constexpr double kDecisionTime = 0.5;
 constexpr double kShrinking = 0.03;
 // More at once than a live stream brings.
 constexpr double kHeldBack = 0.1;
-// A stream that takes longer to its first audio has lost some.
-constexpr double kLongestStart = 1;
 // How far behind the clock silence stays while a source is gone, so that it never has to be taken
 // back when the source returns.
 constexpr double kGoneMargin = 0.25;
@@ -36,22 +34,23 @@ void Timeline::Add(std::span<const std::uint8_t> audio, double now, bool drained
   pending_.insert(pending_.end(), audio.begin(), audio.end());
   frames_ += FramesIn(audio);
   if (!keeps_clock_) return Flush();
-  if (gone_) {
-    const double missing = Lag(now) - usual_lag_ - kGoneMargin * format_.rate;
-    Flush();
-    if (begun_ && missing > 0) PutSilence(missing);
-    return;
-  }
+  heard_ = heard_ || !audio.empty();
+  if (!begun_ && (gone_ || heard_)) Begin(now);
+  if (gone_ || !heard_) return FillGap(now);
   if (audio.empty()) return;
-  if (!begun_) Begin(now);
   if (!drained) {
-    if (!late_ && !waits_) Flush();
+    if (!late_) Flush();
     return;
   }
   const double lag = Lag(now);
   if (!late_ && !aligning_) least_lag_ = std::min(least_lag_, lag);
-  if (waits_) return;
   Follow(lag, now, static_cast<double>(FramesIn(audio)));
+}
+
+void Timeline::FillGap(double now) {
+  Flush();
+  const double missing = Lag(now) - usual_lag_ - kGoneMargin * format_.rate;
+  if (begun_ && missing > 0) PutSilence(missing);
 }
 
 void Timeline::Follow(double lag, double now, double new_frames) {
@@ -99,9 +98,9 @@ void Timeline::PutSilence(double frames) {
     hole_begin_ = static_cast<double>(frames_ - FramesIn(pending_)) / format_.rate;
   hole_frames_ += static_cast<double>(whole);
   frames_ += whole;
+  best_lag_ -= static_cast<double>(whole);
   least_lag_ = std::numeric_limits<double>::infinity();
-  ready_.resize(ready_.size() + whole * format_.FrameBytes(),
-                format_.type == SampleType::kU8 ? 0x80 : 0);
+  ready_.resize(ready_.size() + whole * format_.FrameBytes(), SilentByte());
 }
 
 void Timeline::Flush() {
@@ -119,7 +118,6 @@ void Timeline::CloseHole() {
 void Timeline::End(double now, std::uint64_t most_frames) {
   if (keeps_clock_) {
     if (!begun_) Begin(now);
-    waits_ = false;
     if (late_) PutSilence(best_lag_ - usual_lag_);
     Flush();
     const double left = static_cast<double>(most_frames) - static_cast<double>(FramesIn(ready_));
@@ -129,7 +127,9 @@ void Timeline::End(double now, std::uint64_t most_frames) {
   Settle();
 }
 
-std::vector<Hole> Timeline::TakeHoles() { return std::exchange(holes_, {}); }
+std::vector<Hole> Timeline::TakeHoles() {
+  return waits_ ? std::vector<Hole>() : std::exchange(holes_, {});
+}
 
 double Timeline::TakeLeastLag() {
   return std::exchange(least_lag_, std::numeric_limits<double>::infinity()) / format_.rate;
@@ -137,9 +137,22 @@ double Timeline::TakeLeastLag() {
 
 void Timeline::Align(double least_lag, double latency) {
   waits_ = false;
+  const double lag = std::isfinite(least_lag) ? least_lag * format_.rate : usual_lag_;
   usual_lag_ = latency * format_.rate;
-  Insert(least_lag - latency);
-  Flush();
+  if (!std::exchange(begun_, true)) {
+    // Silence follows the clock from now on, and a late start is no hole.
+    aligning_ = true;
+    planned_ = kLongestStart;
+    return;
+  }
+  const double missing = std::max(std::round(lag - usual_lag_), 0.0);
+  const auto whole = static_cast<std::uint64_t>(missing);
+  frames_ += whole;
+  best_lag_ -= missing;
+  least_lag_ = std::numeric_limits<double>::infinity();
+  hole_begin_ += missing / format_.rate;
+  for (Hole& hole : holes_) hole.at_seconds += missing / format_.rate;
+  ready_.insert(ready_.begin(), whole * format_.FrameBytes(), SilentByte());
 }
 
 void Timeline::Insert(double seconds) {

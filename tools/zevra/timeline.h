@@ -11,6 +11,10 @@
 
 namespace zevra::command {
 
+// In seconds. A server may take two to answer a new listener; what takes longer to its first audio
+// has lost some.
+inline constexpr double kLongestStart = 2.5;
+
 // Silence that stands in a recording for what never came.
 struct Hole {
   double at_seconds;
@@ -46,15 +50,20 @@ class Timeline {
   void End(double now, std::uint64_t most_frames);
 
   // Audio and silence in step with the clock, since Clear.
-  std::span<const std::uint8_t> Ready() const { return ready_; }
-  void Clear() { ready_.clear(); }
+  std::span<const std::uint8_t> Ready() const {
+    return waits_ ? std::span<const std::uint8_t>() : ready_;
+  }
+  void Clear() {
+    if (!waits_) ready_.clear();
+  }
   // New ones since the last call.
   std::vector<Hole> TakeHoles();
 
   // The least lag since the last call in seconds; infinite where it is not known.
   double TakeLeastLag();
-  // Ends the wait of a timeline of that least lag: silence in front makes up for what it began
-  // later than one with a latency of less.
+  // Ends the wait of a timeline of that least lag, infinite where it is not known: silence in front
+  // makes up for what it began later than one with a latency of less. Silence follows the clock
+  // also where no audio has come yet.
   void Align(double least_lag, double latency);
   // Puts silence in that is too short for a hole.
   void Insert(double seconds);
@@ -64,7 +73,9 @@ class Timeline {
   std::uint64_t FramesIn(std::span<const std::uint8_t> audio) const {
     return audio.size() / format_.FrameBytes();
   }
+  std::uint8_t SilentByte() const { return format_.type == SampleType::kU8 ? 0x80 : 0; }
   void Begin(double now);
+  void FillGap(double now);
   void Follow(double lag, double now, double new_frames);
   void Settle();
   void PutSilence(double frames);
@@ -79,6 +90,7 @@ class Timeline {
   std::vector<std::uint8_t> pending_;
   std::uint64_t frames_ = 0;  // ready and pending since the beginning
   bool begun_ = false;
+  bool heard_ = false;
   bool gone_ = false;
   double planned_ = 0;
   // After a gap the first audio is put exactly where the clock says.

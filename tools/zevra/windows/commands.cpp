@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLookTime{20};
 // How long after its time a recording waits for audio that is on its way.
-constexpr double kGraceTime = 2;
+constexpr double kGraceTime = kLongestStart + 0.5;
 
 // One recording or, without a file, one look at the levels.
 class Recording {
