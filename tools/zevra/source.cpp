@@ -17,8 +17,9 @@ constexpr double kSecondsBetweenTries = 0.5;
 constexpr double kFollowPatience = 10;
 // The other endpoint has no audio yet in the moment after a change.
 constexpr double kFollowGap = 1;
-// An application that pauses may deliver nothing at all, for as long as it likes.
-constexpr double kSecondsBeforeAsking = 0.5;
+// An application that pauses may deliver nothing at all, for as long as it likes. Asked before the
+// time line takes it for a hole.
+constexpr double kSecondsBeforeAsking = 0.15;
 constexpr double kAnyGap = std::numeric_limits<double>::infinity();
 // On the mixer's scale; the audio is some 30 dB lower then.
 constexpr float kFarDown = 0.3F;
@@ -36,6 +37,8 @@ Source::Source(const Session& session, SourceOptions options, Tell tell)
                                                                           : Flow::kRender);
   }
   Open(choice);
+  // An application that pauses makes this wait until it plays.
+  begun_ = Clock::now();
   WarnOfLevel();
 }
 
@@ -104,8 +107,13 @@ std::span<const std::uint8_t> Source::Take() {
 
 std::span<const std::uint8_t> Source::End(std::uint64_t most_frames) {
   timeline_.Clear();
-  const auto audio = capture_ ? capture_->Take() : std::span<const std::uint8_t>();
-  timeline_.Add(audio, Now(), true);
+  // What piled up while the disk or the reader stalled is more than one call takes.
+  bool drained = false;
+  while (!drained) {
+    const auto audio = capture_ ? capture_->Take() : std::span<const std::uint8_t>();
+    drained = !capture_ || capture_->IsDrained();
+    timeline_.Add(audio, Now(), drained);
+  }
   timeline_.End(Now(), most_frames);
   return timeline_.Ready();
 }

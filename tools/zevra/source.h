@@ -73,7 +73,7 @@ class Source {
   const Session& session_;
   const SourceOptions options_;
   const Tell tell_;
-  const Clock::time_point begun_ = Clock::now();
+  Clock::time_point begun_;
   Timeline timeline_;
   std::optional<Device> device_;
   // Ends after the capture: its stop takes a while.
