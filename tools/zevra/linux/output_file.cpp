@@ -47,12 +47,12 @@ bool OutputFile::Write(std::span<const std::uint8_t> bytes) {
     const ssize_t written = write(descriptor_, bytes.data() + done, bytes.size() - done);
     if (written >= 0) {
       done += static_cast<std::size_t>(written);
+    } else if ((errno == EINTR || errno == EPIPE) && Interrupted() && !seekable_) {
+      // Whoever should read may never do so again, or the same Ctrl-C has ended it.
+      return true;
     } else if (errno != EINTR) {
       if (error_ == 0) error_ = errno;
       return seekable_ && TakeBack(begin, static_cast<off_t>(done));
-    } else if (Interrupted() && !seekable_) {
-      // Whoever should read may never do so again.
-      return true;
     }
   }
   return true;

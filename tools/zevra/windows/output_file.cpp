@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "tools/zevra/terminal.h"
 #include "tools/zevra/text.h"
 #include "tools/zevra/writer.h"
 
@@ -51,6 +52,8 @@ bool OutputFile::Write(std::span<const std::uint8_t> bytes) {
   for (std::size_t done = 0; done < bytes.size();) {
     const auto part = static_cast<unsigned>(std::min(bytes.size() - done, kMostBytes));
     const int written = _write(descriptor_, bytes.data() + done, part);
+    // The same Ctrl-C has ended the reader.
+    if (written < 0 && errno == EPIPE && Interrupted() && !seekable_) return true;
     // A full disk takes nothing, without an error of its own.
     if (written <= 0) {
       if (error_ == 0) error_ = written < 0 ? errno : ENOSPC;
