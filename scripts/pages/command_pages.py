@@ -10,8 +10,11 @@ import sys
 
 HERE = pathlib.Path(__file__).parent
 
-# Endpoints have spaces in their names, so the shells get one a line.
-NAMES = r"""zevra list --json 2>/dev/null | sed -n 's/^ *"name": "\(.*\)",$/\1/p'"""
+# What prints the names that go with a value. They have spaces, so the shells get one a line.
+NAMES = {
+    value: rf"""zevra list{option} --json 2>/dev/null | sed -n 's/^ *"name": "\(.*\)",$/\1/p'"""
+    for value, option in (("NAME", ""), ("APPLICATION", " --apps"))
+}
 
 
 def choices(option):
@@ -110,8 +113,8 @@ def bash(app):
                 continue
             if choices(option):
                 action = f"COMPREPLY=($(compgen -W {quoted(' '.join(choices(option)))} -- \"$word\"))"
-            elif option["value"] == "NAME":
-                action = '_zevra_names "$word"'
+            elif option["value"] in NAMES:
+                action = f'_zevra_names "$word" < <({NAMES[option["value"]]})'
             elif option["value"] == "PATH":
                 action = 'compopt -o filenames; COMPREPLY=($(compgen -f -- "$word"))'
             else:
@@ -127,7 +130,7 @@ _zevra_names() {{
   local name IFS=$'\\n'
   while IFS= read -r name; do
     [[ $name == "$1"* || $(printf %q "$name") == "$1"* ]] && COMPREPLY+=("$(printf %q "$name")")
-  done < <({NAMES})
+  done
 }}
 
 _zevra() {{
@@ -162,7 +165,8 @@ def zsh_value(option):
     value = option["value"]
     if choices(option):
         return f":value:({' '.join(choices(option))})"
-    return f":{value.lower()}:" + {"NAME": "_zevra_names", "PATH": "_files"}.get(value, " ")
+    files = "_files" if value == "PATH" else " "
+    return f":{value.lower()}:" + (f"_zevra_{value.lower()}" if value in NAMES else files)
 
 
 def zsh_option(option):
@@ -174,9 +178,11 @@ def zsh_option(option):
 
 
 def zsh(app):
-    lines = ["#compdef zevra", "_zevra_names() {", "  local -a names"]
-    lines += [f'  names=("${{(@f)$({NAMES})}}")', "  compadd -a names", "}", "_zevra() {"]
-    lines += ["  local -a commands=("]
+    lines = ["#compdef zevra"]
+    for value, names in NAMES.items():
+        lines += [f"_zevra_{value.lower()}() {{", "  local -a names"]
+        lines += [f'  names=("${{(@f)$({names})}}")', "  compadd -a names", "}"]
+    lines += ["_zevra() {", "  local -a commands=("]
     for command in app["commands"]:
         lines.append("    " + quoted(f"{command['name']}:{zsh_text(summary(command['text']))}"))
     lines += ["  )", "  if ((CURRENT == 2)); then", "    _describe command commands"]
@@ -198,7 +204,9 @@ def fish_option(command, option):
     if choices(option):
         line += f" -x -a {quoted(' '.join(choices(option)))}"
     elif not is_flag(option):
-        line += {"NAME": f" -x -a {quoted('(' + NAMES + ')')}", "PATH": " -r -F"}.get(option["value"], " -x")
+        names = NAMES.get(option["value"])
+        files = " -r -F" if option["value"] == "PATH" else " -x"
+        line += f" -x -a {quoted('(' + names + ')')}" if names else files
     return f"{line} -d {quoted(summary(option['text']))}"
 
 
