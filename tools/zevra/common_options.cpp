@@ -101,8 +101,8 @@ void AddSamples(CLI::App& command, Options& options, const std::string& remark) 
       ->transform(OneOf(SampleTypeNames()));
   command
       .add_option("--container", options.container,
-                  "What standard output gets: samples alone, or a WAV header before them that "
-                  "tells no length.")
+                  "What standard output, or a name without such an ending, gets: samples alone, or "
+                  "a WAV header before them, which in a stream tells no length.")
       ->type_name("raw|wav")
       ->default_str("raw")
       ->transform(OneOf(ContainerNames()));

@@ -112,7 +112,7 @@ int Main(int argc, char** argv) {
     ShowFailures(options);
     FinishStandardOutput();
   } catch (const BadArgument& failure) {
-    return Complain(failure.what(), kExitBadArguments);
+    return Complain(failure.what(), kExitBadArguments, IsReadByPrograms(options));
   } catch (const std::exception& failure) {
     ShowFailures(options);
     return Complain(failure.what(), kExitFailed, IsReadByPrograms(options));

@@ -70,7 +70,7 @@ void AddApplication(CLI::App& command, Options& options) {
           "--app", choose,
           "Only what this application plays, by its name as in 'zevra list --apps'. Its own volume "
           "counts, the endpoint's does not. When the application ends, so does this.")
-      ->type_name("NAME")
+      ->type_name("APPLICATION")
       ->excludes("--device", "--flow");
 }
 
@@ -140,7 +140,7 @@ void AddPersistence(CLI::App& command, Options& options) {
   command
       .add_flag("--follow-default", options.follow_default,
                 "When the default endpoint becomes another, go on with that one, in the same file "
-                "and in step with the clock.")
+                "and in step with the clock. An endpoint that is named stays.")
       ->excludes("--app");
   AddFlagWithValue(
       command, "--reconnect", "8760h", CLI::Validator(Duration, ""),
@@ -171,6 +171,9 @@ void AddRecord(CLI::App& app, Options& options) {
       "Say all as JSON objects on standard error, one a line: start, gap, level once a "
       "second, warning, lost, found, end, error.");
   AddKeepAlive(command, options);
+  // Without it there is no telling silence from what is missing.
+  command.get_option("--no-keep-alive")
+      ->excludes("--reconnect", "--follow-default", "--with-microphone");
   AddQuiet(command, options);
   command.footer(
       "Examples:\n  zevra record --seconds 10 tune.wav\n"
@@ -257,6 +260,14 @@ void AddDoctor(CLI::App& app, Options& options) {
 }
 
 }  // namespace
+
+void CheckTracks(const Options& options) {
+  if (!options.microphone) return;
+  if (options.format.channels != 2)
+    throw BadArgument("--with-microphone makes two channels, one for each track");
+  if (options.separate && options.file == "-")
+    throw BadArgument("--separate writes two files, and standard output is one");
+}
 
 void Describe(CLI::App& app, Options& options) {
   DescribeProgram(app);

@@ -60,6 +60,9 @@ struct Options {
 // help texts and of the manual page.
 void Describe(CLI::App& app, Options& options);
 
+// BadArgument where two tracks do not go with the format or with where they should go.
+void CheckTracks(const Options& options);
+
 // One function for each subcommand. They return when the work is done or the user has ended it;
 // Failure where it could not be done.
 void Record(const Options& options);

@@ -117,6 +117,7 @@ class PlainWriter final : public AudioWriter {
     UpdateHeader();
   }
 
+  const std::string& File() const override { return output_.path(); }
   void Finish() override {
     finished_ = true;
     if (wav_ && output_.IsSeekable()) {

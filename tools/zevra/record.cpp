@@ -45,13 +45,14 @@ std::vector<SourceOptions> SourcesOf(const Options& options) {
   // What is not kept awake may deliver nothing, and then nothing is what was asked for.
   source.keeps_clock =
       !options.file.empty() && (options.keep_alive || options.endpoint.flow == Flow::kCapture);
-  source.follow_default = options.follow_default;
+  source.follow_default = options.follow_default && !options.endpoint.name;
   source.patience = options.patience;
   if (!options.microphone) return {source};
   source.format.channels = 1;
   source.aligned = true;
   SourceOptions microphone = source;
   microphone.endpoint = {options.endpoint.builtin, {}, Flow::kCapture};
+  microphone.follow_default = options.follow_default && *options.microphone == "default";
   if (*options.microphone != "default") microphone.endpoint.name = options.microphone;
   return {source, microphone};
 }
@@ -122,7 +123,8 @@ class Recording {
       throw Failure(failure.what() + Kept());
     }
     terminal_.Erase();
-    report_.Event("end", {{"seconds", Seconds()}, {"frames", frames_}, {"missing", missing_}});
+    report_.Event("end",
+                  {{"seconds", WrittenSeconds()}, {"frames", written_}, {"missing", missing_}});
     if (Writes() && report_.IsForPeople()) Summarise();
     if (Writes()) FailIncomplete();
   }
@@ -138,8 +140,12 @@ class Recording {
   }
 
   bool Writes() const { return !options_.file.empty(); }
+  // How long it goes on, and what of that is in the file.
   double Seconds() const { return static_cast<double>(frames_) / options_.format.rate; }
-  std::string FileText() const { return options_.file == "-" ? "standard output" : options_.file; }
+  double WrittenSeconds() const { return static_cast<double>(written_) / options_.format.rate; }
+  // The one that is written now.
+  std::string File() const { return options_.file == "-" ? "-" : writers_[0]->File(); }
+  std::string FileText() const { return options_.file == "-" ? "standard output" : File(); }
   std::string EndpointsText() const {
     std::string text = tracks_.first().device().Text();
     if (options_.microphone) text += " (left) and " + tracks_.last().device().Text() + " (right)";
@@ -151,7 +157,7 @@ class Recording {
     report_.Say((Writes() ? "Recording " : "Listening to ") + EndpointsText() + where + ": " +
                 options_.format.Text());
     report_.Event("start", {{"endpoint", tracks_.first().device().name()},
-                            {"file", options_.file},
+                            {"file", Writes() ? File() : ""},
                             {"format", NameOf(options_.format.type)},
                             {"rate", options_.format.rate},
                             {"channels", options_.format.channels}});
@@ -189,7 +195,11 @@ class Recording {
   }
 
   void TellHoles() {
-    for (const Hole& hole : tracks_.TakeHoles()) {
+    for (Hole hole : tracks_.TakeHoles()) {
+      // From the time of the audio to the place in the file.
+      hole.at_seconds -= static_cast<double>(consumed_ - written_) / options_.format.rate;
+      if (options_.start_on_sound && hole.at_seconds + hole.seconds <= 0) continue;
+      hole.at_seconds = std::max(hole.at_seconds, 0.0);
       const char* const who = tracks_.WereSlow() ? "the disk or the reader was too slow for"
                                                  : "the server did not deliver";
       const std::string text = fmt::format("{:.1f} s of silence put in at {} for what {}",
@@ -207,6 +217,7 @@ class Recording {
     total_.Add(samples_);
     second_.Add(samples_);
     view_.Add(samples_);
+    consumed_ += frames;
     if (gate_) audio = gate_->Pass(audio, samples_);
     // Until the first sound the recording has not begun.
     if (!gate_ || gate_->HasOpened() || options_.skip_silence) frames_ += frames;
@@ -244,8 +255,10 @@ class Recording {
 
   // What a failure leaves behind.
   std::string Kept() const {
-    if (!Writes() || options_.file == "-" || frames_ == 0) return "";
-    return fmt::format("; {} keeps the first {:.1f} s", options_.file, Seconds());
+    if (!Writes() || options_.file == "-" || written_ == 0) return "";
+    const bool one = !options_.split_seconds || WrittenSeconds() <= *options_.split_seconds;
+    return fmt::format("; {} the first {:.1f} s",
+                       File() + (one ? " keeps" : " and those before it keep"), WrittenSeconds());
   }
 
   void Summarise() {
@@ -258,8 +271,8 @@ class Recording {
                          ? EndpointsText()
                          : EndpointsText() + " (" + FlowText(source.device().flow()) + ")");
     line("Format", options_.format.Text());
-    line("Length", fmt::format("{}, {} frames, {:.1f} MB of audio", TimeText(Seconds()), written_,
-                               megabytes));
+    line("Length", fmt::format("{}, {} frames, {:.1f} MB of audio", TimeText(WrittenSeconds()),
+                               written_, megabytes));
     std::string peaks;
     for (std::uint16_t channel = 0; channel < total_.channels(); ++channel) {
       peaks +=
@@ -302,6 +315,8 @@ class Recording {
   std::vector<std::uint8_t> apart_;
   std::vector<float> samples_;
   std::uint64_t frames_ = 0;
+  // In frames too: all that came, and what of it went into the file.
+  std::uint64_t consumed_ = 0;
   std::uint64_t written_ = 0;
   double leveled_at_ = 0;
   std::uint64_t holes_ = 0;
@@ -312,6 +327,7 @@ class Recording {
 }  // namespace
 
 void Record(const Options& options) {
+  CheckTracks(options);
   CheckWritable(TargetOf(options, options.file));
   const Session session(options.endpoint.builtin);
   Terminal terminal(options.file == "-" ? stderr : stdout);

@@ -20,14 +20,17 @@ constexpr std::pair<const char*, Container> kEndings[] = {
     {".opus", Container::kOpus}, {".mp3", Container::kMp3},
 };
 
-Container ContainerOf(const Target& target) {
-  if (target.container != Container::kByName) return target.container;
-  if (target.file == "-") return Container::kRaw;
-  const std::size_t dot = target.file.rfind('.');
-  const std::string ending = dot == std::string::npos ? "" : target.file.substr(dot);
+Container ContainerByName(const std::string& file) {
+  const std::size_t dot = file.rfind('.');
+  const std::string ending = dot == std::string::npos ? "" : file.substr(dot);
   for (const auto& [name, container] : kEndings)
     if (EqualIgnoringCase(ending, name)) return container;
   return Container::kByName;
+}
+
+Container ContainerOf(const Target& target) {
+  if (target.container != Container::kByName) return target.container;
+  return target.file == "-" ? Container::kRaw : ContainerByName(target.file);
 }
 
 std::string Formatted(const std::string& pattern) {
@@ -68,6 +71,7 @@ class SplitWriter final : public AudioWriter {
       audio = audio.subspan(part);
     }
   }
+  const std::string& File() const override { return writer_->File(); }
   void Finish() override { writer_->Finish(); }
 
  private:
@@ -75,13 +79,10 @@ class SplitWriter final : public AudioWriter {
     Target one = target_;
     one.seconds = target_.split_seconds;
     one.file = Formatted(target_.file);
-    // Names that do not tell the files apart are numbered.
-    ++number_;
-    if (one.file == target_.file || one.file == last_stamp_)
-      one.file.insert(one.file.rfind('.'), fmt::format("-{:03}", number_));
-    else
-      number_ = 1;
-    last_stamp_ = Formatted(target_.file);
+    // Names that do not tell the files apart are numbered, also where the clock was set back.
+    const unsigned number = ++files_[one.file];
+    if (one.file == target_.file || number > 1)
+      one.file.insert(one.file.rfind('.'), fmt::format("-{:03}", number));
     writer_ = OpenOne(one);
     written_ = 0;
   }
@@ -89,8 +90,8 @@ class SplitWriter final : public AudioWriter {
   const Target target_;
   const std::uint64_t file_bytes_;
   std::unique_ptr<AudioWriter> writer_;
-  std::string last_stamp_;
-  unsigned number_ = 0;
+  // How many there are of each name.
+  std::map<std::string, unsigned> files_;
   std::uint64_t written_ = 0;
 };
 
@@ -116,6 +117,9 @@ void CheckWritable(const Target& target) {
     throw BadArgument("can't tell what to write into " + target.file + ": end the name in " +
                       FileEndings() + ", or give - for standard output");
   }
+  const Container by_name = ContainerByName(target.file);
+  if (by_name != Container::kByName && by_name != known.container)
+    throw BadArgument("the name " + target.file + " says otherwise than --container");
   if (target.file == "-" && IsConsole(stdout)) {
     throw BadArgument(
         "samples say nothing on a terminal: send standard output to a program or a file, or name a "

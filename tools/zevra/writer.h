@@ -22,7 +22,7 @@ struct Target {
   // Its ending says what it holds; "-" is standard output. Fields like %H stand for the local time
   // of its start.
   std::string file;
-  // kByName, or what standard output or a pipe gets.
+  // kByName, or what standard output or a name without an ending of its own gets.
   Container container = Container::kByName;
   AudioFormat format;
   // The length, where it is known.
@@ -37,6 +37,8 @@ class AudioWriter {
   virtual ~AudioWriter() = default;
   // Whole frames in the recording's format.
   virtual void Write(std::span<const std::uint8_t> audio) = 0;
+  // Where it goes now.
+  virtual const std::string& File() const = 0;
   // Makes the recording complete. Without it, or after a failure, what was written so far is still
   // readable.
   virtual void Finish() = 0;
@@ -53,6 +55,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
+  const std::string& path() const { return path_; }
   int descriptor() const { return descriptor_; }
   // False for what cannot go back to its beginning.
   bool IsSeekable() const { return seekable_; }

@@ -106,6 +106,7 @@ class EncodedWriter final : public AudioWriter {
     sf_command(file_, SFC_UPDATE_HEADER_NOW, nullptr, 0);
   }
 
+  const std::string& File() const override { return output_.path(); }
   void Finish() override {
     if (sf_close(std::exchange(file_, nullptr)) != 0 || output_.HasFailed())
       output_.Fail("its end could not be encoded");
