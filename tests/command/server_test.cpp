@@ -50,7 +50,7 @@ TEST(CommandOnServer, ARecordingKeepsTheClockWhateverTheServerDoes) {
     int exit_code;
     const char* message;
   } rows[] = {
-      {"-q", "kill -STOP $ZEVRA_TEST_SERVER_PID; sleep 4; kill -CONT $ZEVRA_TEST_SERVER_PID", 1,
+      {"-q", "kill -STOP $ZEVRA_TEST_SERVER_PID; sleep 6; kill -CONT $ZEVRA_TEST_SERVER_PID", 1,
        "of silence put in at 00:0"},
       {"-q -d Gone --reconnect", "pactl unload-module $(cat module); sleep 1; LOAD", 1,
        "of silence put in at 00:0"},
