@@ -9,8 +9,9 @@
 //                        [&](const zevra::Packet& packet) { ... });
 //
 // Failures are thrown as zevra::Error. Names are UTF-8. The library is initialised on each thread
-// that opens or lists endpoints, until that thread ends; objects must not outlive main(). Use an
-// object, and what was made from the same Device, from one thread at a time.
+// that opens or lists endpoints, until that thread ends; objects must not outlive main(), nor the
+// last of these threads. Use an object, and what was made from the same Device, from one thread at
+// a time.
 
 #include <zevra/zevra.h>
 
@@ -157,14 +158,7 @@ struct Handle {
         ZevraOpenDevice(&handle, name ? wide.c_str() : nullptr, static_cast<std::uint32_t>(flow));
     if (result < 0) throw Error("ZevraOpenDevice", result);
   }
-  ~Handle() {
-    // The thread that opened it may have ended and taken COM with it.
-    try {
-      InitializeThread();
-    } catch (const Error&) {
-    }
-    ZevraCloseDevice(handle);
-  }
+  ~Handle() { ZevraCloseDevice(handle); }
 
   const std::optional<std::string> name;  // none for the default endpoint
   const Flow flow;

@@ -213,7 +213,6 @@ class Stream:
     def _finish(self) -> None:
         # Ctrl-C may come between any two of these.
         try:
-            library()  # the thread that opened the handle may have ended
             self._library.ZevraStopCapture(self._handle)
         finally:
             try:
