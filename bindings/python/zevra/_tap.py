@@ -24,8 +24,9 @@ class OverflowWarning(RuntimeWarning):
 class Tap:
     """A running capture. Made by zevra.capture(); a context manager, which closes it.
 
-    Any thread may use it, as long as one that has called zevra.capture() runs. It ends with close(), with the `with` block, when nothing refers to it
-    any more, and when the interpreter exits.
+    Any thread may use it, as long as one that has called zevra.capture() runs. It ends with
+    close(), with the `with` block, when nothing refers to it any more, and when the interpreter
+    exits.
     """
 
     def __init__(

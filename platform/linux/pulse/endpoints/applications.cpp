@@ -114,7 +114,7 @@ HRESULT ReadEndpoint(PulseConnection& connection, const PulseEndpoint& known, Pu
   const auto sink = std::find_if(sinks.begin(), sinks.end(), [&](const PulseEndpoint& one) {
     return one.index == application.sink_index;
   });
-  // A capture that runs does not follow its application to another sink.
+  // A capture may stay behind when its application is moved, so the host has to learn of it.
   if (sink == sinks.end() || (!known.name.empty() && sink->name != known.name))
     return kEndpointNotFound;
   *now = std::move(*sink);

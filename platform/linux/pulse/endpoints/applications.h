@@ -36,7 +36,7 @@ HRESULT ListApplications(PulseConnection& connection, std::vector<PulseApplicati
 
 // What the server says now of an endpoint or, where `known` is one application's part of it, of
 // that: the endpoint that it plays on now, with the application's own volume. kEndpointNotFound if
-// it has gone.
+// it has gone, or if the application was moved from the sink that `known` names.
 HRESULT ReadEndpoint(PulseConnection& connection, const PulseEndpoint& known, PulseEndpoint* now);
 
 }  // namespace zevra
